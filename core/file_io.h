@@ -1,0 +1,91 @@
+// File access for the readers: an owning file handle, chunked reading, and a text reader that
+// reads CR LF and CR line ends as LF, from a file or from memory.
+#ifndef FUSEKIT_CORE_FILE_IO_H
+#define FUSEKIT_CORE_FILE_IO_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+namespace fusekit::core {
+
+// Size of the chunks in which files are read.
+constexpr std::size_t kReadChunkBytes = 256 * 1024;
+
+struct FileCloser {
+  void operator()(std::FILE* file) const {
+    if (file != nullptr) std::fclose(file);
+  }
+};
+using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
+
+// Opens a file; a null or empty name gives a null handle.
+UniqueFile OpenFile(const char* fileName, const char* mode);
+
+// Calls consume(bytes, count) for each chunk of the rest of the file until it returns false.
+// Returns false when a read error stopped it, true at end of file or when consume stopped it.
+template <class Consume>
+bool ForEachChunk(std::FILE* file, Consume&& consume) {
+  std::unique_ptr<std::uint8_t[]> buffer(new std::uint8_t[kReadChunkBytes]);
+  for (;;) {
+    const std::size_t got = std::fread(buffer.get(), 1, kReadChunkBytes, file);
+    if (got > 0 && !consume(static_cast<const std::uint8_t*>(buffer.get()), got)) return true;
+    if (got < kReadChunkBytes) return std::ferror(file) == 0;
+  }
+}
+
+// Sequential text reading with line ends folded: CR LF and a lone CR both read as LF, so a
+// file reads the same whatever system wrote it.
+class TextReader {
+ public:
+  explicit TextReader(std::FILE* file);
+  explicit TextReader(std::string_view text);
+  TextReader(const TextReader&) = delete;
+  TextReader& operator=(const TextReader&) = delete;
+
+  // The next character (0 to 255), or EOF.
+  int Get() {
+    if (pos_ == end_ && !Refill()) return EOF;
+    const int c = *pos_++;
+    if (c != '\r') return c;
+    if (pos_ == end_ && !Refill()) return '\n';
+    if (*pos_ == '\n') ++pos_;
+    return '\n';
+  }
+
+  // Reads one line as fgets does: at most size - 1 characters, stopping after a line feed, and
+  // terminates it. Returns the count stored; 0 at end of input (or when size < 2).
+  std::size_t ReadLine(char* out, std::size_t size);
+
+ private:
+  bool Refill();
+
+  std::FILE* file_;                          // null when reading from memory
+  std::unique_ptr<std::uint8_t[]> buffer_;   // chunk of the file being read
+  const std::uint8_t* pos_;                  // next unread character
+  const std::uint8_t* end_;                  // end of the characters at hand
+};
+
+// The reader state shared by the text readers of one call: the reader in use and the current
+// character. Calls that read files are therefore not reentrant; ReaderStateScope binds a reader
+// for the duration of one call and clears the state when the call ends.
+struct ReaderState {
+  TextReader* reader = nullptr;
+  int current = EOF;
+  bool at_end = true;
+};
+ReaderState& SharedReaderState();
+
+class ReaderStateScope {
+ public:
+  explicit ReaderStateScope(TextReader& reader);
+  ~ReaderStateScope();
+  ReaderStateScope(const ReaderStateScope&) = delete;
+  ReaderStateScope& operator=(const ReaderStateScope&) = delete;
+};
+
+}  // namespace fusekit::core
+
+#endif  // FUSEKIT_CORE_FILE_IO_H

@@ -1,0 +1,14 @@
+// The whole public API of libfusekit.
+#ifndef FUSEKIT_FUSEKIT_H
+#define FUSEKIT_FUSEKIT_H
+
+#include "fusekit/core.h"
+#include "fusekit/crc.h"
+#include "fusekit/devicedb.h"
+#include "fusekit/export.h"
+#include "fusekit/family.h"
+#include "fusekit/progdata.h"
+#include "fusekit/status.h"
+#include "fusekit/util.h"
+
+#endif  // FUSEKIT_FUSEKIT_H

@@ -1,0 +1,31 @@
+// Bit mirroring of bytes, with a compile-time table.
+#ifndef FUSEKIT_SUPPORT_UTIL_BIT_OPS_H
+#define FUSEKIT_SUPPORT_UTIL_BIT_OPS_H
+
+#include <array>
+#include <cstdint>
+
+namespace fusekit::bits {
+
+constexpr std::uint8_t MirrorSlow(std::uint8_t b) {
+  std::uint8_t r = 0;
+  for (int i = 0; i < 8; ++i) r = static_cast<std::uint8_t>(r | (((b >> i) & 1u) << (7 - i)));
+  return r;
+}
+
+constexpr std::array<std::uint8_t, 256> MakeMirrorTable() {
+  std::array<std::uint8_t, 256> t{};
+  for (unsigned b = 0; b < 256; ++b) t[b] = MirrorSlow(static_cast<std::uint8_t>(b));
+  return t;
+}
+
+inline constexpr std::array<std::uint8_t, 256> kMirror = MakeMirrorTable();
+
+// Bit 0 becomes bit 7, bit 1 becomes bit 6, and so on.
+constexpr std::uint8_t Mirror(std::uint8_t b) { return kMirror[b]; }
+
+static_assert(Mirror(0x01) == 0x80 && Mirror(0x02) == 0x40 && Mirror(0xF0) == 0x0F);
+
+}  // namespace fusekit::bits
+
+#endif  // FUSEKIT_SUPPORT_UTIL_BIT_OPS_H

@@ -1,0 +1,65 @@
+// Shared pieces of the fusekit commands.
+#include "tools/fusekit/cli.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+#include <unistd.h>
+
+namespace fusekit::cli {
+
+void Complain(const std::string& file, const std::string& what) {
+  std::cerr << "fusekit: " << (file.empty() ? "" : file + ": ") << what << '\n';
+}
+
+void ComplainStatus(const std::string& file, const std::string& what, int status) {
+  Complain(file, what + " (status " + std::to_string(status) + ": " + StatusText(status) + ")");
+}
+
+bool LoadDatabase(const GlobalOptions& options, DeviceDatabase& database) {
+  if (options.device_db.empty()) {
+    const int status = database.LoadDefault();
+    if (status != kStatusOk) ComplainStatus("built-in device database", database.GetLastError(), status);
+    return status == kStatusOk;
+  }
+  const int status = database.LoadFile(options.device_db.c_str());
+  if (status == kStatusReadFailed) {
+    Complain(options.device_db, "cannot open the device database");
+  } else if (status != kStatusOk) {
+    ComplainStatus(options.device_db, database.GetLastError(), status);
+  }
+  return status == kStatusOk;
+}
+
+InputFile::InputFile(std::string argument) : path_(std::move(argument)), label_(path_) {
+  if (path_ != "-") return;
+  label_ = "standard input";
+  char name[] = "/tmp/fusekit-stdin-XXXXXX";
+  const int fd = mkstemp(name);
+  if (fd < 0) {
+    ready_ = false;
+    return;
+  }
+  path_ = name;
+  temporary_ = true;
+  std::FILE* out = fdopen(fd, "wb");
+  if (out == nullptr) {
+    close(fd);
+    ready_ = false;
+    return;
+  }
+  char buffer[65536];
+  std::size_t got;
+  while ((got = std::fread(buffer, 1, sizeof buffer, stdin)) > 0) {
+    if (std::fwrite(buffer, 1, got, out) != got) ready_ = false;
+  }
+  if (std::ferror(stdin)) ready_ = false;
+  if (std::fclose(out) != 0) ready_ = false;
+}
+
+InputFile::~InputFile() {
+  if (temporary_) std::remove(path_.c_str());
+}
+
+}  // namespace fusekit::cli

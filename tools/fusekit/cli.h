@@ -1,0 +1,62 @@
+// Shared pieces of the fusekit commands: exit statuses, messages, the device database.
+#ifndef FUSEKIT_TOOLS_CLI_H
+#define FUSEKIT_TOOLS_CLI_H
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "fusekit/fusekit.h"
+
+namespace fusekit::cli {
+
+// Exit statuses of the tool.
+enum ExitStatus : int {
+  kExitOk = 0,
+  kExitDifferent = 1,  // a check or comparison found differences
+  kExitUsage = 2,
+  kExitInvalidInput = 3,  // the input could not be read or is invalid
+};
+
+// Options every command can see.
+struct GlobalOptions {
+  std::string device_db;  // --device-db: another database than the built-in one
+};
+
+// "fusekit: <file>: <what>" on standard error.
+void Complain(const std::string& file, const std::string& what);
+// The same with a library status shown beside its meaning.
+void ComplainStatus(const std::string& file, const std::string& what, int status);
+
+// Loads the database the options name (or the built-in one); complains and returns false on
+// failure.
+bool LoadDatabase(const GlobalOptions& options, DeviceDatabase& database);
+
+// Makes a file name the library can open for a command argument; "-" copies standard input to
+// a temporary file, removed when the object goes.
+class InputFile {
+ public:
+  explicit InputFile(std::string argument);
+  ~InputFile();
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+  // False when standard input could not be copied.
+  bool Ready() const { return ready_; }
+  const std::string& Path() const { return path_; }
+  // The name to show in messages.
+  const std::string& Label() const { return label_; }
+
+ private:
+  std::string path_;
+  std::string label_;
+  bool temporary_ = false;
+  bool ready_ = true;
+};
+
+// Each command adds its subcommand; the callback stores the command's exit status.
+void AddDevicesCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+void AddCrcCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+
+}  // namespace fusekit::cli
+
+#endif  // FUSEKIT_TOOLS_CLI_H
