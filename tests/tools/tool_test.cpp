@@ -1,0 +1,100 @@
+// The fusekit tool end to end: outputs and exit statuses.
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+struct ToolRun {
+  int status;
+  std::string out;  // standard output and standard error together
+};
+
+ToolRun RunTool(const std::string& arguments) {
+  const std::string command = std::string(FUSEKIT_TOOL_PATH) + " " + arguments + " 2>&1";
+  ToolRun run{-1, {}};
+  std::FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return run;
+  char buffer[4096];
+  std::size_t got;
+  while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) run.out.append(buffer, got);
+  const int raw = pclose(pipe);
+  run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  return run;
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+const std::string kSample = std::string(FUSEKIT_SOURCE_DIR) + "/data/samples/tv64.jed";
+
+TEST(Tool, VersionAndUsage) {
+  ToolRun run = RunTool("--version");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(Contains(run.out, "fusekit 0.1.0")) << run.out;
+  EXPECT_EQ(RunTool("").status, 2);
+  EXPECT_EQ(RunTool("no-such-command").status, 2);
+  EXPECT_EQ(RunTool("crc").status, 2);
+  run = RunTool("crc --help");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(Contains(run.out, "FILE")) << run.out;
+}
+
+TEST(Tool, Devices) {
+  ToolRun run = RunTool("devices");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(Contains(run.out, "FD2-2000")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "0x012D3043")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "SPLD22V10")) << run.out;
+
+  fusekit::testing::TempDir dir;
+  const std::string db = dir.Write(
+      "db.json",
+      R"({"format":"fusekit-devices","version":1,"devices":[{"name":"ONLY","family":"X",)"
+      R"("fuse_number":77,"id_length":8,"isp_device_id":"0x2C"}]})");
+  run = RunTool("devices --device-db " + db);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(Contains(run.out, "ONLY")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "0x2C")) << run.out;
+  EXPECT_FALSE(Contains(run.out, "FD2-2000")) << run.out;
+
+  run = RunTool("devices --device-db " + dir.Write("bad.json", "{\"format\": 1}"));
+  EXPECT_EQ(run.status, 3);
+  EXPECT_TRUE(Contains(run.out, "bad.json")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "status -30")) << run.out;
+  EXPECT_EQ(RunTool("devices --device-db " + dir.Path("missing.json")).status, 3);
+}
+
+TEST(Tool, CrcOfTheSampleFile) {
+  ToolRun run = RunTool("crc " + kSample);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "CRC-16 (as the ISC writer computes it): 29BD")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "16-bit binary checksum:                 05B3")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "computed F951, stored F951: valid")) << run.out;
+
+  run = RunTool("crc - < " + kSample);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "standard input")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "stored F951: valid")) << run.out;
+}
+
+TEST(Tool, CrcVerdicts) {
+  fusekit::testing::TempDir dir;
+  ToolRun run = RunTool("crc " + dir.Write("bad.jed", "\x02\x2A\x03" "0030"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(Contains(run.out, "computed 002F, stored 0030: invalid")) << run.out;
+  run = RunTool("crc " + dir.Write("plain.txt", "no frame"));
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(Contains(run.out, "none")) << run.out;
+  run = RunTool("crc " + dir.Path("missing.jed"));
+  EXPECT_EQ(run.status, 3);
+  EXPECT_TRUE(Contains(run.out, "missing.jed")) << run.out;
+}
+
+}  // namespace
