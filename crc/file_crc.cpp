@@ -16,6 +16,32 @@ namespace {
 constexpr int kMarkerLength = 4;
 constexpr std::uint8_t kEndOfText = 0xFF;
 
+constexpr std::uint64_t kOnes = 0x0101010101010101ull;
+constexpr std::uint64_t kHighBits = 0x8080808080808080ull;
+
+// Non-zero when one of the eight bytes of word equals the byte that pattern repeats.
+constexpr std::uint64_t HasByte(std::uint64_t word, std::uint64_t pattern) {
+  const std::uint64_t x = word ^ pattern;
+  return (x - kOnes) & ~x & kHighBits;
+}
+
+// First byte in [p, end) that is a or b or the end-of-text byte, or end. Eight bytes are tested
+// at a time, since most of a text holds none of them.
+const std::uint8_t* SkipToCandidate(const std::uint8_t* p, const std::uint8_t* end, std::uint8_t a,
+                                    std::uint8_t b) {
+  const std::uint64_t pa = kOnes * a;
+  const std::uint64_t pb = kOnes * b;
+  const std::uint64_t pe = kOnes * kEndOfText;
+  while (end - p >= 8) {
+    std::uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    if ((HasByte(word, pa) | HasByte(word, pb) | HasByte(word, pe)) != 0) break;
+    p += 8;
+  }
+  while (p != end && *p != a && *p != b && *p != kEndOfText) ++p;
+  return p;
+}
+
 }  // namespace
 
 std::uint64_t FileCrcExtent(std::FILE* file, const char* marker) {
@@ -37,8 +63,7 @@ std::uint64_t FileCrcExtent(std::FILE* file, const char* marker) {
     const std::uint8_t* const end = bytes + count;
     while (p != end) {
       if (matched == 0) {
-        // Fast skip to the next byte that can start a match or end the text.
-        while (p != end && *p != as_given[0] && *p != lowered[0] && *p != kEndOfText) ++p;
+        p = SkipToCandidate(p, end, as_given[0], lowered[0]);
         if (p == end) break;
       }
       const std::uint8_t c = *p++;

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,25 @@ TEST(FileCrc, MarkerAcrossChunkBoundary) {
   const std::string path = dir.Write("big.isc", text);
   EXPECT_EQ(Transmission(path, "ABCD"), Ccitt(head));
   EXPECT_EQ(GetFileCRC16(path.c_str()), Ccitt(text));
+}
+
+TEST(FileCrc, MatchesTheCharacterAtATimeReferenceOnRandomTexts) {
+  // Texts over a small alphabet, so that partial and whole markers occur often.
+  std::mt19937 rng(11);
+  const char alphabet[] = {'A', 'B', 'C', 'D', 'a', 'b', 'c', 'd', '\r', '\n', '\xFF', '\0'};
+  const char* markers[] = {"ABCD", "abcd", "AbCd", "AAAB", "DCBA", "AB"};
+  TempDir dir;
+  for (int trial = 0; trial < 300; ++trial) {
+    std::string text(rng() % 400, ' ');
+    const std::size_t letters = trial % 3 == 0 ? std::size(alphabet) : 10;  // 0xFF only sometimes
+    for (char& c : text) c = alphabet[rng() % letters];
+    const std::string path = dir.Write("f.isc", text);
+    const char* marker = markers[rng() % std::size(markers)];
+    ASSERT_EQ(Transmission(path, marker), fusekit::reference::FileCrc(path, marker))
+        << "trial " << trial << " marker " << marker;
+    ASSERT_EQ(GetFileCRC16(path.c_str()), fusekit::reference::FileCrc(path, nullptr))
+        << "trial " << trial;
+  }
 }
 
 TEST(FileCrc, NoMarkerOrNoFile) {

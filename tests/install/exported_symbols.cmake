@@ -1,0 +1,28 @@
+# Compares the dynamic symbols that libfusekit.so defines with the list of the public API:
+# a missing symbol is a broken API, an extra one is a leaked internal helper.
+find_program(NM nm REQUIRED)
+execute_process(COMMAND ${NM} -DC --defined-only "${LIBRARY}" OUTPUT_VARIABLE listing
+                RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+string(REPLACE "\n" ";" lines "${listing}")
+set(symbols "")
+foreach(line IN LISTS lines)
+  # "<address> <type> <name>": keep the name; the version node of the map is not API.
+  if(line MATCHES "^[0-9a-f]+ [A-Za-z] (.+)$")
+    set(name "${CMAKE_MATCH_1}")
+    if(NOT name MATCHES "^FUSEKIT_|^_init$|^_fini$")
+      list(APPEND symbols "${name}")
+    endif()
+  endif()
+endforeach()
+list(SORT symbols)
+list(REMOVE_DUPLICATES symbols)
+list(JOIN symbols "\n" actual)
+file(WRITE "${ACTUAL}" "${actual}\n")
+file(READ "${EXPECTED}" expected)
+if(NOT actual STREQUAL expected AND NOT "${actual}\n" STREQUAL expected)
+  execute_process(COMMAND diff -u "${EXPECTED}" "${ACTUAL}" OUTPUT_VARIABLE difference)
+  message(FATAL_ERROR "exported symbols differ from ${EXPECTED}:\n${difference}")
+endif()
