@@ -1,6 +1,7 @@
 // Table-driven CRCs against their bit-serial references, in one run:
 //   - GetDataCRC over a field of 64 Mbit (65536 rows of 1024 bits);
-//   - GetCRCTramission over a 32 MiB text file (the marker "ZZZZ" sits at the end, so the whole text is
+//   - GetCRCTramission over a 32 MiB text file (the marker "ZZZZ" sits at the end, so the whole
+//   text is
 //     searched and fed).
 // After the runs, a summary prints each figure beside its reference and the speed-up.
 #include <benchmark/benchmark.h>

@@ -49,6 +49,8 @@ ReaderStateScope::ReaderStateScope(TextReader& reader) {
   state.at_end = false;
 }
 
-ReaderStateScope::~ReaderStateScope() { SharedReaderState() = ReaderState(); }
+ReaderStateScope::~ReaderStateScope() {
+  SharedReaderState() = ReaderState();
+}
 
 }  // namespace fusekit::core

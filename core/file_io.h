@@ -62,10 +62,10 @@ class TextReader {
  private:
   bool Refill();
 
-  std::FILE* file_;                          // null when reading from memory
-  std::unique_ptr<std::uint8_t[]> buffer_;   // chunk of the file being read
-  const std::uint8_t* pos_;                  // next unread character
-  const std::uint8_t* end_;                  // end of the characters at hand
+  std::FILE* file_;                         // null when reading from memory
+  std::unique_ptr<std::uint8_t[]> buffer_;  // chunk of the file being read
+  const std::uint8_t* pos_;                 // next unread character
+  const std::uint8_t* end_;                 // end of the characters at hand
 };
 
 // The reader state shared by the text readers of one call: the reader in use and the current

@@ -43,5 +43,7 @@ const char* GetOutputFormatName(int table, int index) {
 }
 
 namespace fusekit {
-const char* LibraryVersion() { return FUSEKIT_VERSION; }
+const char* LibraryVersion() {
+  return FUSEKIT_VERSION;
+}
 }  // namespace fusekit

@@ -22,10 +22,14 @@ void SetLogFileName(const char* name) {
   g_log_file_name.reset(copy);
 }
 
-const char* GetLogFileName() { return g_log_file_name ? g_log_file_name.get() : ""; }
+const char* GetLogFileName() {
+  return g_log_file_name ? g_log_file_name.get() : "";
+}
 
 namespace fusekit::core {
 
-void ConsumeLogFileName() { g_log_file_name.reset(); }
+void ConsumeLogFileName() {
+  g_log_file_name.reset();
+}
 
 }  // namespace fusekit::core

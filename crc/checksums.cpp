@@ -31,7 +31,9 @@ unsigned short GetNix_CRC16(unsigned char* bytes, unsigned int length, char* crc
   return 0;  // the CRC is delivered only as text
 }
 
-char Exor(char a, char b) { return a != b ? 1 : 0; }
+char Exor(char a, char b) {
+  return a != b ? 1 : 0;
+}
 
 int ValidTransmissionChecksum(char* fileName, unsigned short* computed, unsigned short* stored) {
   if (computed != nullptr) *computed = 0;
@@ -75,7 +77,8 @@ int ValidTransmissionChecksum(char* fileName, unsigned short* computed, unsigned
   }
   if (phase == Phase::kBeforeStx || phase == Phase::kSumming) return 0;
   // Digits missing at the end of the file read as the value of a non-digit, 0.
-  for (; digits < kStoredChecksumDigits; ++digits) stored_value = static_cast<std::uint16_t>(stored_value << 4);
+  for (; digits < kStoredChecksumDigits; ++digits)
+    stored_value = static_cast<std::uint16_t>(stored_value << 4);
   if (computed != nullptr) *computed = sum;
   if (stored != nullptr) *stored = stored_value;
   // A stored checksum of 0 ("0000") means the writer did not compute one: accepted.

@@ -40,4 +40,6 @@ void GetDataCRC(char* /*unused*/, SVFDataField* first, SVFDataField* second, SVF
   if (format && crcText != nullptr) std::snprintf(crcText, 9, "%.8X", value);
 }
 
-unsigned int GetBlockCRCRegister() { return fusekit::crc::BlockCrcRegister(); }
+unsigned int GetBlockCRCRegister() {
+  return fusekit::crc::BlockCrcRegister();
+}

@@ -19,7 +19,8 @@ constexpr long kMaxDatabaseBytes = 64L * 1024 * 1024;
 
 bool SameNameIgnoringCase(const char* a, const char* b) {
   for (; *a != '\0' && *b != '\0'; ++a, ++b) {
-    if (std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b)))
+    if (std::tolower(static_cast<unsigned char>(*a)) !=
+        std::tolower(static_cast<unsigned char>(*b)))
       return false;
   }
   return *a == *b;
@@ -76,7 +77,9 @@ int DeviceDatabase::LoadText(const char* text, std::size_t length) {
   return 0;
 }
 
-int DeviceDatabase::GetDeviceCount() const { return static_cast<int>(devices_.size()); }
+int DeviceDatabase::GetDeviceCount() const {
+  return static_cast<int>(devices_.size());
+}
 
 DeviceInfo* DeviceDatabase::GetDevice(int index) {
   if (index < 0 || static_cast<std::size_t>(index) >= devices_.size()) return nullptr;
@@ -91,4 +94,6 @@ DeviceInfo* DeviceDatabase::FindDevice(const char* name) {
   return nullptr;
 }
 
-const char* DeviceDatabase::GetLastError() const { return last_error_.c_str(); }
+const char* DeviceDatabase::GetLastError() const {
+  return last_error_.c_str();
+}

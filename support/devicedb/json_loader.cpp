@@ -108,7 +108,8 @@ bool NestingWithinLimit(std::string_view text) {
 std::uint64_t ReadNumber(const json& value, std::uint64_t max, const std::string& where) {
   if (value.is_number_unsigned()) {
     const auto n = value.get<std::uint64_t>();
-    if (n > max) Fail(where, "value " + std::to_string(n) + " is larger than " + std::to_string(max));
+    if (n > max)
+      Fail(where, "value " + std::to_string(n) + " is larger than " + std::to_string(max));
     return n;
   }
   if (!value.is_string()) Fail(where, "expected an unsigned number or a number in a text");
@@ -137,8 +138,9 @@ std::vector<unsigned int> ReadNumberList(const json& value, const std::string& w
   if (!value.is_array()) Fail(where, "expected an array of numbers");
   std::vector<unsigned int> list;
   for (std::size_t i = 0; i < value.size(); ++i) {
-    list.push_back(static_cast<unsigned int>(ReadNumber(
-        value[i], std::numeric_limits<unsigned int>::max(), where + "[" + std::to_string(i) + "]")));
+    list.push_back(
+        static_cast<unsigned int>(ReadNumber(value[i], std::numeric_limits<unsigned int>::max(),
+                                             where + "[" + std::to_string(i) + "]")));
   }
   return list;
 }

@@ -3,24 +3,39 @@
 #include <new>
 
 #include "fusekit/devicedb.h"
+#include "support/devicedb/text_field.h"
 
-namespace {
-void Assign(std::string& to, const char* text) { to.assign(text != nullptr ? text : ""); }
-}  // namespace
+using fusekit::devicedb::AssignText;
 
 Package::Package() = default;
 Package::~Package() = default;
 Package::Package(const Package&) = default;
 Package& Package::operator=(const Package&) = default;
 
-const char* Package::GetType() const { return type_.c_str(); }
-const char* Package::GetPON() const { return pon_.c_str(); }
-const char* Package::GetBackupPON() const { return backup_pon_.c_str(); }
-const char* Package::GetJDF() const { return jdf_.c_str(); }
-void Package::SetType(const char* text) { Assign(type_, text); }
-void Package::SetPON(const char* text) { Assign(pon_, text); }
-void Package::SetBackupPON(const char* text) { Assign(backup_pon_, text); }
-void Package::SetJDF(const char* text) { Assign(jdf_, text); }
+const char* Package::GetType() const {
+  return type_.c_str();
+}
+const char* Package::GetPON() const {
+  return pon_.c_str();
+}
+const char* Package::GetBackupPON() const {
+  return backup_pon_.c_str();
+}
+const char* Package::GetJDF() const {
+  return jdf_.c_str();
+}
+void Package::SetType(const char* text) {
+  AssignText(type_, text);
+}
+void Package::SetPON(const char* text) {
+  AssignText(pon_, text);
+}
+void Package::SetBackupPON(const char* text) {
+  AssignText(backup_pon_, text);
+}
+void Package::SetJDF(const char* text) {
+  AssignText(jdf_, text);
+}
 
 PackageList::PackageList() = default;
 PackageList::~PackageList() = default;
@@ -63,7 +78,13 @@ bool PackageList::AddPackage(const Package& package) {
 }
 
 DeviceStrElement::DeviceStrElement() = default;
-DeviceStrElement::DeviceStrElement(const char* text) { SetString(text); }
+DeviceStrElement::DeviceStrElement(const char* text) {
+  SetString(text);
+}
 DeviceStrElement::~DeviceStrElement() = default;
-void DeviceStrElement::SetString(const char* text) { Assign(text_, text); }
-const char* DeviceStrElement::GetString() const { return text_.c_str(); }
+void DeviceStrElement::SetString(const char* text) {
+  AssignText(text_, text);
+}
+const char* DeviceStrElement::GetString() const {
+  return text_.c_str();
+}

@@ -20,20 +20,48 @@ bool IsMember(Family family, const char* name) {
 using fusekit::family::Family;
 using fusekit::family::IsMember;
 
-int IsQuillonFamily(const char* family) { return IsMember(Family::kQuillon, family); }
-int IsTavrelFamily(const char* family) { return IsMember(Family::kTavrel, family); }
-int IsPelmo2Family(const char* family) { return IsMember(Family::kPelmo2, family); }
-int IsPelmo3DFamily(const char* family) { return IsMember(Family::kPelmo3D, family); }
-int IsTorvik4Family(const char* family) { return IsMember(Family::kTorvik4, family); }
-int IsGlimraFamily(const char* family) { return IsMember(Family::kGlimra, family); }
-int IsFendra2Family(const char* family) { return IsMember(Family::kFendra2, family); }
-int IsMarskFamily(const char* family) { return IsMember(Family::kMarsk, family); }
-int IsZentivFamily(const char* family) { return IsMember(Family::kZentiv, family); }
-int IsOrlanFamily(const char* family) { return IsMember(Family::kOrlan, family); }
-int IsOrlanD6Family(const char* family) { return IsMember(Family::kOrlanD6, family); }
-int IsVorskFamily(const char* family) { return IsMember(Family::kVorsk, family); }
-int IsGrendMHFamily(const char* family) { return IsMember(Family::kGrendMH, family); }
-int IsOmbrelFamily(const char* family) { return IsMember(Family::kOmbrel, family); }
+int IsQuillonFamily(const char* family) {
+  return IsMember(Family::kQuillon, family);
+}
+int IsTavrelFamily(const char* family) {
+  return IsMember(Family::kTavrel, family);
+}
+int IsPelmo2Family(const char* family) {
+  return IsMember(Family::kPelmo2, family);
+}
+int IsPelmo3DFamily(const char* family) {
+  return IsMember(Family::kPelmo3D, family);
+}
+int IsTorvik4Family(const char* family) {
+  return IsMember(Family::kTorvik4, family);
+}
+int IsGlimraFamily(const char* family) {
+  return IsMember(Family::kGlimra, family);
+}
+int IsFendra2Family(const char* family) {
+  return IsMember(Family::kFendra2, family);
+}
+int IsMarskFamily(const char* family) {
+  return IsMember(Family::kMarsk, family);
+}
+int IsZentivFamily(const char* family) {
+  return IsMember(Family::kZentiv, family);
+}
+int IsOrlanFamily(const char* family) {
+  return IsMember(Family::kOrlan, family);
+}
+int IsOrlanD6Family(const char* family) {
+  return IsMember(Family::kOrlanD6, family);
+}
+int IsVorskFamily(const char* family) {
+  return IsMember(Family::kVorsk, family);
+}
+int IsGrendMHFamily(const char* family) {
+  return IsMember(Family::kGrendMH, family);
+}
+int IsOmbrelFamily(const char* family) {
+  return IsMember(Family::kOmbrel, family);
+}
 
 int IsDirectSPIDevice(const char* family) {
   if (family == nullptr) return 0;

@@ -31,14 +31,14 @@ struct Membership {
 
 // A name may appear under several families (every Zentiv name is also a Marsk name).
 inline constexpr Membership kMembers[] = {
-    {"CorvaneQuillon", Family::kQuillon},   {"CorvaneQuillonE", Family::kQuillon},
-    {"CorvaneTavrel", Family::kTavrel},     {"CorvanePelmo2", Family::kPelmo2},
-    {"CorvanePelmo2M", Family::kPelmo2},    {"CorvanePelmo3D", Family::kPelmo3D},
-    {"CorvaneTorvik4", Family::kTorvik4},   {"CorvaneGlimra", Family::kGlimra},
-    {"CorvaneFendra2", Family::kFendra2},   {"CorvaneMarsk", Family::kMarsk},
-    {"CorvaneZentiv", Family::kMarsk},      {"CorvaneZentiv", Family::kZentiv},
-    {"CorvaneOrlan", Family::kOrlan},       {"CorvaneOrlanD6", Family::kOrlanD6},
-    {"CorvaneVorsk", Family::kVorsk},       {"CorvaneGrendMH", Family::kGrendMH},
+    {"CorvaneQuillon", Family::kQuillon}, {"CorvaneQuillonE", Family::kQuillon},
+    {"CorvaneTavrel", Family::kTavrel},   {"CorvanePelmo2", Family::kPelmo2},
+    {"CorvanePelmo2M", Family::kPelmo2},  {"CorvanePelmo3D", Family::kPelmo3D},
+    {"CorvaneTorvik4", Family::kTorvik4}, {"CorvaneGlimra", Family::kGlimra},
+    {"CorvaneFendra2", Family::kFendra2}, {"CorvaneMarsk", Family::kMarsk},
+    {"CorvaneZentiv", Family::kMarsk},    {"CorvaneZentiv", Family::kZentiv},
+    {"CorvaneOrlan", Family::kOrlan},     {"CorvaneOrlanD6", Family::kOrlanD6},
+    {"CorvaneVorsk", Family::kVorsk},     {"CorvaneGrendMH", Family::kGrendMH},
     {"CorvaneOmbrel", Family::kOmbrel},
 };
 

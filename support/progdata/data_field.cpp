@@ -7,8 +7,12 @@
 SVFDataField::SVFDataField() : cursor_(0) {}
 SVFDataField::~SVFDataField() = default;
 
-void SVFDataField::SetFieldName(const char* name) { name_.assign(name != nullptr ? name : ""); }
-const char* SVFDataField::GetFieldName() const { return name_.c_str(); }
+void SVFDataField::SetFieldName(const char* name) {
+  name_.assign(name != nullptr ? name : "");
+}
+const char* SVFDataField::GetFieldName() const {
+  return name_.c_str();
+}
 
 KvByteBuffer* SVFDataField::AddRow(unsigned int widthBits) {
   try {
@@ -29,9 +33,13 @@ unsigned int SVFDataField::GetRowWidth(int index) const {
   return rows_[static_cast<std::size_t>(index) - 1].width_bits;
 }
 
-int SVFDataField::GetRowCount() const { return static_cast<int>(rows_.size()); }
+int SVFDataField::GetRowCount() const {
+  return static_cast<int>(rows_.size());
+}
 
-void SVFDataField::ResetRowPointer() { cursor_ = 0; }
+void SVFDataField::ResetRowPointer() {
+  cursor_ = 0;
+}
 
 KvByteBuffer* SVFDataField::GetCurrentRow() {
   if (cursor_ >= rows_.size()) return nullptr;

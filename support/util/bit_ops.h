@@ -22,7 +22,9 @@ constexpr std::array<std::uint8_t, 256> MakeMirrorTable() {
 inline constexpr std::array<std::uint8_t, 256> kMirror = MakeMirrorTable();
 
 // Bit 0 becomes bit 7, bit 1 becomes bit 6, and so on.
-constexpr std::uint8_t Mirror(std::uint8_t b) { return kMirror[b]; }
+constexpr std::uint8_t Mirror(std::uint8_t b) {
+  return kMirror[b];
+}
 
 static_assert(Mirror(0x01) == 0x80 && Mirror(0x02) == 0x40 && Mirror(0xF0) == 0x0F);
 

@@ -8,7 +8,9 @@ namespace {
 std::uint16_t g_ccitt_state = fusekit::crc_engine::kCcittInitial;
 }  // namespace
 
-void init_crc_ccitt() { g_ccitt_state = fusekit::crc_engine::kCcittInitial; }
+void init_crc_ccitt() {
+  g_ccitt_state = fusekit::crc_engine::kCcittInitial;
+}
 
 void get_crc_ccitt(char* byte, bool /*flag*/) {
   if (byte == nullptr) return;
@@ -16,4 +18,6 @@ void get_crc_ccitt(char* byte, bool /*flag*/) {
       fusekit::crc_engine::Ccitt16::UpdateByte(g_ccitt_state, static_cast<std::uint8_t>(*byte));
 }
 
-unsigned short return_crc_ccitt() { return g_ccitt_state; }
+unsigned short return_crc_ccitt() {
+  return g_ccitt_state;
+}

@@ -77,9 +77,9 @@ class Crc16 {
                               std::size_t count) noexcept {
     const auto& t = kCrc16Tables<Poly>;
     while (count >= 8) {
-      crc = static_cast<std::uint16_t>(
-          t[7][(crc >> 8) ^ bytes[0]] ^ t[6][(crc & 0xFF) ^ bytes[1]] ^ t[5][bytes[2]] ^
-          t[4][bytes[3]] ^ t[3][bytes[4]] ^ t[2][bytes[5]] ^ t[1][bytes[6]] ^ t[0][bytes[7]]);
+      crc = static_cast<std::uint16_t>(t[7][(crc >> 8) ^ bytes[0]] ^ t[6][(crc & 0xFF) ^ bytes[1]] ^
+                                       t[5][bytes[2]] ^ t[4][bytes[3]] ^ t[3][bytes[4]] ^
+                                       t[2][bytes[5]] ^ t[1][bytes[6]] ^ t[0][bytes[7]]);
       bytes += 8;
       count -= 8;
     }
@@ -90,7 +90,6 @@ class Crc16 {
   static std::uint16_t UpdateByte(std::uint16_t crc, std::uint8_t byte) noexcept {
     return static_cast<std::uint16_t>((crc << 8) ^ kCrc16Tables<Poly>[0][(crc >> 8) ^ byte]);
   }
-
 };
 
 // CRC-16/CCITT-FALSE: the file checksum of ISC data files.
@@ -149,7 +148,8 @@ class DataCrc32 {
       const std::uint8_t byte = *(p - 1);
       for (unsigned bit = 0; bit < rest_bits; ++bit) {
         const std::uint32_t out = r & 1u;
-        r = (r >> 1) ^ (std::uint32_t{(byte >> bit) & 1u} << 31) ^ (out ? kDataCrcReflectedPoly : 0u);
+        r = (r >> 1) ^ (std::uint32_t{(byte >> bit) & 1u} << 31) ^
+            (out ? kDataCrcReflectedPoly : 0u);
       }
     }
     reflected_ = r;

@@ -25,9 +25,15 @@ KvObject* KvObjList::GetAt(int index) const {
   return objects_[static_cast<std::size_t>(index)].get();
 }
 
-int KvObjList::GetCount() const { return static_cast<int>(objects_.size()); }
-bool KvObjList::IsEmpty() const { return objects_.empty(); }
-void KvObjList::RemoveAll() { objects_.clear(); }
+int KvObjList::GetCount() const {
+  return static_cast<int>(objects_.size());
+}
+bool KvObjList::IsEmpty() const {
+  return objects_.empty();
+}
+void KvObjList::RemoveAll() {
+  objects_.clear();
+}
 
 KvByteBuffer::KvByteBuffer() = default;
 KvByteBuffer::~KvByteBuffer() = default;
@@ -55,8 +61,12 @@ unsigned char KvByteBuffer::ReadData(int index) const {
   return bytes_[static_cast<std::size_t>(index)];
 }
 
-int KvByteBuffer::GetDataSize() const { return static_cast<int>(bytes_.size()); }
-unsigned int KvByteBuffer::GetTotalSize() const { return static_cast<unsigned int>(bytes_.size()); }
+int KvByteBuffer::GetDataSize() const {
+  return static_cast<int>(bytes_.size());
+}
+unsigned int KvByteBuffer::GetTotalSize() const {
+  return static_cast<unsigned int>(bytes_.size());
+}
 const unsigned char* KvByteBuffer::GetBuffer() const {
   return bytes_.empty() ? nullptr : bytes_.data();
 }

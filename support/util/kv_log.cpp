@@ -5,7 +5,9 @@
 #include "fusekit/util.h"
 
 KvLog::KvLog() : file_(nullptr) {}
-KvLog::~KvLog() { Close(); }
+KvLog::~KvLog() {
+  Close();
+}
 
 bool KvLog::Open(const char* fileName, const char* mode) {
   Close();
@@ -19,7 +21,9 @@ void KvLog::Close() {
   file_ = nullptr;
 }
 
-bool KvLog::IsOpen() const { return file_ != nullptr; }
+bool KvLog::IsOpen() const {
+  return file_ != nullptr;
+}
 
 void KvLog::WriteMessage(const char* format, ...) {
   if (file_ == nullptr || format == nullptr) return;

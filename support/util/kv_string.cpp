@@ -7,7 +7,9 @@
 
 namespace {
 
-bool IsTrimmed(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+bool IsTrimmed(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
 
 int ClampCount(int count, std::size_t available) {
   if (count <= 0) return 0;
@@ -39,10 +41,18 @@ KvCString& KvCString::operator+=(char c) {
   return *this;
 }
 
-const char* KvCString::GetString() const { return text_.c_str(); }
-int KvCString::GetLength() const { return static_cast<int>(text_.size()); }
-bool KvCString::IsEmpty() const { return text_.empty(); }
-void KvCString::Empty() { text_.clear(); }
+const char* KvCString::GetString() const {
+  return text_.c_str();
+}
+int KvCString::GetLength() const {
+  return static_cast<int>(text_.size());
+}
+bool KvCString::IsEmpty() const {
+  return text_.empty();
+}
+void KvCString::Empty() {
+  text_.clear();
+}
 
 char KvCString::GetAt(int index) const {
   if (index < 0 || static_cast<std::size_t>(index) >= text_.size()) return '\0';
@@ -86,7 +96,9 @@ KvCString KvCString::Mid(int first, int count) const {
   return KvCString(text_.data() + first, n);
 }
 
-KvCString& KvCString::Trim() { return TrimRight().TrimLeft(); }
+KvCString& KvCString::Trim() {
+  return TrimRight().TrimLeft();
+}
 
 KvCString& KvCString::TrimLeft() {
   const auto first = std::find_if_not(text_.begin(), text_.end(), IsTrimmed);

@@ -35,7 +35,9 @@ unsigned char util_HexAnsi2Hex(char digit) {
   return 0;
 }
 
-char util_Hex2HexAnsi(unsigned char value) { return "0123456789ABCDEF"[value & 0x0F]; }
+char util_Hex2HexAnsi(unsigned char value) {
+  return "0123456789ABCDEF"[value & 0x0F];
+}
 
 int FindSubString(const char* text, const char* sub) {
   if (text == nullptr || sub == nullptr) return -1;

@@ -43,11 +43,20 @@ TEST(OutputFormatNames, TwoTablesInTheirOrder) {
 
 TEST(StatusText, EveryNamedStatusHasItsOwnWords) {
   using namespace fusekit;
-  const int statuses[] = {kStatusOk,           kStatusOpenFailed,        kStatusReadFailed,
-                          kStatusNoMemory,     kStatusNoFuseData,        kStatusNullArgument,
-                          kStatusCannotOpenFile, kStatusChecksumMismatch, kStatusFieldMissing,
-                          kStatusInvalidDatabase, kStatusNullModel,      kStatusNoFuseArray,
-                          kStatusRowWriteFailed, kStatusJedecSyntax};
+  const int statuses[] = {kStatusOk,
+                          kStatusOpenFailed,
+                          kStatusReadFailed,
+                          kStatusNoMemory,
+                          kStatusNoFuseData,
+                          kStatusNullArgument,
+                          kStatusCannotOpenFile,
+                          kStatusChecksumMismatch,
+                          kStatusFieldMissing,
+                          kStatusInvalidDatabase,
+                          kStatusNullModel,
+                          kStatusNoFuseArray,
+                          kStatusRowWriteFailed,
+                          kStatusJedecSyntax};
   const int values[] = {0, -1, -2, -3, -4, -6, -13, -14, -18, -30, -100, -1000, -1010, 8195};
   std::set<std::string> words;
   for (std::size_t i = 0; i < std::size(statuses); ++i) {

@@ -24,7 +24,7 @@ TEST(DataCrcEngine, MatchesBitSerialOnEveryWidthFrom1To64) {
     for (int trial = 0; trial < 200; ++trial) {
       // Mostly the natural ceil(W/8) bytes, sometimes more or fewer than the width needs.
       const std::size_t natural = (width + 7) / 8;
-      const std::size_t count = trial % 5 == 0 ? natural + rng() % 4
+      const std::size_t count = trial % 5 == 0   ? natural + rng() % 4
                                 : trial % 7 == 0 ? 1 + rng() % natural
                                                  : natural;
       const auto row = RandomBytes(rng, count);

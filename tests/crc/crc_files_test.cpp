@@ -44,8 +44,16 @@ TEST(FileCrc, MarkerSearchAndWhatIsFed) {
       {"lower-case marker does not match upper-case text", "text ABCD", "abcd", "text ABCD"},
       {"mismatch does not retest the character", "AABCD", "ABCD", "AABCD"},
       {"only the first four marker characters count", "12ABCD", "ABCDEFG", "12"},
-      {"a byte 0xFF ends the text", std::string("ab\xFF" "cdABCD", 9), "ABCD", "ab"},
-      {"a byte 0xFF ends the search first", std::string("ab\xFF" "ABCD", 7), "ABCD", "ab"},
+      {"a byte 0xFF ends the text",
+       std::string("ab\xFF"
+                   "cdABCD",
+                   9),
+       "ABCD", "ab"},
+      {"a byte 0xFF ends the search first",
+       std::string("ab\xFF"
+                   "ABCD",
+                   7),
+       "ABCD", "ab"},
   };
   TempDir dir;
   for (const Case& c : cases) {
@@ -159,14 +167,38 @@ TEST(TransmissionChecksum, Verdicts) {
     unsigned short stored;
   };
   const Case cases[] = {
-      {"worked value", "\x02\x2A\x03" "002F", 1, 0x002F, 0x002F},
-      {"text before STX is not summed", "junk\x02\x2A\x03" "002F\r\n", 1, 0x002F, 0x002F},
-      {"lower-case digits", "\x02\xFA\x03" "00ff", 1, 0x00FF, 0x00FF},
-      {"0000 is accepted whatever the sum", "\x02\x2A\x03" "0000", 1, 0x002F, 0},
-      {"wrong stored value", "\x02\x2A\x03" "0030", 0, 0x002F, 0x0030},
-      {"no ETX", "\x02\x2A" "002F", 0, 0, 0},
-      {"no STX", "\x2A\x03" "002F", 0, 0, 0},
-      {"digits cut short read as zero", "\x02\x2A\x03" "2F", 0, 0x002F, 0x2F00},
+      {"worked value",
+       "\x02\x2A\x03"
+       "002F",
+       1, 0x002F, 0x002F},
+      {"text before STX is not summed",
+       "junk\x02\x2A\x03"
+       "002F\r\n",
+       1, 0x002F, 0x002F},
+      {"lower-case digits",
+       "\x02\xFA\x03"
+       "00ff",
+       1, 0x00FF, 0x00FF},
+      {"0000 is accepted whatever the sum",
+       "\x02\x2A\x03"
+       "0000",
+       1, 0x002F, 0},
+      {"wrong stored value",
+       "\x02\x2A\x03"
+       "0030",
+       0, 0x002F, 0x0030},
+      {"no ETX",
+       "\x02\x2A"
+       "002F",
+       0, 0, 0},
+      {"no STX",
+       "\x2A\x03"
+       "002F",
+       0, 0, 0},
+      {"digits cut short read as zero",
+       "\x02\x2A\x03"
+       "2F",
+       0, 0x002F, 0x2F00},
       {"nothing after ETX counts as not given", "\x02\x2A\x03", 1, 0x002F, 0},
   };
   TempDir dir;
@@ -189,7 +221,9 @@ TEST(TransmissionChecksum, Verdicts) {
 TEST(TransmissionChecksum, SumWrapsAtSixteenBits) {
   // 300 bytes 0xFF between STX and ETX: 2 + 300 * 255 + 3 = 76505, 0x2AD9 after wrapping.
   TempDir dir;
-  std::string path = dir.Write("f.jed", "\x02" + std::string(300, '\xFF') + "\x03" "2AD9");
+  std::string path = dir.Write("f.jed", "\x02" + std::string(300, '\xFF') +
+                                            "\x03"
+                                            "2AD9");
   unsigned short computed = 0;
   unsigned short stored = 0;
   EXPECT_EQ(ValidTransmissionChecksum(path.data(), &computed, &stored), 1);
@@ -203,9 +237,12 @@ TEST(BinaryChecksum, WorkedValues) {
     unsigned short expected;
   };
   const Case cases[] = {
-      {"\x01\x02", false, 0xFFFD}, {"\x01\x02", true, 0xFF40},
-      {std::string(1, '\0'), false, 0x0000}, {"\xFF", false, 0xFF01},
-      {"", false, 0x0000}, {std::string(0x101, '\xFF'), false, 0x0001},
+      {"\x01\x02", false, 0xFFFD},
+      {"\x01\x02", true, 0xFF40},
+      {std::string(1, '\0'), false, 0x0000},
+      {"\xFF", false, 0xFF01},
+      {"", false, 0x0000},
+      {std::string(0x101, '\xFF'), false, 0x0001},
   };
   TempDir dir;
   for (const Case& c : cases) {

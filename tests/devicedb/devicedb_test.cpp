@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "fusekit/fusekit.h"
+#include "tests/support/family_predicates.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -11,21 +12,11 @@ namespace {
 TEST(DefaultDatabase, HoldsARecordForEveryFamilyTheLibraryTellsApart) {
   DeviceDatabase db;
   ASSERT_EQ(db.LoadDefault(), 0) << db.GetLastError();
-  using Predicate = int (*)(const char*);
-  const struct {
-    const char* family;
-    Predicate is_member;
-  } predicates[] = {
-      {"Quillon", IsQuillonFamily}, {"Tavrel", IsTavrelFamily},   {"Pelmo2", IsPelmo2Family},
-      {"Pelmo3D", IsPelmo3DFamily}, {"Torvik4", IsTorvik4Family}, {"Glimra", IsGlimraFamily},
-      {"Fendra2", IsFendra2Family}, {"Marsk", IsMarskFamily},     {"Zentiv", IsZentivFamily},
-      {"Orlan", IsOrlanFamily},     {"OrlanD6", IsOrlanD6Family}, {"Vorsk", IsVorskFamily},
-      {"GrendMH", IsGrendMHFamily}, {"Ombrel", IsOmbrelFamily},
-  };
-  for (const auto& p : predicates) {
+  for (const auto& p : fusekit::testing::kFamilyPredicates) {
     bool found = false;
-    for (int i = 0; i < db.GetDeviceCount(); ++i) found |= p.is_member(db.GetDevice(i)->GetFamily()) != 0;
-    EXPECT_TRUE(found) << "no device of the " << p.family << " family";
+    for (int i = 0; i < db.GetDeviceCount(); ++i)
+      found |= p.test(db.GetDevice(i)->GetFamily()) != 0;
+    EXPECT_TRUE(found) << "no device of the " << p.name << " family";
   }
   bool jtag = false, code_22v10 = false, helvar = false, sarn = false;
   for (int i = 0; i < db.GetDeviceCount(); ++i) {

@@ -5,22 +5,12 @@
 #include <gtest/gtest.h>
 
 #include "fusekit/fusekit.h"
+#include "tests/support/family_predicates.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
 
-using Predicate = int (*)(const char*);
-
-const struct {
-  const char* name;
-  Predicate test;
-} kPredicates[] = {
-    {"Quillon", IsQuillonFamily}, {"Tavrel", IsTavrelFamily},   {"Pelmo2", IsPelmo2Family},
-    {"Pelmo3D", IsPelmo3DFamily}, {"Torvik4", IsTorvik4Family}, {"Glimra", IsGlimraFamily},
-    {"Fendra2", IsFendra2Family}, {"Marsk", IsMarskFamily},     {"Zentiv", IsZentivFamily},
-    {"Orlan", IsOrlanFamily},     {"OrlanD6", IsOrlanD6Family}, {"Vorsk", IsVorskFamily},
-    {"GrendMH", IsGrendMHFamily}, {"Ombrel", IsOmbrelFamily},
-};
+using fusekit::testing::kFamilyPredicates;
 
 TEST(FamilyPredicates, EachNameBelongsToExactlyTheExpectedFamilies) {
   const struct {
@@ -50,12 +40,12 @@ TEST(FamilyPredicates, EachNameBelongsToExactlyTheExpectedFamilies) {
       {"", {}},
   };
   for (const auto& c : cases) {
-    for (const auto& p : kPredicates) {
+    for (const auto& p : kFamilyPredicates) {
       EXPECT_EQ(p.test(c.family) != 0, c.members_of.count(p.name) == 1)
           << c.family << " and Is" << p.name << "Family";
     }
   }
-  for (const auto& p : kPredicates) EXPECT_EQ(p.test(nullptr), 0) << p.name;
+  for (const auto& p : kFamilyPredicates) EXPECT_EQ(p.test(nullptr), 0) << p.name;
 }
 
 TEST(FamilyPredicates, DirectSpiClasses) {

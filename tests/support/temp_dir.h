@@ -14,8 +14,7 @@ namespace fusekit::testing {
 class TempDir {
  public:
   TempDir() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "fusekit-test-XXXXXX").string();
+    std::string pattern = (std::filesystem::temp_directory_path() / "fusekit-test-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
     path_ = pattern;
   }

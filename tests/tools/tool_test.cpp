@@ -54,10 +54,10 @@ TEST(Tool, Devices) {
   EXPECT_TRUE(Contains(run.out, "SPLD22V10")) << run.out;
 
   fusekit::testing::TempDir dir;
-  const std::string db = dir.Write(
-      "db.json",
-      R"({"format":"fusekit-devices","version":1,"devices":[{"name":"ONLY","family":"X",)"
-      R"("fuse_number":77,"id_length":8,"isp_device_id":"0x2C"}]})");
+  const std::string db =
+      dir.Write("db.json",
+                R"({"format":"fusekit-devices","version":1,"devices":[{"name":"ONLY","family":"X",)"
+                R"("fuse_number":77,"id_length":8,"isp_device_id":"0x2C"}]})");
   run = RunTool("devices --device-db " + db);
   EXPECT_EQ(run.status, 0);
   EXPECT_TRUE(Contains(run.out, "ONLY")) << run.out;
@@ -86,7 +86,9 @@ TEST(Tool, CrcOfTheSampleFile) {
 
 TEST(Tool, CrcVerdicts) {
   fusekit::testing::TempDir dir;
-  ToolRun run = RunTool("crc " + dir.Write("bad.jed", "\x02\x2A\x03" "0030"));
+  ToolRun run = RunTool("crc " + dir.Write("bad.jed",
+                                           "\x02\x2A\x03"
+                                           "0030"));
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(Contains(run.out, "computed 002F, stored 0030: invalid")) << run.out;
   run = RunTool("crc " + dir.Write("plain.txt", "no frame"));

@@ -83,8 +83,8 @@ TEST(HexDigits, BothDirections) {
   const struct {
     char digit;
     unsigned char value;
-  } cases[] = {{'0', 0}, {'9', 9}, {'A', 10}, {'F', 15}, {'a', 10}, {'f', 15},
-               {'G', 0}, {'g', 0}, {' ', 0}, {'\0', 0}, {'\xFF', 0}};
+  } cases[] = {{'0', 0}, {'9', 9}, {'A', 10}, {'F', 15}, {'a', 10},  {'f', 15},
+               {'G', 0}, {'g', 0}, {' ', 0},  {'\0', 0}, {'\xFF', 0}};
   for (const auto& c : cases) EXPECT_EQ(util_HexAnsi2Hex(c.digit), c.value) << c.digit;
   const std::string digits = "0123456789ABCDEF";
   for (unsigned v = 0; v < 16; ++v) {

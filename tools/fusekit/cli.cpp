@@ -20,7 +20,8 @@ void ComplainStatus(const std::string& file, const std::string& what, int status
 bool LoadDatabase(const GlobalOptions& options, DeviceDatabase& database) {
   if (options.device_db.empty()) {
     const int status = database.LoadDefault();
-    if (status != kStatusOk) ComplainStatus("built-in device database", database.GetLastError(), status);
+    if (status != kStatusOk)
+      ComplainStatus("built-in device database", database.GetLastError(), status);
     return status == kStatusOk;
   }
   const int status = database.LoadFile(options.device_db.c_str());

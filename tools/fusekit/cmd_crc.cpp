@@ -34,7 +34,8 @@ int ShowCrc(const std::string& argument) {
   const char* path = input.Path().c_str();
   std::printf("%s\n", input.Label().c_str());
   std::printf("  CRC-16 (as the ISC writer computes it): %.4X\n", GetFileCRC16(path));
-  std::printf("  16-bit binary checksum:                 %.4X\n", GetBinaryFileChecksum16(path, false));
+  std::printf("  16-bit binary checksum:                 %.4X\n",
+              GetBinaryFileChecksum16(path, false));
   if (!HasTransmissionFrame(input.Path())) {
     std::printf("  transmission checksum:                  none (no STX ... ETX frame)\n");
     return kExitOk;
