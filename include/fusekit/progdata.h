@@ -39,13 +39,12 @@ class FUSEKIT_API SVFDataField {
   unsigned int CalculateDataCRC() const;
 
  private:
-  struct Row {
-    unsigned int width_bits;
-    std::unique_ptr<KvByteBuffer> bytes;
-  };
+  // Kept as two parallel vectors of library types only, so that no standard-library template
+  // is instantiated over a type of this class (such instantiations would be exported with it).
   std::string name_;
-  std::vector<Row> rows_;
-  std::size_t cursor_;  // index into rows_ of the next row GetCurrentRow hands out
+  std::vector<std::unique_ptr<KvByteBuffer>> rows_;
+  std::vector<unsigned int> widths_;  // declared width in bits of each row
+  std::size_t cursor_;                // index of the next row GetCurrentRow hands out
 };
 
 // The container: an ordered list of data fields, a comment and the flags readers set.

@@ -6,7 +6,9 @@
 
 namespace fusekit::devicedb {
 
-inline void AssignText(std::string& to, const char* text) { to.assign(text != nullptr ? text : ""); }
+inline void AssignText(std::string& to, const char* text) {
+  to.assign(text != nullptr ? text : "");
+}
 
 }  // namespace fusekit::devicedb
 

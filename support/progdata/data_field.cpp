@@ -16,21 +16,23 @@ const char* SVFDataField::GetFieldName() const {
 
 KvByteBuffer* SVFDataField::AddRow(unsigned int widthBits) {
   try {
-    rows_.push_back(Row{widthBits, std::make_unique<KvByteBuffer>()});
+    widths_.reserve(widths_.size() + 1);
+    rows_.push_back(std::make_unique<KvByteBuffer>());
+    widths_.push_back(widthBits);  // cannot throw after the reserve
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
-  return rows_.back().bytes.get();
+  return rows_.back().get();
 }
 
 KvByteBuffer* SVFDataField::GetRow(int index) const {
   if (index < 1 || static_cast<std::size_t>(index) > rows_.size()) return nullptr;
-  return rows_[static_cast<std::size_t>(index) - 1].bytes.get();
+  return rows_[static_cast<std::size_t>(index) - 1].get();
 }
 
 unsigned int SVFDataField::GetRowWidth(int index) const {
   if (index < 1 || static_cast<std::size_t>(index) > rows_.size()) return 0;
-  return rows_[static_cast<std::size_t>(index) - 1].width_bits;
+  return widths_[static_cast<std::size_t>(index) - 1];
 }
 
 int SVFDataField::GetRowCount() const {
@@ -43,17 +45,17 @@ void SVFDataField::ResetRowPointer() {
 
 KvByteBuffer* SVFDataField::GetCurrentRow() {
   if (cursor_ >= rows_.size()) return nullptr;
-  return rows_[cursor_++].bytes.get();
+  return rows_[cursor_++].get();
 }
 
 unsigned int SVFDataField::GetCurrentRowWidth() const {
-  return cursor_ < rows_.size() ? rows_[cursor_].width_bits : 0;
+  return cursor_ < rows_.size() ? widths_[cursor_] : 0;
 }
 
 unsigned int SVFDataField::CalculateDataCRC() const {
   fusekit::crc_engine::DataCrc32 crc;
-  for (const Row& row : rows_) {
-    crc.AddRow(row.bytes->GetBuffer(), row.bytes->GetTotalSize(), row.width_bits);
+  for (std::size_t i = 0; i < rows_.size(); ++i) {
+    crc.AddRow(rows_[i]->GetBuffer(), rows_[i]->GetTotalSize(), widths_[i]);
   }
   return crc.Value();
 }

@@ -116,15 +116,4 @@ TEST(TextReader, ReadLineBehavesLikeFgets) {
   EXPECT_EQ(reader.ReadLine(line, 1), 0u);
 }
 
-TEST(ReaderState, BoundForOneCallOnly) {
-  fusekit::core::TextReader reader(std::string_view("x"));
-  {
-    fusekit::core::ReaderStateScope scope(reader);
-    EXPECT_EQ(fusekit::core::SharedReaderState().reader, &reader);
-    EXPECT_FALSE(fusekit::core::SharedReaderState().at_end);
-  }
-  EXPECT_EQ(fusekit::core::SharedReaderState().reader, nullptr);
-  EXPECT_TRUE(fusekit::core::SharedReaderState().at_end);
-}
-
 }  // namespace

@@ -17,9 +17,9 @@ struct RowSpec {
 SVFDataField* AddField(SVFPlusData& data, const char* name, const std::vector<RowSpec>& rows) {
   SVFDataField* field = data.AddDataField();
   field->SetFieldName(name);
-  for (const RowSpec& spec : rows) {
-    KvByteBuffer* row = field->AddRow(spec.width);
-    for (unsigned char b : spec.bytes) row->WriteData(b);
+  for (const RowSpec& layout : rows) {
+    KvByteBuffer* row = field->AddRow(layout.width);
+    for (unsigned char b : layout.bytes) row->WriteData(b);
   }
   return field;
 }

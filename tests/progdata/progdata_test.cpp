@@ -59,23 +59,4 @@ TEST(SVFDataField, CalculateDataCrcIgnoresTheCursor) {
   EXPECT_EQ(field.CalculateDataCRC(), crc);
 }
 
-TEST(SVFPlusData, FlagsAndComment) {
-  SVFPlusData data;
-  EXPECT_EQ(data.GetSecurity(), 0);
-  EXPECT_FALSE(data.GetEncrypted());
-  EXPECT_STREQ(data.GetComment(), "");
-  data.SetSecurity(3);
-  data.SetEncrypted(true);
-  data.SetEndDataLoc(-1);
-  data.SetUFM1(true);
-  data.SetComment("header\ntext");
-  data.SetComment(nullptr);
-  EXPECT_EQ(data.GetSecurity(), 3);
-  EXPECT_TRUE(data.GetEncrypted());
-  EXPECT_EQ(data.GetEndDataLoc(), -1);
-  EXPECT_TRUE(data.GetUFM1());
-  EXPECT_FALSE(data.GetUFM0());
-  EXPECT_STREQ(data.GetComment(), "");
-}
-
 }  // namespace
