@@ -55,6 +55,21 @@ class TextReader {
     return '\n';
   }
 
+  // The next character without taking it (a CR reads as LF), or EOF.
+  int Peek() {
+    if (pos_ == end_ && !Refill()) return EOF;
+    return *pos_ == '\r' ? '\n' : *pos_;
+  }
+
+  // The raw characters at hand (line ends not folded), refilled when none are; begin == end at
+  // the end of input. Bulk scanners read from it and give back what they used with Consume.
+  const std::uint8_t* WindowBegin() {
+    if (pos_ == end_) Refill();
+    return pos_;
+  }
+  const std::uint8_t* WindowEnd() const { return end_; }
+  void Consume(const std::uint8_t* upto) { pos_ = upto; }
+
   // Reads one line as fgets does: at most size - 1 characters, stopping after a line feed, and
   // terminates it. Returns the count stored; 0 at end of input (or when size < 2).
   std::size_t ReadLine(char* out, std::size_t size);

@@ -1,0 +1,43 @@
+// JEDEC (JESD3) fuse maps: the reader, the header queries, the conversion to programming data,
+// the compare and verify, and the usercode read.
+#ifndef FUSEKIT_JEDEC_H
+#define FUSEKIT_JEDEC_H
+
+#include "fusekit/devicedb.h"
+#include "fusekit/export.h"
+#include "fusekit/progdata.h"
+
+// Reads a JEDEC file into a linear fuse buffer and word maps (16 fuses to a word, most
+// significant bit first, each row padded to whole words) for one device.
+//   fuseMap      main array, rows and width by the device's family (at most bufferBytes bytes)
+//   usercodeMap  usercodeBits bits following the fuse data, a partial last word filled with 1s
+//   sedMap       the soft-error-detection bits (SEDLength bits after the physical usercode)
+//   checksumOut  the C value as two halves, high half first
+//   archMap      the architecture (E field) bits, ARCHLength of them
+//   fuseBuffer   linear buffer, fuse n at bit 0x80 >> n % 8 of byte n / 8; it must hold the
+//                working size (bufferBytes + 100 + ceil(ARCHLength/8) + ceil(PhysicalUES/8);
+//                11664 bytes for the 22V10 code names), over which it is cleared first
+//   eMap         the E section of the fuse list; lastMap the Fendra2 Padring section
+// Map pointers other than fuseBuffer may be null. Result 0; -1 the file cannot be opened; -2
+// the QF does not fit the device; -3 out of memory; -4 no STX, no ETX, or neither an L nor an
+// F field; -6 null device or fuse buffer; -14 fuse checksum mismatch (pinCountOut then holds the
+// fuse count checked); -18 E field longer than the architecture length; 8195 syntax error.
+FUSEKIT_API int fnJEDFileReader(char* path, unsigned short* fuseMap, unsigned short* usercodeMap,
+                                unsigned short* sedMap, unsigned short* checksumOut,
+                                unsigned short* archMap, DeviceInfo* device,
+                                unsigned long bufferBytes, int usercodeBits, int* securityOut,
+                                unsigned char* fuseBuffer, unsigned long* eLengthOut,
+                                int* pinCountOut, unsigned short* eMap, unsigned short* lastMap);
+
+// Checks a JEDEC file against a device by reading it with buffers sized from the record.
+// Returns the reader's status: 0 the file fits the device, -1 empty path or unreadable file,
+// -2 fuse count mismatch, -3 out of memory, -14 checksum mismatch, 8195 syntax error, ...
+FUSEKIT_API int VerifyJEDECfile(char* path, DeviceInfo* device, int jtag);
+
+// The usercode of a JEDEC file as hex digits (L/4 of them, L the JTAG logical usercode length
+// when jtag is non-zero, else the ISP one). out holds at least 4 * ceil(L/16) + 1 characters.
+// Result 0; -1 empty path or unreadable file; -3 out of memory; else the reader's status, with
+// out untouched.
+FUSEKIT_API int ReadUESInfo(char* path, DeviceInfo* device, int jtag, char* out);
+
+#endif  // FUSEKIT_JEDEC_H

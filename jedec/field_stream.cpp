@@ -1,0 +1,283 @@
+// Parse of the JEDEC field stream.
+#include "jedec/field_stream.h"
+
+#include <cctype>
+#include <cstring>
+#include <limits>
+
+#include "jedec/jedec_format.h"
+
+namespace fusekit::jedec {
+
+bool SkipToStx(core::TextReader& in) {
+  for (int c; (c = in.Get()) != EOF;) {
+    if (c == kStx) return true;
+  }
+  return false;
+}
+
+bool SkipField(core::TextReader& in) {
+  for (;;) {
+    const int c = in.Peek();
+    if (c == EOF || !IsValidChar(c)) return false;
+    in.Get();
+    if (c == kFieldEnd) return true;
+  }
+}
+
+int ReadLetter(core::TextReader& in) {
+  int c;
+  do {
+    c = in.Get();
+  } while (c != EOF && IsBlank(c));
+  return c == EOF ? EOF : std::toupper(c);
+}
+
+namespace {
+
+constexpr std::uint64_t kNoNumber = std::numeric_limits<std::uint64_t>::max();
+
+// Reads a number in base 10 or 16 after optional blanks; kNoNumber when there is no digit or
+// it does not fit in 64 bits. The first character that is not a digit is left unread.
+std::uint64_t ReadNumber(core::TextReader& in, int base) {
+  while (IsBlank(in.Peek())) in.Get();
+  std::uint64_t value = 0;
+  bool any = false;
+  for (;;) {
+    const int c = in.Peek();
+    int digit;
+    if (c >= '0' && c <= '9') {
+      digit = c - '0';
+    } else if (base == 16 && c >= 'A' && c <= 'F') {
+      digit = c - 'A' + 10;
+    } else if (base == 16 && c >= 'a' && c <= 'f') {
+      digit = c - 'a' + 10;
+    } else {
+      break;
+    }
+    in.Get();
+    if (value > (kNoNumber - 1 - static_cast<std::uint64_t>(digit)) / static_cast<unsigned>(base))
+      return kNoNumber;
+    value = value * static_cast<unsigned>(base) + static_cast<unsigned>(digit);
+    any = true;
+  }
+  return any ? value : kNoNumber;
+}
+
+// The end of a field after its value: blanks, then "*".
+bool ReadFieldEnd(core::TextReader& in) {
+  while (IsBlank(in.Peek())) in.Get();
+  if (in.Peek() != kFieldEnd) return false;
+  in.Get();
+  return true;
+}
+
+// A whole numeric field: value then "*"; kNoNumber on any fault.
+std::uint64_t ReadNumericField(core::TextReader& in, int base) {
+  const std::uint64_t value = ReadNumber(in, base);
+  if (value == kNoNumber || !ReadFieldEnd(in)) return kNoNumber;
+  return value;
+}
+
+void WriteFuse(std::uint8_t* linear, std::uint64_t n, bool set) {
+  const std::uint8_t mask = static_cast<std::uint8_t>(0x80u >> (n % 8));
+  if (set) {
+    linear[n / 8] |= mask;
+  } else {
+    linear[n / 8] &= static_cast<std::uint8_t>(~mask);
+  }
+}
+
+// Eight fuse digits, as loaded from memory in order, when all eight are '0' or '1': the byte
+// they make (first digit in the most significant bit). -1 otherwise.
+int PackEightDigits(const std::uint8_t* p) {
+  std::uint64_t word;
+  std::memcpy(&word, p, sizeof word);
+  if ((word & 0xFEFEFEFEFEFEFEFEull) != 0x3030303030303030ull) return -1;
+  int byte = 0;
+  for (int i = 0; i < 8; ++i) byte = (byte << 1) | (p[i] & 1);
+  return byte;
+}
+
+// The fuse digits of an L field from its address to its "*". Byte-aligned runs of digits are
+// taken eight at a time straight from the reader's window.
+int ReadFuseDigits(core::TextReader& in, std::uint64_t address, std::uint64_t fuse_count,
+                   std::uint8_t* linear) {
+  std::uint64_t n = address;
+  for (;;) {
+    const std::uint8_t* p = in.WindowBegin();
+    const std::uint8_t* const end = in.WindowEnd();
+    if (p == end) return -4;  // the input ended inside the field
+    while (p != end) {
+      if (n % 8 == 0 && end - p >= 8 && n + 8 <= fuse_count) {
+        const int byte = PackEightDigits(p);
+        if (byte >= 0) {
+          linear[n / 8] = static_cast<std::uint8_t>(byte);
+          n += 8;
+          p += 8;
+          continue;
+        }
+      }
+      const std::uint8_t c = *p++;
+      if (c == '0' || c == '1') {
+        if (n >= fuse_count) {
+          in.Consume(p);
+          return kSyntaxError;  // a fuse beyond the declared count
+        }
+        WriteFuse(linear, n++, c == '1');
+      } else if (c == kFieldEnd) {
+        in.Consume(p);
+        return 0;
+      } else if (!IsBlank(c)) {
+        in.Consume(p);
+        return kSyntaxError;
+      }
+    }
+    in.Consume(p);
+  }
+}
+
+// Fuse digits up to "*" collected one per element, at most max_bits of them; over_limit tells
+// that there were more.
+int ReadDigitField(core::TextReader& in, std::vector<std::uint8_t>& bits, std::uint64_t max_bits,
+                   bool& over_limit) {
+  over_limit = false;
+  for (;;) {
+    const int c = in.Get();
+    if (c == EOF) return -4;
+    if (c == kFieldEnd) return 0;
+    if (c == '0' || c == '1') {
+      if (bits.size() >= max_bits) {
+        over_limit = true;
+      } else {
+        bits.push_back(static_cast<std::uint8_t>(c - '0'));
+      }
+    } else if (!IsBlank(c)) {
+      return kSyntaxError;
+    }
+  }
+}
+
+void AppendBits(std::vector<std::uint8_t>& bits, unsigned value, int count) {
+  for (int i = count - 1; i >= 0; --i) bits.push_back(static_cast<std::uint8_t>((value >> i) & 1));
+}
+
+// The U field after its letter: "A" and characters of eight bits, "H" and hex digits of four
+// bits, or fuse digits.
+int ReadUsercode(core::TextReader& in, std::vector<std::uint8_t>& bits) {
+  while (IsBlank(in.Peek())) in.Get();
+  const int form = std::toupper(in.Peek());
+  if (form == kUsercodeAscii || form == kUsercodeHex) {
+    in.Get();
+    for (;;) {
+      const int c = in.Get();
+      if (c == EOF) return -4;
+      if (c == kFieldEnd) return 0;
+      if (bits.size() >= kMaxUsercodeBits) return kSyntaxError;
+      if (form == kUsercodeAscii) {
+        AppendBits(bits, static_cast<unsigned>(c), 8);
+      } else if (std::isxdigit(c)) {
+        AppendBits(bits, static_cast<unsigned>(std::isdigit(c) ? c - '0' : std::toupper(c) - 'A' + 10), 4);
+      } else if (!IsBlank(c)) {
+        return kSyntaxError;
+      }
+    }
+  }
+  if (form != '0' && form != '1' && form != kFieldEnd) return kSyntaxError;
+  bool over_limit = false;
+  const int status = ReadDigitField(in, bits, kMaxUsercodeBits, over_limit);
+  return (status == 0 && over_limit) ? kSyntaxError : status;
+}
+
+bool QfAccepted(const FuseListLimits& limits, std::uint64_t qf) {
+  if (qf > limits.capacity_bits) return false;  // whatever the device, the buffers cannot hold it
+  if (limits.accept_any_count || qf == limits.device_fuses) return true;
+  if (limits.accept_plus_64 && qf == limits.device_fuses + k22V10ExtraUsercodeFuses) return true;
+  return qf == kAliasedQf && limits.device_fuses == kAliasedQfDeviceFuses;
+}
+
+// One field after its letter. Result 0 to go on, or the status that ends the stream.
+int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits,
+              std::uint8_t* linear, FieldStream& out) {
+  switch (letter) {
+    case kQuantity: {
+      const int which = std::toupper(in.Peek());
+      if (which != 'F' && which != 'P') return SkipField(in) ? 0 : -4;
+      in.Get();
+      const std::uint64_t value = ReadNumericField(in, 10);
+      if (value == kNoNumber) return kSyntaxError;
+      if (which == 'P') {
+        out.pin_count = value > static_cast<std::uint64_t>(std::numeric_limits<long>::max())
+                            ? std::numeric_limits<long>::max()
+                            : static_cast<long>(value);
+        out.has_qp = true;
+        return 0;
+      }
+      if (!QfAccepted(limits, value)) return -2;
+      out.fuse_count = value;
+      out.has_qf = true;
+      return 0;
+    }
+    case kFuseDefault: {
+      const std::uint64_t value = ReadNumericField(in, 10);
+      if (value == kNoNumber) return kSyntaxError;
+      out.default_fuse = value == 0 ? 0 : 1;
+      out.has_default_fuse = true;
+      if (!out.has_fuse_list) {
+        std::memset(linear, value == 0 ? 0x00 : 0xFF, static_cast<std::size_t>((out.fuse_count + 7) / 8));
+      }
+      return 0;
+    }
+    case kSecurity: {
+      const std::uint64_t value = ReadNumericField(in, 10);
+      if (value == kNoNumber) return kSyntaxError;
+      out.security = value > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(value);
+      out.has_security = true;
+      return 0;
+    }
+    case kChecksum: {
+      const std::uint64_t value = ReadNumericField(in, 16);
+      if (value == kNoNumber) return kSyntaxError;
+      out.checksum = static_cast<std::uint32_t>(value);
+      out.has_checksum = true;
+      return 0;
+    }
+    case kFuseList: {
+      const std::uint64_t address = ReadNumber(in, 10);
+      if (address == kNoNumber) return kSyntaxError;
+      out.has_fuse_list = true;
+      return ReadFuseDigits(in, address, out.fuse_count, linear);
+    }
+    case kArchitecture: {
+      bool longer = false;
+      out.has_e = true;
+      const int status = ReadDigitField(in, out.e_bits, limits.arch_length, longer);
+      return status != 0 ? status : longer ? -18 : 0;
+    }
+    case kUsercode:
+      out.has_u = true;
+      out.u_bits.clear();
+      return ReadUsercode(in, out.u_bits);
+    default:  // notes and fields this reader has no use for
+      return SkipField(in) ? 0 : -4;
+  }
+}
+
+}  // namespace
+
+int ReadFieldStream(core::TextReader& in, const FuseListLimits& limits, std::uint8_t* linear,
+                    FieldStream& out) {
+  out = FieldStream();
+  out.fuse_count = limits.device_fuses < limits.capacity_bits ? limits.device_fuses
+                                                              : limits.capacity_bits;
+  if (!SkipField(in)) return -4;  // the design field
+  for (;;) {
+    const int letter = ReadLetter(in);
+    if (letter == kEtx) return (out.has_fuse_list || out.has_default_fuse) ? 0 : -4;
+    if (letter == EOF || !IsValidChar(letter)) return -4;
+    const int status = ReadField(in, letter, limits, linear, out);
+    if (status != 0) return status;
+  }
+}
+
+}  // namespace fusekit::jedec

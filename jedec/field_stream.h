@@ -1,0 +1,70 @@
+// The JEDEC field stream: the scanners shared by the readers and the parse of a whole stream
+// into a linear fuse buffer.
+#ifndef FUSEKIT_JEDEC_FIELD_STREAM_H
+#define FUSEKIT_JEDEC_FIELD_STREAM_H
+
+#include <cstdint>
+#include <vector>
+
+#include "core/file_io.h"
+
+namespace fusekit::jedec {
+
+// Characters that may stand inside the field stream: printable ASCII and white space. Bytes
+// of 0x80 and above are taken as text too, since other tools write notes in UTF-8. Anything
+// else (control characters, ETX) ends the stream.
+constexpr bool IsValidChar(int c) {
+  return (c >= 0x20 && c != 0x7F) || c == ' ' || c == '\t' || c == '\n' || c == '\r' ||
+         c == '\v' || c == '\f';
+}
+constexpr bool IsBlank(int c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+
+// Reads up to and including STX; false at end of input first.
+bool SkipToStx(core::TextReader& in);
+// Reads up to and including the next "*"; false when the input ends or a character that is not
+// valid comes first (it is left unread).
+bool SkipField(core::TextReader& in);
+// Skips blanks and returns the next character upper-cased (EOF at the end); it is taken.
+int ReadLetter(core::TextReader& in);
+
+// What a device allows of a fuse list.
+struct FuseListLimits {
+  std::uint64_t device_fuses = 0;   // the fuse number of the device record
+  bool accept_plus_64 = false;      // QF may be the fuse number plus 64 (22V10 code names)
+  bool accept_any_count = false;    // any QF will do (Orlan D6, Grend MH)
+  std::uint64_t arch_length = 0;    // an E field may not be longer
+  std::uint64_t capacity_bits = 0;  // of the linear buffer the fuses are written into
+};
+
+// What a field stream declared; the fuses themselves go to the linear buffer.
+struct FieldStream {
+  std::uint64_t fuse_count = 0;  // QF, or the device's fuse number without one
+  bool has_qf = false;
+  long pin_count = 0;            // QP
+  bool has_qp = false;
+  int default_fuse = 0;          // F
+  bool has_default_fuse = false;
+  int security = 0;              // G
+  bool has_security = false;
+  std::uint32_t checksum = 0;    // C
+  bool has_checksum = false;
+  bool has_fuse_list = false;    // at least one L field
+  std::vector<std::uint8_t> e_bits;  // E field, one 0/1 per fuse
+  bool has_e = false;
+  std::vector<std::uint8_t> u_bits;  // U field, one 0/1 per bit, first bit first
+  bool has_u = false;
+};
+
+// Parses the stream after STX (the design field included) up to ETX. Fuses of L fields are
+// written into linear (fuse n at bit 0x80 >> n % 8 of byte n / 8); F fills the bytes of the
+// fuse count before any L field. Result 0, -2 for a QF that the device does not accept, -4 for
+// a stream that ends without ETX or has neither an L nor an F field, -18 for an E field longer
+// than the architecture length, 8195 for a syntax error inside a field.
+int ReadFieldStream(core::TextReader& in, const FuseListLimits& limits, std::uint8_t* linear,
+                    FieldStream& out);
+
+}  // namespace fusekit::jedec
+
+#endif  // FUSEKIT_JEDEC_FIELD_STREAM_H
