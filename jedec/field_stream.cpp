@@ -177,7 +177,8 @@ int ReadUsercode(core::TextReader& in, std::vector<std::uint8_t>& bits) {
       if (form == kUsercodeAscii) {
         AppendBits(bits, static_cast<unsigned>(c), 8);
       } else if (std::isxdigit(c)) {
-        AppendBits(bits, static_cast<unsigned>(std::isdigit(c) ? c - '0' : std::toupper(c) - 'A' + 10), 4);
+        AppendBits(
+            bits, static_cast<unsigned>(std::isdigit(c) ? c - '0' : std::toupper(c) - 'A' + 10), 4);
       } else if (!IsBlank(c)) {
         return kSyntaxError;
       }
@@ -197,8 +198,8 @@ bool QfAccepted(const FuseListLimits& limits, std::uint64_t qf) {
 }
 
 // One field after its letter. Result 0 to go on, or the status that ends the stream.
-int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits,
-              std::uint8_t* linear, FieldStream& out) {
+int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, std::uint8_t* linear,
+              FieldStream& out) {
   switch (letter) {
     case kQuantity: {
       const int which = std::toupper(in.Peek());
@@ -224,7 +225,8 @@ int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits,
       out.default_fuse = value == 0 ? 0 : 1;
       out.has_default_fuse = true;
       if (!out.has_fuse_list) {
-        std::memset(linear, value == 0 ? 0x00 : 0xFF, static_cast<std::size_t>((out.fuse_count + 7) / 8));
+        std::memset(linear, value == 0 ? 0x00 : 0xFF,
+                    static_cast<std::size_t>((out.fuse_count + 7) / 8));
       }
       return 0;
     }
@@ -268,8 +270,8 @@ int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits,
 int ReadFieldStream(core::TextReader& in, const FuseListLimits& limits, std::uint8_t* linear,
                     FieldStream& out) {
   out = FieldStream();
-  out.fuse_count = limits.device_fuses < limits.capacity_bits ? limits.device_fuses
-                                                              : limits.capacity_bits;
+  out.fuse_count =
+      limits.device_fuses < limits.capacity_bits ? limits.device_fuses : limits.capacity_bits;
   if (!SkipField(in)) return -4;  // the design field
   for (;;) {
     const int letter = ReadLetter(in);

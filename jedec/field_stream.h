@@ -14,8 +14,8 @@ namespace fusekit::jedec {
 // of 0x80 and above are taken as text too, since other tools write notes in UTF-8. Anything
 // else (control characters, ETX) ends the stream.
 constexpr bool IsValidChar(int c) {
-  return (c >= 0x20 && c != 0x7F) || c == ' ' || c == '\t' || c == '\n' || c == '\r' ||
-         c == '\v' || c == '\f';
+  return (c >= 0x20 && c != 0x7F) || c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' ||
+         c == '\f';
 }
 constexpr bool IsBlank(int c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
@@ -42,15 +42,15 @@ struct FuseListLimits {
 struct FieldStream {
   std::uint64_t fuse_count = 0;  // QF, or the device's fuse number without one
   bool has_qf = false;
-  long pin_count = 0;            // QP
+  long pin_count = 0;  // QP
   bool has_qp = false;
-  int default_fuse = 0;          // F
+  int default_fuse = 0;  // F
   bool has_default_fuse = false;
-  int security = 0;              // G
+  int security = 0;  // G
   bool has_security = false;
-  std::uint32_t checksum = 0;    // C
+  std::uint32_t checksum = 0;  // C
   bool has_checksum = false;
-  bool has_fuse_list = false;    // at least one L field
+  bool has_fuse_list = false;        // at least one L field
   std::vector<std::uint8_t> e_bits;  // E field, one 0/1 per fuse
   bool has_e = false;
   std::vector<std::uint8_t> u_bits;  // U field, one 0/1 per bit, first bit first

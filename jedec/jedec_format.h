@@ -50,7 +50,7 @@ constexpr unsigned kBitMapDoubledRows = 4;   // the array has twice the address 
 
 // Limits on what a file may declare, so that no text decides how much is allocated.
 constexpr std::uint32_t kMaxUsercodeBits = 4096;
-constexpr int kLineScanBytes = 3000;   // line length of the note queries
+constexpr int kLineScanBytes = 3000;    // line length of the note queries
 constexpr int kHeaderLineBytes = 5000;  // line length of the header collector
 
 }  // namespace fusekit::jedec

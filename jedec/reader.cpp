@@ -36,7 +36,9 @@ bool PadsArchitecture(const char* family) {
          IsGrendMHFamily(family);
 }
 
-std::uint64_t Bytes(std::uint64_t bits) { return (bits + 7) / 8; }
+std::uint64_t Bytes(std::uint64_t bits) {
+  return (bits + 7) / 8;
+}
 
 // Bytes of the linear buffer the reader works in; the caller's buffer holds at least this.
 std::uint64_t WorkingBytes(const DeviceInfo& device, std::uint64_t buffer_bytes) {
@@ -86,7 +88,8 @@ void MirrorRows(std::uint8_t* linear, const ArrayGeometry& main) {
   for (std::uint64_t r = 0; r < main.rows; ++r) {
     const std::uint64_t start = r * main.width;
     for (std::uint64_t c = 0; c < main.width; ++c) row[c] = GetFuse(linear, start + c);
-    for (std::uint64_t c = 0; c < main.width; ++c) SetFuse(linear, start + c, row[main.width - 1 - c] != 0);
+    for (std::uint64_t c = 0; c < main.width; ++c)
+      SetFuse(linear, start + c, row[main.width - 1 - c] != 0);
   }
 }
 
@@ -157,13 +160,15 @@ int ReadJedec(const ReaderArguments& a) {
   if (!file) return kStatusOpenFailed;
 
   const std::uint64_t working_bytes = WorkingBytes(device, a.buffer_bytes);
-  std::memset(a.fuse_buffer, Is22V10(device) ? 0x00 : 0xFF, static_cast<std::size_t>(working_bytes));
+  std::memset(a.fuse_buffer, Is22V10(device) ? 0x00 : 0xFF,
+              static_cast<std::size_t>(working_bytes));
   const std::uint64_t capacity_bits = working_bytes * 8;
 
   FuseListLimits limits;
   limits.device_fuses = device.GetFuseNumber();
   limits.accept_plus_64 = Is22V10(device);
-  limits.accept_any_count = IsOrlanD6Family(device.GetFamily()) || IsGrendMHFamily(device.GetFamily());
+  limits.accept_any_count =
+      IsOrlanD6Family(device.GetFamily()) || IsGrendMHFamily(device.GetFamily());
   limits.arch_length = device.GetARCHLength();
   limits.capacity_bits = capacity_bits;
 
@@ -231,9 +236,16 @@ int fnJEDFileReader(char* path, unsigned short* fuseMap, unsigned short* usercod
   if (device == nullptr || fuseBuffer == nullptr) return fusekit::kStatusNullArgument;
   if (path == nullptr || path[0] == '\0') return fusekit::kStatusOpenFailed;
   try {
-    return fusekit::jedec::ReadJedec({path, device, bufferBytes, usercodeBits, fuseBuffer,
+    return fusekit::jedec::ReadJedec({path,
+                                      device,
+                                      bufferBytes,
+                                      usercodeBits,
+                                      fuseBuffer,
                                       {fuseMap, usercodeMap, sedMap, archMap, eMap, lastMap},
-                                      checksumOut, securityOut, eLengthOut, pinCountOut});
+                                      checksumOut,
+                                      securityOut,
+                                      eLengthOut,
+                                      pinCountOut});
   } catch (const std::bad_alloc&) {
     return fusekit::kStatusNoMemory;
   }

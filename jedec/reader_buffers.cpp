@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <stdexcept>
 #include <new>
+#include <stdexcept>
 #include <string>
 
 #include "core/file_io.h"
@@ -18,8 +18,12 @@
 namespace fusekit::jedec {
 namespace {
 
-std::size_t Groups32(std::uint64_t bits) { return static_cast<std::size_t>((bits + 31) / 32); }
-std::size_t Bytes(std::uint64_t bits) { return static_cast<std::size_t>((bits + 7) / 8); }
+std::size_t Groups32(std::uint64_t bits) {
+  return static_cast<std::size_t>((bits + 31) / 32);
+}
+std::size_t Bytes(std::uint64_t bits) {
+  return static_cast<std::size_t>((bits + 7) / 8);
+}
 
 bool Is22V10(const DeviceInfo& device) {
   return std::strcmp(device.GetCodeName(), kCode22V10) == 0 ||
@@ -43,10 +47,10 @@ ReaderBuffers ReaderBuffers::ForVerify(const DeviceInfo& device) {
   b.buffer_bytes = static_cast<unsigned long>(2 * fuses);
   b.fuse_map.assign(static_cast<std::size_t>(fuses), 0);
   AllocateSideMaps(device, b);
-  const std::size_t linear_bytes =
-      Is22V10(device) ? 11780 + Bytes(physical)
-                      : 2 * Bytes(physical) + 216 + static_cast<std::size_t>(2 * fuses) +
-                            4 * Groups32(device.GetARCHLength());
+  const std::size_t linear_bytes = Is22V10(device) ? 11780 + Bytes(physical)
+                                                   : 2 * Bytes(physical) + 216 +
+                                                         static_cast<std::size_t>(2 * fuses) +
+                                                         4 * Groups32(device.GetARCHLength());
   b.linear.assign(linear_bytes, 0);
   if (device.GetERow() != 0 && device.GetELength() != 0) {
     b.e_map.assign(static_cast<std::size_t>(device.GetELength()) * device.GetERow(), 0);
@@ -65,10 +69,10 @@ ReaderBuffers ReaderBuffers::Tight(const DeviceInfo& device) {
   b.buffer_bytes = static_cast<unsigned long>(map_bytes > fuse_bytes ? map_bytes : fuse_bytes);
   b.fuse_map.assign(static_cast<std::size_t>(main.Words()), 0);
   AllocateSideMaps(device, b);
-  const std::uint64_t working =
-      Is22V10(device) && device.GetARCHLength() != 0
-          ? k22V10WorkingBytes
-          : b.buffer_bytes + 100 + Bytes(device.GetARCHLength()) + Bytes(device.GetPhysicalUESLength());
+  const std::uint64_t working = Is22V10(device) && device.GetARCHLength() != 0
+                                    ? k22V10WorkingBytes
+                                    : b.buffer_bytes + 100 + Bytes(device.GetARCHLength()) +
+                                          Bytes(device.GetPhysicalUESLength());
   b.linear.assign(static_cast<std::size_t>(working), 0);
   b.e_map.assign(static_cast<std::size_t>(ESection(device).Words()), 0);
   b.last_map.assign(static_cast<std::size_t>((PadringSectionFuses(device) + 15) / 16), 0);
@@ -121,7 +125,8 @@ int ReadUESInfo(char* path, DeviceInfo* device, int jtag, char* out) {
     if (status != fusekit::kStatusOk || out == nullptr) return status;
     // Four digits a word over ceil(L/16) words, then cut after L/4 digits.
     const unsigned length = static_cast<std::uint16_t>(LogicalUsercodeBits(*device, jtag));
-    const std::size_t words = std::min<std::size_t>((length + 15) / 16, buffers.usercode_map.size());
+    const std::size_t words =
+        std::min<std::size_t>((length + 15) / 16, buffers.usercode_map.size());
     std::size_t n = 0;
     for (std::size_t w = 0; w < words; ++w) {
       for (int shift = 12; shift >= 0; shift -= 4) {

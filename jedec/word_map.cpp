@@ -30,8 +30,9 @@ void PackRow(const LinearFuses& fuses, std::uint64_t start, std::uint64_t width,
 
 }  // namespace
 
-std::uint64_t PackRows(const LinearFuses& fuses, std::uint64_t offset, const ArrayGeometry& geometry,
-                       bool reversed_rows, std::uint16_t* out, std::uint64_t max_words) {
+std::uint64_t PackRows(const LinearFuses& fuses, std::uint64_t offset,
+                       const ArrayGeometry& geometry, bool reversed_rows, std::uint16_t* out,
+                       std::uint64_t max_words) {
   if (out == nullptr || geometry.width == 0) return 0;
   const std::uint64_t words_per_row = (geometry.width + 15) / 16;
   const std::uint64_t rows =

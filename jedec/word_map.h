@@ -21,14 +21,14 @@ struct LinearFuses {
 // Packs geometry.rows rows of geometry.width fuses, the first starting at fuse offset, into
 // out; with reversed_rows the last row of the list becomes word-map row 0. At most max_words
 // words are written. Returns the words written.
-std::uint64_t PackRows(const LinearFuses& fuses, std::uint64_t offset, const ArrayGeometry& geometry,
-                       bool reversed_rows, std::uint16_t* out, std::uint64_t max_words);
+std::uint64_t PackRows(const LinearFuses& fuses, std::uint64_t offset,
+                       const ArrayGeometry& geometry, bool reversed_rows, std::uint16_t* out,
+                       std::uint64_t max_words);
 
 // Packs count fuses from offset as one row.
 inline std::uint64_t PackBits(const LinearFuses& fuses, std::uint64_t offset, std::uint64_t count,
                               std::uint16_t* out, std::uint64_t max_words) {
-  return PackRows(fuses, offset, ArrayGeometry{count == 0 ? 0u : 1u, count}, false, out,
-                  max_words);
+  return PackRows(fuses, offset, ArrayGeometry{count == 0 ? 0u : 1u, count}, false, out, max_words);
 }
 
 // Fuse (row, column) of a word map of rows width bits wide.

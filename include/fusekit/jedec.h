@@ -29,6 +29,42 @@ FUSEKIT_API int fnJEDFileReader(char* path, unsigned short* fuseMap, unsigned sh
                                 unsigned char* fuseBuffer, unsigned long* eLengthOut,
                                 int* pinCountOut, unsigned short* eMap, unsigned short* lastMap);
 
+// Header queries. The note queries scan the file line by line (lines upper-cased and trimmed)
+// for a marker; a file that cannot be opened gives the result for an absent marker.
+
+// Length of the text before the first fuse list, its "L" included; 0 when the file cannot be
+// opened.
+FUSEKIT_API int GetJEDECHeaderSize(const char* path);
+// Fuse address (the decimal number after "L" on the line after the marker) of the END
+// configuration data, the EBR initial data and the TAG data; 0 when absent. The name must end in
+// ".jed" (its extension is lower-cased in place), else the result is 0.
+FUSEKIT_API int GetJEDEC_ENDDATA_NOTE(char* path);
+FUSEKIT_API int GetJEDEC_EBRDATA_NOTE(char* path);
+FUSEKIT_API int GetJEDEC_TAGDATA_NOTE(char* path);
+// 0, 1 or 2 for the user-flash image the file holds; -1 for none; 0 when it cannot be opened.
+FUSEKIT_API int GetJEDEC_UFM(char* path);
+// 1 when the file says it is encrypted / has Selvex enabled, else 0.
+FUSEKIT_API int GetJEDEC_Encrypted(char* path);
+FUSEKIT_API int GetJEDEC_Selvex(char* path);
+// The hex value after "SELVEX" on a line after the "SELVEX ENABLED" line; 0 when absent.
+FUSEKIT_API unsigned long GetJEDEC_USERCODE(char* path);
+// The hex values after the first ":" of the frame-CRC note lines; 0 when absent.
+FUSEKIT_API int GetJEDEC_FirstFrameCRC(char* path);
+FUSEKIT_API int GetJEDEC_FramesCRC(char* path);
+FUSEKIT_API int GetJEDEC_FirstChainFrameCRC(char* path);
+FUSEKIT_API int GetJEDEC_ChainFramesCRC(char* path);
+// 1 when a "CHAIN FRAME CRC" line is followed right away by a "CHAIN DATA CRC" line, else 0.
+FUSEKIT_API int IsEncryptedJEDEC_CRCUpdated(const char* path);
+// The C value of the field stream into *checksum (0 when there is none). Result 0, -1 when the
+// file cannot be opened, -4 without STX.
+FUSEKIT_API int Jedec_read_Checksum(const char* path, unsigned long* checksum);
+// The G value; 0 without one, -1 when the file cannot be opened, -4 without STX.
+FUSEKIT_API int Jedec_read_Secure(const char* path);
+// Appends the header text (lines before STX, the design text, the note fields before the first
+// fuse list), each line ended by a line feed and begun with "-- " when commentPrefix is true.
+// out must be large enough; nothing is written when the file cannot be opened.
+FUSEKIT_API void ParseJEDECHeader(char* out, const char* path, bool commentPrefix);
+
 // Checks a JEDEC file against a device by reading it with buffers sized from the record.
 // Returns the reader's status: 0 the file fits the device, -1 empty path or unreadable file,
 // -2 fuse count mismatch, -3 out of memory, -14 checksum mismatch, 8195 syntax error, ...

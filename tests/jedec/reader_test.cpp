@@ -59,7 +59,8 @@ Read ReadText(const std::string& text, DeviceInfo device) {
   TempDir dir;
   const std::string path = dir.Write("f.jed", text);
   Read read{0, ReaderBuffers::ForVerify(device)};
-  read.status = read.buffers.Read(path.c_str(), device, static_cast<int>(device.GetjtagLogicalUESLength()));
+  read.status =
+      read.buffers.Read(path.c_str(), device, static_cast<int>(device.GetjtagLogicalUESLength()));
   return read;
 }
 
@@ -133,18 +134,28 @@ TEST(JedecReader, Statuses) {
       {"no ETX", valid.substr(0, valid.find('\x03')), -4},
       {"neither L nor F", "\x02x*QF64*\x03", -4},
       {"F alone is enough", "\x02x*QF64*F1*\x03", 0},
-      {"QF differs from the device", with([](JedecBuilder& b) { b.qf = 65; b.checksum = false; }), -2},
+      {"QF differs from the device", with([](JedecBuilder& b) {
+         b.qf = 65;
+         b.checksum = false;
+       }),
+       -2},
       {"QF of 0", with([](JedecBuilder& b) { b.qf = 0; }), -2},
       {"QF of 2^32-1", with([](JedecBuilder& b) { b.qf = 4294967295u; }), -2},
       {"QF plus 64 for another code name", with([](JedecBuilder& b) { b.qf = 128; }), -2},
       {"fuse digit 2", with([](JedecBuilder& b) { b.extra_fields = "L00000 2*"; }), 8195},
-      {"L address beyond the fuse count", with([](JedecBuilder& b) { b.extra_fields = "L00064 1*"; }), 8195},
+      {"L address beyond the fuse count",
+       with([](JedecBuilder& b) { b.extra_fields = "L00064 1*"; }), 8195},
       {"L without an address", with([](JedecBuilder& b) { b.extra_fields = "L*"; }), 8195},
       {"wrong C", with([](JedecBuilder& b) { b.checksum_value = 0x1234; }), -14},
-      {"C0000 passes", with([](JedecBuilder& b) { b.checksum_value = 0; b.fuses[0] = !b.fuses[0]; }), 0},
+      {"C0000 passes", with([](JedecBuilder& b) {
+         b.checksum_value = 0;
+         b.fuses[0] = !b.fuses[0];
+       }),
+       0},
       {"no C passes", with([](JedecBuilder& b) { b.checksum = false; }), 0},
       {"C not hex", with([](JedecBuilder& b) { b.extra_fields = "CXYZ*"; }), 8195},
-      {"E longer than the architecture", with([](JedecBuilder& b) { b.extra_fields = "E1*"; }), -18},
+      {"E longer than the architecture", with([](JedecBuilder& b) { b.extra_fields = "E1*"; }),
+       -18},
       {"U in an unknown form", with([](JedecBuilder& b) { b.extra_fields = "UZ12*"; }), 8195},
       {"U hex with a bad digit", with([](JedecBuilder& b) { b.extra_fields = "UH12G4*"; }), 8195},
       {"binary garbage after STX", std::string("\x02x*\x01\x7f\xfe", 7), -4},
@@ -164,8 +175,8 @@ TEST(JedecReader, MissingFileEmptyPathAndNullDevice) {
   EXPECT_EQ(buffers.Read("", device, 32), -1);
   std::string path = dir.Write("f.jed", "\x02x*QF64*F0*\x03");
   unsigned char linear[256];
-  EXPECT_EQ(fnJEDFileReader(path.data(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0,
-                            0, nullptr, linear, nullptr, nullptr, nullptr, nullptr),
+  EXPECT_EQ(fnJEDFileReader(path.data(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0,
+                            nullptr, linear, nullptr, nullptr, nullptr, nullptr),
             -6);
   EXPECT_EQ(fnJEDFileReader(path.data(), nullptr, nullptr, nullptr, nullptr, nullptr, &device, 128,
                             32, nullptr, linear, nullptr, nullptr, nullptr, nullptr),
@@ -181,8 +192,8 @@ TEST(JedecReader, ChecksumRetriedWithoutTheELength) {
   JedecBuilder b;
   b.fuses = RandomFuses(64, 5);
   b.fuses[60] = true;
-  b.checksum_value = fusekit::testing::JedecFuseChecksum(
-      std::vector<bool>(b.fuses.begin(), b.fuses.begin() + 56));
+  b.checksum_value =
+      fusekit::testing::JedecFuseChecksum(std::vector<bool>(b.fuses.begin(), b.fuses.begin() + 56));
   b.extra_fields = "E10110011*";
   Read read = ReadText(b.Build(), device);
   ASSERT_EQ(read.status, 0);

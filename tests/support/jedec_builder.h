@@ -31,22 +31,22 @@ inline std::vector<bool> RandomFuses(std::size_t count, std::uint32_t seed) {
 }
 
 struct JedecBuilder {
-  std::string before_stx;                 // lines before STX (a tool's banner)
+  std::string before_stx;  // lines before STX (a tool's banner)
   std::string design = "fusekit test design";
-  std::vector<std::string> notes;         // note fields, each written as given plus "*"
-  std::optional<std::uint64_t> qf;        // defaults to the fuse count
+  std::vector<std::string> notes;   // note fields, each written as given plus "*"
+  std::optional<std::uint64_t> qf;  // defaults to the fuse count
   std::optional<int> qp;
   std::optional<int> f = 0;
   std::optional<int> g;
   std::vector<bool> fuses;
-  std::size_t digits_per_line = 64;       // each line is an L field of its own
-  bool one_l_field = false;               // one L field continued over many lines instead
+  std::size_t digits_per_line = 64;  // each line is an L field of its own
+  bool one_l_field = false;          // one L field continued over many lines instead
   std::string eol = "\n";
-  bool checksum = true;                   // write C with the right value
+  bool checksum = true;                         // write C with the right value
   std::optional<std::uint32_t> checksum_value;  // or this one
-  std::string extra_fields;               // written after C, e.g. "E0101*" or "UH1234*"
-  std::string transmission = "real";      // "real", "0000" or "" (nothing after ETX)
-  std::string after;                      // text after the transmission checksum
+  std::string extra_fields;                     // written after C, e.g. "E0101*" or "UH1234*"
+  std::string transmission = "real";            // "real", "0000" or "" (nothing after ETX)
+  std::string after;                            // text after the transmission checksum
 
   std::string Build() const {
     std::string body = "\x02" + design + "*" + eol;
@@ -58,12 +58,14 @@ struct JedecBuilder {
     const std::size_t per_line = digits_per_line == 0 ? 1 : digits_per_line;
     for (std::size_t i = 0; i < fuses.size(); i += per_line) {
       if (!one_l_field || i == 0) body += "L" + Pad(i) + " ";
-      for (std::size_t j = i; j < i + per_line && j < fuses.size(); ++j) body += fuses[j] ? '1' : '0';
+      for (std::size_t j = i; j < i + per_line && j < fuses.size(); ++j)
+        body += fuses[j] ? '1' : '0';
       body += (one_l_field && i + per_line < fuses.size()) ? eol : "*" + eol;
     }
     if (checksum || checksum_value) {
       char c[16];
-      std::snprintf(c, sizeof c, "C%04X*", checksum_value ? *checksum_value : JedecFuseChecksum(fuses));
+      std::snprintf(c, sizeof c, "C%04X*",
+                    checksum_value ? *checksum_value : JedecFuseChecksum(fuses));
       body += c + eol;
     }
     body += extra_fields;

@@ -1,0 +1,304 @@
+// Queries of a JEDEC file's header: note markers found by a line scan, the C and G values found
+// by a walk of the field stream, the header size and the header text.
+#include <cctype>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "core/file_io.h"
+#include "core/status.h"
+#include "fusekit/jedec.h"
+#include "fusekit/util.h"
+#include "jedec/field_stream.h"
+#include "jedec/header_text.h"
+#include "jedec/jedec_format.h"
+
+namespace fusekit::jedec {
+namespace {
+
+// Lines of the note scan: at most kLineScanBytes - 1 characters, upper-cased and trimmed.
+class NoteScanner {
+ public:
+  explicit NoteScanner(std::FILE* file) : reader_(file) {}
+
+  bool Next(std::string& line) {
+    char buffer[kLineScanBytes];
+    if (reader_.ReadLine(buffer, sizeof buffer) == 0) return false;
+    KvCString text(buffer);
+    text.MakeUpper();
+    text.Trim();
+    line.assign(text.GetString());
+    return true;
+  }
+
+  // The first line holding marker (and not avoid, when given); false at the end of the file.
+  bool Find(const char* marker, std::string& line, const char* avoid = nullptr) {
+    while (Next(line)) {
+      if (line.find(marker) != std::string::npos &&
+          (avoid == nullptr || line.find(avoid) == std::string::npos))
+        return true;
+    }
+    return false;
+  }
+
+ private:
+  core::TextReader reader_;
+};
+
+bool Contains(const std::string& line, const char* marker) {
+  return line.find(marker) != std::string::npos;
+}
+
+// Leading hex digits of text after blanks and an optional "0x", as "%X" reads them.
+std::uint64_t ScanHex(const char* text) {
+  while (*text == ' ' || *text == '\t') ++text;
+  if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X') &&
+      std::isxdigit(static_cast<unsigned char>(text[2])))
+    text += 2;
+  std::uint64_t value = 0;
+  for (; std::isxdigit(static_cast<unsigned char>(*text)); ++text) {
+    value = (value << 4) | util_HexAnsi2Hex(*text);
+  }
+  return value;
+}
+
+// Leading decimal digits of text after blanks, as "%d" reads them (0 when there are none).
+long ScanDecimal(const char* text) {
+  while (*text == ' ' || *text == '\t') ++text;
+  bool negative = false;
+  if (*text == '-' || *text == '+') negative = *text++ == '-';
+  long value = 0;
+  for (; std::isdigit(static_cast<unsigned char>(*text)) && value < 0x7FFFFFFF; ++text) {
+    value = value * 10 + (*text - '0');
+  }
+  return negative ? -value : value;
+}
+
+// The file names the note queries take must end in ".jed", compared without regard to case;
+// the extension is lower-cased in the caller's text, as the host expects.
+bool HasJedExtension(char* path) {
+  if (path == nullptr) return false;
+  const std::size_t length = std::strlen(path);
+  if (length < 4) return false;
+  char* extension = path + length - 4;
+  for (char* p = extension; *p != '\0'; ++p)
+    *p = static_cast<char>(std::tolower(static_cast<unsigned char>(*p)));
+  return std::strcmp(extension, ".jed") == 0;
+}
+
+// The fuse address of a data-section note: the decimal number right of the first "L" of the
+// line after the marker line.
+int DataNoteAddress(char* path, const char* marker) {
+  const std::string name(path != nullptr ? path : "");  // the file as named before the change
+  if (!HasJedExtension(path)) return 0;
+  core::UniqueFile file = core::OpenFile(name.c_str(), "rb");
+  if (!file) return 0;
+  NoteScanner scanner(file.get());
+  std::string line;
+  if (!scanner.Find(marker, line) || !scanner.Next(line)) return 0;
+  const std::size_t l = line.find('L');
+  return l == std::string::npos ? 0 : static_cast<int>(ScanDecimal(line.c_str() + l + 1));
+}
+
+// The value after the first ":" of the first line that holds marker and not avoid.
+int CrcNote(const char* path, const char* marker, const char* avoid) {
+  core::UniqueFile file = core::OpenFile(path, "rb");
+  if (!file) return 0;
+  NoteScanner scanner(file.get());
+  std::string line;
+  if (!scanner.Find(marker, line, avoid)) return 0;
+  const std::size_t colon = line.find(':');
+  return colon == std::string::npos ? 0 : static_cast<int>(ScanHex(line.c_str() + colon + 1));
+}
+
+int MarkerPresent(const char* path, const char* marker) {
+  core::UniqueFile file = core::OpenFile(path, "rb");
+  if (!file) return 0;
+  NoteScanner scanner(file.get());
+  std::string line;
+  return scanner.Find(marker, line) ? 1 : 0;
+}
+
+// The field walk of the C and G queries. It follows the stream loosely on purpose: only the
+// letters D, N, P, R, S, T, V and X skip their fields; every other character, the contents of
+// L, Q, F, E and U fields included, is passed over one at a time as if it were a letter, so a
+// C or G inside a U field's text is taken as that field. The walk ends at the own letter, at
+// ETX or at any character that is not valid.
+constexpr const char kSkippedLetters[] = "DNPRSTVX";
+
+enum class WalkEnd { kFound, kNotFound, kNoStx, kCannotOpen };
+
+template <class ReadValue>
+WalkEnd WalkFields(const char* path, int own_letter, ReadValue read_value) {
+  core::UniqueFile file = core::OpenFile(path, "rb");
+  if (!file) return WalkEnd::kCannotOpen;
+  core::TextReader in(file.get());
+  for (;;) {  // a byte 0xFF before STX reads as the end of the file
+    const int c = in.Get();
+    if (c == EOF || c == 0xFF) return WalkEnd::kNoStx;
+    if (c == kStx) break;
+  }
+  if (!SkipField(in)) return WalkEnd::kNotFound;
+  for (;;) {
+    const int letter = ReadLetter(in);
+    if (letter == EOF || !IsValidChar(letter)) return WalkEnd::kNotFound;
+    if (letter == own_letter) {
+      read_value(in);
+      return WalkEnd::kFound;
+    }
+    if (std::strchr(kSkippedLetters, letter) != nullptr && !SkipField(in)) {
+      return WalkEnd::kNotFound;
+    }
+  }
+}
+
+// Reads characters while accept(c) holds into a short text.
+template <class Accept>
+std::string ReadWhile(core::TextReader& in, Accept accept) {
+  while (IsBlank(in.Peek())) in.Get();
+  std::string text;
+  while (text.size() < 32 && in.Peek() != EOF && accept(in.Peek()))
+    text += static_cast<char>(in.Get());
+  return text;
+}
+
+}  // namespace
+}  // namespace fusekit::jedec
+
+using fusekit::jedec::CrcNote;
+using fusekit::jedec::DataNoteAddress;
+using fusekit::jedec::MarkerPresent;
+
+int GetJEDEC_ENDDATA_NOTE(char* path) {
+  return DataNoteAddress(path, "NOTE END CONFIG DATA*");
+}
+int GetJEDEC_EBRDATA_NOTE(char* path) {
+  return DataNoteAddress(path, "NOTE EBR_INIT DATA*");
+}
+int GetJEDEC_TAGDATA_NOTE(char* path) {
+  return DataNoteAddress(path, "NOTE TAG DATA*");
+}
+
+int GetJEDEC_UFM(char* path) {
+  // A file that cannot be opened gives 0, the same as UFM0; hosts rely on it.
+  fusekit::core::UniqueFile file = fusekit::core::OpenFile(path, "rb");
+  if (!file) return 0;
+  static const char* const kMarkers[] = {"NOTE USER MEMORY DATA UFM0", "NOTE USER MEMORY DATA UFM1",
+                                         "NOTE USER MEMORY DATA UFM2"};
+  fusekit::jedec::NoteScanner scanner(file.get());
+  std::string line;
+  while (scanner.Next(line)) {
+    for (int i = 0; i < 3; ++i) {
+      if (fusekit::jedec::Contains(line, kMarkers[i])) return i;
+    }
+  }
+  return -1;
+}
+
+int GetJEDEC_Encrypted(char* path) {
+  return MarkerPresent(path, "ENCRYPTED JEDEC");
+}
+int GetJEDEC_Selvex(char* path) {
+  return MarkerPresent(path, "SELVEX ENABLED");
+}
+
+unsigned long GetJEDEC_USERCODE(char* path) {
+  fusekit::core::UniqueFile file = fusekit::core::OpenFile(path, "rb");
+  if (!file) return 0;
+  fusekit::jedec::NoteScanner scanner(file.get());
+  std::string line;
+  if (!scanner.Find("SELVEX ENABLED", line) || !scanner.Find("SELVEX", line)) return 0;
+  KvCString rest(line.c_str() + line.find("SELVEX") + 6);
+  rest.Trim();
+  return static_cast<unsigned long>(fusekit::jedec::ScanHex(rest.GetString()) & 0xFFFFFFFFu);
+}
+
+int GetJEDEC_FirstFrameCRC(char* path) {
+  return CrcNote(path, "FRAME CRC", "CHAIN");
+}
+int GetJEDEC_FramesCRC(char* path) {
+  return CrcNote(path, "DATA CRC", "CHAIN");
+}
+int GetJEDEC_FirstChainFrameCRC(char* path) {
+  return CrcNote(path, "CHAIN FRAME CRC", nullptr);
+}
+int GetJEDEC_ChainFramesCRC(char* path) {
+  return CrcNote(path, "CHAIN DATA CRC", nullptr);
+}
+
+int IsEncryptedJEDEC_CRCUpdated(const char* path) {
+  fusekit::core::UniqueFile file = fusekit::core::OpenFile(path, "rb");
+  if (!file) return 0;
+  fusekit::jedec::NoteScanner scanner(file.get());
+  std::string line;
+  while (scanner.Find("CHAIN FRAME CRC", line)) {
+    if (!scanner.Next(line)) return 0;
+    if (fusekit::jedec::Contains(line, "CHAIN DATA CRC")) return 1;
+  }
+  return 0;
+}
+
+int Jedec_read_Checksum(const char* path, unsigned long* checksum) {
+  if (checksum != nullptr) *checksum = 0;
+  using fusekit::jedec::WalkEnd;
+  const WalkEnd end = fusekit::jedec::WalkFields(path, 'C', [&](fusekit::core::TextReader& in) {
+    const std::string digits =
+        fusekit::jedec::ReadWhile(in, [](int c) { return std::isxdigit(c) != 0; });
+    if (checksum != nullptr)
+      *checksum = static_cast<unsigned long>(fusekit::jedec::ScanHex(digits.c_str()));
+    fusekit::jedec::SkipField(in);
+  });
+  if (end == WalkEnd::kCannotOpen) return fusekit::kStatusOpenFailed;
+  if (end == WalkEnd::kNoStx) return fusekit::kStatusNoFuseData;
+  return fusekit::kStatusOk;
+}
+
+int Jedec_read_Secure(const char* path) {
+  int value = 0;
+  using fusekit::jedec::WalkEnd;
+  const WalkEnd end = fusekit::jedec::WalkFields(path, 'G', [&](fusekit::core::TextReader& in) {
+    const std::string digits = fusekit::jedec::ReadWhile(
+        in, [](int c) { return std::isdigit(c) != 0 || c == '-' || c == '+'; });
+    value = static_cast<int>(fusekit::jedec::ScanDecimal(digits.c_str()));
+  });
+  if (end == WalkEnd::kCannotOpen) return fusekit::kStatusOpenFailed;
+  if (end == WalkEnd::kNoStx) return fusekit::kStatusNoFuseData;
+  return value;
+}
+
+int GetJEDECHeaderSize(const char* path) {
+  fusekit::core::UniqueFile file = fusekit::core::OpenFile(path, "rb");
+  if (!file) return 0;
+  fusekit::core::TextReader in(file.get());
+  // Each field up to and with its "*", the blanks after it and the next field's letter; the
+  // count stops after a letter "L" (the fuse list starts) or at the end of the file.
+  int count = 0;
+  for (;;) {
+    int c;
+    while ((c = in.Get()) != EOF) {
+      ++count;
+      if (c == fusekit::jedec::kFieldEnd) break;
+    }
+    if (c == EOF) return count;
+    while (fusekit::jedec::IsBlank(in.Peek())) {
+      in.Get();
+      ++count;
+    }
+    c = in.Get();
+    if (c == EOF) return count;
+    ++count;
+    if (std::toupper(c) == fusekit::jedec::kFuseList) return count;
+  }
+}
+
+void ParseJEDECHeader(char* out, const char* path, bool commentPrefix) {
+  if (out == nullptr) return;
+  std::string text;
+  try {
+    if (!fusekit::jedec::CollectHeaderText(path, commentPrefix, text)) return;
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+  std::strcat(out, text.c_str());  // the caller's buffer is sized for the header
+}
