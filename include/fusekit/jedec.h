@@ -65,6 +65,20 @@ FUSEKIT_API int Jedec_read_Secure(const char* path);
 // out must be large enough; nothing is written when the file cannot be opened.
 FUSEKIT_API void ParseJEDECHeader(char* out, const char* path, bool commentPrefix);
 
+// Converts a JEDEC file into programming data for the device: the main array ("FuseArray_TDI",
+// or "EFuseArray_TDI" for three Pelmo3D sizes), "PadringArray_TDI", "SEDArray_TDI",
+// "Usercode_TDI", "ArchArray_TDI", "EFuseArray_TDI", "ID", the security flag, the end-data
+// location and the header as the comment. jtag selects the JTAG forms of the usercode length,
+// mask and identifier. Devices of vendor "Helvar" go through the legacy fuse-map library, whose
+// work files are made in workDir (or installPath when workDir is empty, or the current folder)
+// and removed; they get "FuseArray_TDI"/"_TDO"/"_MASK" and the usercode fields. jedecOption and
+// packageName are accepted for the host's sake and not used. Result 0; -100 null data or device;
+// -1 empty or unreadable file name or any reader failure; -3 out of memory; -1010 a row could not
+// be filled. Fields added before a failure stay in data.
+FUSEKIT_API int JEDEC2SVFPlus(char* fileName, DeviceInfo* device, int jtag, SVFPlusData* data,
+                              const char* jedecOption, const char* workDir, const char* packageName,
+                              const char* installPath);
+
 // Checks a JEDEC file against a device by reading it with buffers sized from the record.
 // Returns the reader's status: 0 the file fits the device, -1 empty path or unreadable file,
 // -2 fuse count mismatch, -3 out of memory, -14 checksum mismatch, 8195 syntax error, ...

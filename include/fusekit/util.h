@@ -99,6 +99,9 @@ class FUSEKIT_API KvByteBuffer {
 
   // Appends one byte; nonzero on success, zero when memory runs out.
   int WriteData(unsigned char byte);
+  // Appends count bytes at once; nonzero on success, zero (and nothing appended) when memory
+  // runs out.
+  int AppendData(const unsigned char* bytes, unsigned int count);
   // Overwrites the byte at index. An index past the end leaves the row unchanged and still
   // reports success, so a fixed-width row cannot be stretched by a stray write.
   int WriteData(int index, unsigned char byte);

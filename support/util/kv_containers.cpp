@@ -49,6 +49,19 @@ int KvByteBuffer::WriteData(unsigned char byte) {
   return 1;
 }
 
+int KvByteBuffer::AppendData(const unsigned char* bytes, unsigned int count) {
+  if (count == 0) return 1;
+  if (bytes == nullptr ||
+      bytes_.size() + count > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+    return 0;
+  try {
+    bytes_.insert(bytes_.end(), bytes, bytes + count);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+  return 1;
+}
+
 int KvByteBuffer::WriteData(int index, unsigned char byte) {
   if (index >= 0 && static_cast<std::size_t>(index) < bytes_.size()) {
     bytes_[static_cast<std::size_t>(index)] = byte;

@@ -1,0 +1,29 @@
+// Rows of data fields built from word maps by the row layout of programming data: column 0 of
+// the map lands in the least significant bit of the row's last byte, column W-1 right after the
+// padding, and the padding bits (the high bits of byte 0) are 1.
+#ifndef FUSEKIT_JEDEC_ROW_LAYOUT_H
+#define FUSEKIT_JEDEC_ROW_LAYOUT_H
+
+#include <cstdint>
+#include <vector>
+
+#include "fusekit/progdata.h"
+#include "jedec/geometry.h"
+
+namespace fusekit::jedec {
+
+// The bytes of map row `row` (rows of width bits) in the row layout, into out.
+void LayOutRow(const std::uint16_t* map, std::uint64_t width, std::uint64_t row,
+               std::vector<std::uint8_t>& out);
+
+// Appends a row of width bits holding bytes. 0, -3 when the row cannot be created, -1010 when
+// its bytes cannot be stored.
+int AppendRow(SVFDataField& field, std::uint64_t width, const std::vector<std::uint8_t>& bytes);
+
+// Adds a field of that name with every row of the map laid out. 0, -3 or -1010.
+int AddMapField(SVFPlusData& data, const char* name, const std::uint16_t* map,
+                const ArrayGeometry& geometry);
+
+}  // namespace fusekit::jedec
+
+#endif  // FUSEKIT_JEDEC_ROW_LAYOUT_H
