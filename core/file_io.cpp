@@ -9,19 +9,49 @@ UniqueFile OpenFile(const char* fileName, const char* mode) {
 }
 
 TextReader::TextReader(std::FILE* file)
-    : file_(file), buffer_(new std::uint8_t[kReadChunkBytes]), pos_(nullptr), end_(nullptr) {}
+    : file_(file),
+      buffer_(new std::uint8_t[kReadChunkBytes]),
+      begin_(buffer_.get()),
+      pos_(buffer_.get()),
+      end_(buffer_.get()) {
+  const long at = std::ftell(file);
+  begin_offset_ = at > 0 ? static_cast<std::uint64_t>(at) : 0;
+}
 
 TextReader::TextReader(std::string_view text)
     : file_(nullptr),
-      pos_(reinterpret_cast<const std::uint8_t*>(text.data())),
-      end_(reinterpret_cast<const std::uint8_t*>(text.data()) + text.size()) {}
+      begin_(reinterpret_cast<const std::uint8_t*>(text.data())),
+      pos_(begin_),
+      end_(begin_ + text.size()) {}
 
 bool TextReader::Refill() {
   if (file_ == nullptr) return false;
+  begin_offset_ += static_cast<std::uint64_t>(end_ - begin_);
   const std::size_t got = std::fread(buffer_.get(), 1, kReadChunkBytes, file_);
-  pos_ = buffer_.get();
+  begin_ = pos_ = buffer_.get();
   end_ = pos_ + got;
   return got > 0;
+}
+
+std::uint64_t TextReader::Tell() const {
+  return begin_offset_ + static_cast<std::uint64_t>(pos_ - begin_);
+}
+
+void TextReader::Seek(std::uint64_t position) {
+  if (file_ == nullptr) {
+    const std::uint64_t size = static_cast<std::uint64_t>(end_ - begin_);
+    pos_ = begin_ + (position < size ? position : size);
+    return;
+  }
+  // Within the chunk at hand, move; otherwise read from the file again.
+  if (position >= begin_offset_ &&
+      position <= begin_offset_ + static_cast<std::uint64_t>(end_ - begin_)) {
+    pos_ = begin_ + (position - begin_offset_);
+    return;
+  }
+  std::fseek(file_, static_cast<long>(position), SEEK_SET);
+  begin_offset_ = position;
+  begin_ = pos_ = end_ = buffer_.get();
 }
 
 std::size_t TextReader::ReadLine(char* out, std::size_t size) {

@@ -70,6 +70,11 @@ class TextReader {
   const std::uint8_t* WindowEnd() const { return end_; }
   void Consume(const std::uint8_t* upto) { pos_ = upto; }
 
+  // Position as a count of raw characters from the start, and a return to such a position.
+  std::uint64_t Tell() const;
+  void Seek(std::uint64_t position);
+  void Rewind() { Seek(0); }
+
   // Reads one line as fgets does: at most size - 1 characters, stopping after a line feed, and
   // terminates it. Returns the count stored; 0 at end of input (or when size < 2).
   std::size_t ReadLine(char* out, std::size_t size);
@@ -79,8 +84,10 @@ class TextReader {
 
   std::FILE* file_;                         // null when reading from memory
   std::unique_ptr<std::uint8_t[]> buffer_;  // chunk of the file being read
+  const std::uint8_t* begin_;               // start of the characters at hand
   const std::uint8_t* pos_;                 // next unread character
   const std::uint8_t* end_;                 // end of the characters at hand
+  std::uint64_t begin_offset_ = 0;          // position of begin_ in the file (0 for memory)
 };
 
 // The reader state shared by the text readers of one call: the reader in use and the current

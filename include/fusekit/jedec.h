@@ -79,6 +79,15 @@ FUSEKIT_API int JEDEC2SVFPlus(char* fileName, DeviceInfo* device, int jtag, SVFP
                               const char* jedecOption, const char* workDir, const char* packageName,
                               const char* installPath);
 
+// Compares readFile (a fuse map read back from a device) with referenceFile (the one meant to be
+// programmed), field by field and fuse by fuse, and writes the report to reportFile: a header,
+// readFile's fuse list with "+" (read 1, reference 0) and "-" (read 0, reference 1) marks, and
+// the error count. Result: the number of differing fuses; -1 a file cannot be opened; -4 a file
+// has no STX; -2 the comparison was abandoned (QF or first L address differ, an E field in one
+// file only, no fuse list, no ETX, a syntax error).
+FUSEKIT_API int fnJEDFileCompare(const char* readFile, const char* referenceFile,
+                                 const char* reportFile);
+
 // Checks a JEDEC file against a device by reading it with buffers sized from the record.
 // Returns the reader's status: 0 the file fits the device, -1 empty path or unreadable file,
 // -2 fuse count mismatch, -3 out of memory, -14 checksum mismatch, 8195 syntax error, ...

@@ -1,0 +1,553 @@
+// fnJEDFileCompare: a JEDEC file checked fuse by fuse against a reference, written as a report
+// laid out like a JEDEC file with every differing fuse marked.
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+#include <new>
+#include <string>
+
+#include "core/file_io.h"
+#include "core/status.h"
+#include "fusekit/jedec.h"
+#include "jedec/field_stream.h"
+#include "jedec/jedec_format.h"
+
+namespace fusekit::jedec {
+namespace {
+
+// Differing fuses of the comparison in progress (one comparison at a time).
+int g_differing_fuses = 0;
+
+constexpr int kAbandoned = -2;
+
+// The report, written through a large buffer.
+class Report {
+ public:
+  explicit Report(std::FILE* file) : file_(file) { text_.reserve(kFlushBytes + 256); }
+  ~Report() { Flush(); }
+  Report(const Report&) = delete;
+  Report& operator=(const Report&) = delete;
+
+  void Put(char c) {
+    text_ += c;
+    if (text_.size() >= kFlushBytes) Flush();
+  }
+  void Put(const char* text) {
+    text_ += text;
+    if (text_.size() >= kFlushBytes) Flush();
+  }
+  void Printf(const char* format, ...)
+#if defined(__GNUC__)
+      __attribute__((format(printf, 2, 3)))
+#endif
+  {
+    char line[1024];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    Put(line);
+  }
+  void Flush() {
+    if (!text_.empty()) std::fwrite(text_.data(), 1, text_.size(), file_);
+    text_.clear();
+  }
+
+ private:
+  static constexpr std::size_t kFlushBytes = 1 << 20;
+  std::FILE* file_;
+  std::string text_;
+};
+
+bool IsDigit01(int c) {
+  return c == '0' || c == '1';
+}
+
+// Blanks, then a number in base 10 or 16 ("%lu", "%lx", "%d"); the first other character is
+// left unread. 0 without digits.
+unsigned long ReadNumber(core::TextReader& in, int base) {
+  while (IsBlank(in.Peek())) in.Get();
+  unsigned long value = 0;
+  for (;;) {
+    const int c = in.Peek();
+    if (c == EOF || !(base == 16 ? std::isxdigit(c) : std::isdigit(c))) return value;
+    in.Get();
+    value = value * static_cast<unsigned long>(base) +
+            static_cast<unsigned long>(std::isdigit(c) ? c - '0' : std::toupper(c) - 'A' + 10);
+  }
+}
+
+// Reads the next field letter of the reference, skipping fields, up to the field `letter` (with
+// `second` as its second letter for Q fields). Positioned after the letters when found.
+bool FindField(core::TextReader& ref, int letter, int second = 0) {
+  for (;;) {
+    const int c = ReadLetter(ref);
+    if (c == EOF || c == kEtx || !IsValidChar(c)) return false;
+    if (c == letter && (second == 0 || std::toupper(ref.Peek()) == second)) {
+      if (second != 0) ref.Get();
+      return true;
+    }
+    if (!SkipField(ref)) return false;
+  }
+}
+
+bool SkipToDesignEnd(core::TextReader& in) {
+  return SkipToStx(in) && SkipField(in);
+}
+
+struct WalkFlags {
+  bool fuse_list = false;
+  bool e_field = false;
+  bool u_field = false;
+};
+
+class Comparison {
+ public:
+  Comparison(core::TextReader& read, core::TextReader& ref, const char* read_name,
+             const char* ref_name, Report& report)
+      : read_(read), ref_(ref), read_name_(read_name), ref_name_(ref_name), out_(report) {}
+
+  // The walk of the file under test; the count of differing fuses or kAbandoned.
+  int Run() {
+    int letter = ReadLetter(read_);
+    for (;;) {
+      if (letter == kEtx) return Finish();
+      if (letter == EOF || !IsValidChar(letter)) {
+        out_.Put("Cannot read end jedec character. Invalid Jedec file.\n");
+        return kAbandoned;
+      }
+      int next = 0;  // a letter handed back by the fuse-list comparison
+      const int status = Dispatch(letter, next);
+      if (status != 0 || next == kAbandonLetter) return kAbandoned;
+      letter = next != 0 ? next : ReadLetter(read_);
+    }
+  }
+
+ private:
+  int Dispatch(int letter, int& next) {
+    switch (letter) {
+      case kChecksum:
+        return CompareChecksum();
+      case kFuseDefault:
+      case kSecurity:
+        out_.Printf("%c%d*\n", letter, static_cast<int>(ReadNumber(read_, 10)));
+        return SkipField(read_) ? 0 : kAbandoned;
+      case kQuantity:
+        return CompareQuantity();
+      case kFuseList:
+        return CompareFuseList(next);
+      case kArchitecture:
+      case kUsercode:
+        return CompareBitField(letter);
+      default:
+        return SkipField(read_) ? 0 : kAbandoned;
+    }
+  }
+
+  int CompareChecksum() {
+    const unsigned long mine = ReadNumber(read_, 16);
+    ref_.Rewind();
+    unsigned long theirs = 0;
+    if (SkipToDesignEnd(ref_) && FindField(ref_, kChecksum)) {
+      theirs = ReadNumber(ref_, 16);
+      SkipField(ref_);
+    }
+    if (mine != theirs) {
+      out_.Printf("read C%.4lX from [%s], but [%s] specified C%.4lX*\n", mine, read_name_,
+                  ref_name_, theirs);
+    }
+    out_.Put("N Checksum*\n");
+    out_.Printf("C%.4lX*\n", mine);
+    return SkipField(read_) ? 0 : kAbandoned;
+  }
+
+  int CompareQuantity() {
+    const int which = std::toupper(read_.Peek());
+    if (which == 'F') {
+      read_.Get();
+      const unsigned long mine = ReadNumber(read_, 10);
+      const unsigned long theirs = FindField(ref_, kQuantity, 'F') ? ReadNumber(ref_, 10) : 0;
+      if (mine != theirs) {
+        out_.Printf("read QF%lu from [%s], but [%s] specified QF%lu*\n", mine, read_name_,
+                    ref_name_, theirs);
+        return kAbandoned;
+      }
+      out_.Printf("QF%lu*\n", mine);
+      return SkipField(read_) && SkipField(ref_) ? 0 : kAbandoned;
+    }
+    if (which == 'P') {
+      read_.Get();
+      const unsigned long mine = ReadNumber(read_, 10);
+      if (!FindQuantityPins()) {
+        out_.Printf("read QP%lu from [%s], but [%s] missing QP field", mine, read_name_, ref_name_);
+      } else {
+        const unsigned long theirs = ReadNumber(ref_, 10);
+        if (mine != theirs) {
+          out_.Printf("read QP%lu from [%s], but [%s] specified QP%lu*\n", mine, read_name_,
+                      ref_name_, theirs);
+        } else {
+          out_.Printf("QP%d*\n", static_cast<int>(mine));
+        }
+        SkipField(ref_);
+      }
+    }
+    return SkipField(read_) ? 0 : kAbandoned;
+  }
+
+  // The reference's QP field, looked for up to its QF field, which stays unread.
+  bool FindQuantityPins() {
+    for (;;) {
+      const std::uint64_t field_start = ref_.Tell();
+      const int c = ReadLetter(ref_);
+      if (c == EOF || c == kEtx || !IsValidChar(c)) return false;
+      if (c == kQuantity) {
+        const int second = std::toupper(ref_.Peek());
+        if (second == 'P') {
+          ref_.Get();
+          return true;
+        }
+        if (second == 'F') {
+          ref_.Seek(field_start);
+          return false;
+        }
+      }
+      if (!SkipField(ref_)) return false;
+    }
+  }
+
+  int CompareFuseList(int& next) {
+    flags_.fuse_list = true;
+    const unsigned long mine = ReadNumber(read_, 10);
+    if (!FindField(ref_, kFuseList)) return MissingFuseList(ref_name_);
+    ref_flags_.fuse_list = true;
+    const unsigned long theirs = ReadNumber(ref_, 10);
+    if (mine != theirs) {
+      out_.Printf("read L%.8lu from [%s], but [%s] specified L%.8lu*\n", mine, read_name_,
+                  ref_name_, theirs);
+      return kAbandoned;
+    }
+    out_.Printf("\nL%.8lu \n", mine);
+    return CompareDigits(next);
+  }
+
+  int MissingFuseList(const char* name) {
+    out_.Printf("File %s cannot find L field. Invalid Jedec*\n", name);
+    return kAbandoned;
+  }
+
+  // The next character of the file under test that is not blank; its line feeds are echoed.
+  int NextReadChar() {
+    for (;;) {
+      const int c = read_.Get();
+      if (c == '\n') {
+        out_.Put('\n');
+      } else if (c == EOF || !IsBlank(c)) {
+        return c == EOF ? EOF : std::toupper(c);
+      }
+    }
+  }
+
+  // The next fuse character of the reference, moving on through its note and fuse-list fields.
+  int NextRefChar() {
+    if (pending_ref_char_ != 0) {
+      const int c = pending_ref_char_;
+      pending_ref_char_ = 0;
+      return c;
+    }
+    for (;;) {
+      int c;
+      do {
+        c = ref_.Get();
+      } while (c != EOF && IsBlank(c));
+      if (c != kFieldEnd) return c == EOF ? EOF : std::toupper(c);
+      const int letter = ReadLetter(ref_);
+      if (letter == kNote) {
+        if (!SkipField(ref_)) return EOF;
+        continue;
+      }
+      if (letter != kFuseList) return letter;
+      out_.Printf("*\nL%.8lu ", ReadNumber(ref_, 10));
+    }
+  }
+
+  // Marks one fuse: the digit when both agree, "+" or "-" when they do not.
+  void Mark(int mine, int theirs) {
+    if (mine == theirs) {
+      out_.Put(static_cast<char>(mine));
+    } else {
+      out_.Put(mine == '1' ? '+' : '-');
+      ++g_differing_fuses;
+    }
+  }
+
+  // Eight digits of both files at once, when both windows hold eight plain fuse digits.
+  bool CompareEight() {
+    const std::uint8_t* r = read_.WindowBegin();
+    const std::uint8_t* f = ref_.WindowBegin();
+    if (read_.WindowEnd() - r < 8 || ref_.WindowEnd() - f < 8) return false;
+    for (int i = 0; i < 8; ++i) {
+      if (!IsDigit01(r[i]) || !IsDigit01(f[i])) return false;
+    }
+    for (int i = 0; i < 8; ++i) Mark(r[i], f[i]);
+    read_.Consume(r + 8);
+    ref_.Consume(f + 8);
+    return true;
+  }
+
+  int CompareDigits(int& next) {
+    for (;;) {
+      if (CompareEight()) continue;
+      const int mine = NextReadChar();
+      if (mine == kFieldEnd) {
+        const int after = AfterFuseField();
+        if (after == kFuseList) {
+          FollowToNextFuseField();
+          continue;
+        }
+        next = after;
+        return 0;
+      }
+      const int theirs = NextRefChar();
+      if (IsDigit01(mine) && IsDigit01(theirs)) {
+        Mark(mine, theirs);
+        continue;
+      }
+      out_.Printf("\nread [%c] value from file1, but file2 specified a [%c]* \n", Shown(mine),
+                  Shown(theirs));
+      return kSyntaxError;
+    }
+  }
+
+  // When the file under test moves on to its next L field and the reference ends its field at
+  // the same place, the reference follows quietly: one "L" line in the report is enough.
+  void FollowToNextFuseField() {
+    while (IsBlank(ref_.Peek())) ref_.Get();
+    if (ref_.Peek() != kFieldEnd) return;
+    ref_.Get();
+    for (;;) {
+      const int letter = ReadLetter(ref_);
+      if (letter == kNote && SkipField(ref_)) continue;
+      if (letter == kFuseList) {
+        ReadNumber(ref_, 10);
+      } else {
+        pending_ref_char_ = letter;  // the reference's list ended: the next comparison says so
+      }
+      return;
+    }
+  }
+
+  // After the "*" of a fuse list in the file under test: notes are skipped, a further L field
+  // goes on with the comparison, anything else ends the list and is handed back to the walk.
+  int AfterFuseField() {
+    for (;;) {
+      const int letter = ReadLetter(read_);
+      if (letter == kNote) {
+        if (!SkipField(read_)) return EOF;
+        continue;
+      }
+      if (letter == kFuseList) {
+        out_.Printf("*\nL%.8lu ", ReadNumber(read_, 10));
+        return kFuseList;
+      }
+      if (letter == EOF || letter == kEtx || !IsValidChar(letter)) return letter;
+      out_.Put("*\n");
+      if (letter != kChecksum && letter != kArchitecture && letter != kUsercode) {
+        return kAbandonLetter;
+      }
+      return letter;
+    }
+  }
+
+  // The E and U fields: fuse digits marked as in the fuse list; the U field's "A" and "H" forms
+  // compared character by character.
+  int CompareBitField(int letter) {
+    bool& mine_seen = letter == kArchitecture ? flags_.e_field : flags_.u_field;
+    mine_seen = true;
+    if (!flags_.fuse_list) return MissingFuseList(read_name_);
+    if (!ref_flags_.fuse_list) return MissingFuseList(ref_name_);
+    const std::uint64_t ref_position = ref_.Tell();
+    if (!FindField(ref_, letter)) {
+      ref_.Seek(ref_position);  // the field is missing there: the closing check reports it
+      return SkipField(read_) ? 0 : kAbandoned;
+    }
+    out_.Put('\n');
+    out_.Put(static_cast<char>(letter));
+    bool text_form = false;
+    if (letter == kUsercode) {
+      while (IsBlank(read_.Peek())) read_.Get();
+      while (IsBlank(ref_.Peek())) ref_.Get();
+      const int mine = std::toupper(read_.Peek());
+      const int theirs = std::toupper(ref_.Peek());
+      text_form = mine == kUsercodeAscii || mine == kUsercodeHex;
+      if (text_form || theirs == kUsercodeAscii || theirs == kUsercodeHex) {
+        if (mine != theirs) return Differs(read_.Get(), ref_.Get());
+        out_.Put(static_cast<char>(read_.Get()));
+        ref_.Get();
+      }
+    }
+    for (;;) {
+      int mine;
+      do {
+        mine = read_.Get();
+      } while (mine != EOF && IsBlank(mine) && !text_form);
+      int theirs;
+      do {
+        theirs = ref_.Get();
+      } while (theirs != EOF && IsBlank(theirs) && !text_form);
+      if (mine == kFieldEnd && theirs == kFieldEnd) {
+        out_.Put("*\n");
+        return 0;
+      }
+      if (text_form) {
+        if (mine != theirs || mine == EOF) return Differs(mine, theirs);
+        out_.Put(static_cast<char>(mine));
+        continue;
+      }
+      if (IsDigit01(mine) && IsDigit01(theirs)) {
+        Mark(mine, theirs);
+        continue;
+      }
+      if (!IsDigit01(mine)) {
+        out_.Printf("\nread invalid [%c] value from file1, but file2 specified a [%c]* \n",
+                    Shown(mine), Shown(theirs));
+      } else {
+        out_.Printf("\nread [%c] value from file1, but file2 specified a invalid [%c]* \n",
+                    Shown(mine), Shown(theirs));
+      }
+      return kSyntaxError;
+    }
+  }
+
+  int Differs(int mine, int theirs) {
+    out_.Printf("\nread [%c] value from file1, but file2 specified a [%c]* \n", Shown(mine),
+                Shown(theirs));
+    return kSyntaxError;
+  }
+
+  static char Shown(int c) {
+    return (c == EOF || !IsValidChar(c) || c == '\n') ? '?' : static_cast<char>(c);
+  }
+
+  // After ETX: E and U fields present on one side only, and the fuse lists of both.
+  int Finish() {
+    ref_.Rewind();
+    WalkFlags theirs;
+    if (SkipToDesignEnd(ref_)) {
+      for (int c; (c = ReadLetter(ref_)) != EOF && c != kEtx && IsValidChar(c);) {
+        theirs.fuse_list |= c == kFuseList;
+        theirs.e_field |= c == kArchitecture;
+        theirs.u_field |= c == kUsercode;
+        if (!SkipField(ref_)) break;
+      }
+    }
+    if (flags_.e_field != theirs.e_field) {
+      const bool mine_missing = !flags_.e_field;
+      out_.Printf("Cannot read E field from [%s], but [%s] specified an E field*\n",
+                  mine_missing ? read_name_ : ref_name_, mine_missing ? ref_name_ : read_name_);
+      return kAbandoned;
+    }
+    if (flags_.u_field != theirs.u_field) {
+      const bool mine_missing = !flags_.u_field;
+      out_.Printf("Warning: Cannot read U field from [%s], but [%s] specified a U field*\n",
+                  mine_missing ? read_name_ : ref_name_, mine_missing ? ref_name_ : read_name_);
+    }
+    if (!flags_.fuse_list) return MissingFuseList(read_name_);
+    if (!theirs.fuse_list) return MissingFuseList(ref_name_);
+    return g_differing_fuses;
+  }
+
+  // Handed back by the fuse-list comparison for a letter that may not follow a fuse list: the
+  // comparison ends without a cause line.
+  static constexpr int kAbandonLetter = -100;
+
+  core::TextReader& read_;
+  core::TextReader& ref_;
+  const char* read_name_;
+  const char* ref_name_;
+  Report& out_;
+  int pending_ref_char_ = 0;  // a reference character read ahead, handed out next
+  WalkFlags flags_;           // fields seen in the file under test
+  WalkFlags ref_flags_;       // fields reached in the reference during the walk
+};
+
+std::string TimeText(std::time_t when) {
+  const std::tm* local = std::localtime(&when);
+  return local != nullptr ? std::asctime(local) : "\n";
+}
+
+void WriteHeader(Report& out, const char* read_name, const char* ref_name, const char* report_name,
+                 const std::string& date) {
+  out.Put("\x02\n");
+  out.Printf("FILE NAME:   %s\n", report_name);
+  out.Put("CREATED BY:    Corvane Semiconductor Veltrix Deployment Tool\n");
+  out.Printf("CREATION DATE: %s\n", date.c_str());
+  out.Put("*\n");
+  out.Printf("// N => Verify fuse data in %s against [%s]\n", read_name, ref_name);
+  out.Put("//Key:\n");
+  out.Printf("//\t'-' = read  LOW/0 value from %s, but %s specified a HIGH/1\n\n", read_name,
+             ref_name);
+  out.Printf("//\t'+' = read HIGH/1 value from %s, but %s specified a  LOW/0\n\n", read_name,
+             ref_name);
+}
+
+void WriteClosing(Report& out, int result, const std::string& date) {
+  out.Put(
+      "\x02"
+      "0000\n");
+  if (result >= 0) {
+    out.Printf("*%s*\n", date.c_str());
+    out.Printf("%% Error count:  %d*\n", result);
+  } else if (g_differing_fuses > 0) {
+    out.Printf("*%s*\n", date.c_str());
+    out.Printf("%% Bits Error count:  %d*\n", g_differing_fuses);
+  }
+}
+
+int CompareFiles(const char* read_name, const char* ref_name, const char* report_name) {
+  core::UniqueFile report_file = core::OpenFile(report_name, "wb");
+  if (!report_file) return kStatusOpenFailed;
+  Report out(report_file.get());
+  const std::string date = TimeText(std::time(nullptr));
+  WriteHeader(out, read_name, ref_name, report_name, date);
+
+  core::UniqueFile read_file = core::OpenFile(read_name, "rb");
+  if (!read_file) {
+    out.Printf("Cannot open file %s to read*\n", read_name);
+    return kStatusOpenFailed;
+  }
+  core::UniqueFile ref_file = core::OpenFile(ref_name, "rb");
+  if (!ref_file) {
+    out.Printf("Cannot open file %s to read*\n", ref_name);
+    return kStatusOpenFailed;
+  }
+  core::TextReader read(read_file.get());
+  core::TextReader ref(ref_file.get());
+  for (auto [reader, name] : {std::pair{&read, read_name}, std::pair{&ref, ref_name}}) {
+    if (!SkipToStx(*reader)) {
+      out.Printf("File %s Invalid Jedec file*\n", name);
+      return kStatusNoFuseData;
+    }
+  }
+  g_differing_fuses = 0;
+  int result = kAbandoned;
+  if (SkipField(read) && SkipField(ref)) {
+    result = Comparison(read, ref, read_name, ref_name, out).Run();
+  } else {
+    out.Put("Cannot read end jedec character. Invalid Jedec file.\n");
+  }
+  if (result < 0) result = kAbandoned;
+  WriteClosing(out, result, date);
+  return result;
+}
+
+}  // namespace
+}  // namespace fusekit::jedec
+
+int fnJEDFileCompare(const char* readFile, const char* referenceFile, const char* reportFile) {
+  try {
+    return fusekit::jedec::CompareFiles(readFile, referenceFile, reportFile);
+  } catch (const std::bad_alloc&) {
+    return fusekit::kStatusNoMemory;
+  }
+}

@@ -1,0 +1,199 @@
+// fnJEDFileCompare: the report byte for byte, the results, and the field comparisons.
+#include <regex>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "fusekit/fusekit.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using fusekit::testing::ReadFile;
+using fusekit::testing::TempDir;
+
+// The report with its dates (the C library's asctime form) replaced by "<date>", so that it
+// can be compared whole.
+std::string WithoutDates(const std::string& report) {
+  static const std::regex date(
+      "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}");
+  return std::regex_replace(report, date, "<date>");
+}
+
+std::string Header(const std::string& read, const std::string& ref, const std::string& report) {
+  return "\x02\nFILE NAME:   " + report +
+         "\nCREATED BY:    Corvane Semiconductor Veltrix Deployment Tool\n"
+         "CREATION DATE: <date>\n\n*\n// N => Verify fuse data in " +
+         read + " against [" + ref + "]\n//Key:\n//\t'-' = read  LOW/0 value from " + read +
+         ", but " + ref + " specified a HIGH/1\n\n//\t'+' = read HIGH/1 value from " + read +
+         ", but " + ref + " specified a  LOW/0\n\n";
+}
+
+const std::string kReference =
+    "\x02"
+    "reference design*\n"
+    "NOTE a note*\n"
+    "QP24*\n"
+    "QF16*\n"
+    "G0*\n"
+    "F0*\n"
+    "L00000 01010101*\n"
+    "L00008 00001111*\n"
+    "C0123*\n"
+    "\x03"
+    "0000\n";
+
+struct Compared {
+  int result;
+  std::string report;  // dates replaced
+  std::string expected_header;
+};
+
+Compared Compare(const std::string& read_text, const std::string& ref_text) {
+  TempDir dir;
+  const std::string read = dir.Write("read.jed", read_text);
+  const std::string ref = dir.Write("ref.jed", ref_text);
+  const std::string report = dir.Path("report.txt");
+  const int result = fnJEDFileCompare(read.c_str(), ref.c_str(), report.c_str());
+  return {result, WithoutDates(ReadFile(report)), Header(read, ref, report)};
+}
+
+std::string With(std::string text, const std::string& from, const std::string& to) {
+  return text.replace(text.find(from), from.size(), to);
+}
+
+TEST(JedecCompare, IdenticalFilesGiveZero) {
+  const Compared c = Compare(kReference, kReference);
+  EXPECT_EQ(c.result, 0);
+  EXPECT_EQ(c.report, c.expected_header +
+                          "QP24*\nQF16*\nG0*\nF0*\n"
+                          "\nL00000000 \n01010101*\nL00000008 00001111*\n"
+                          "N Checksum*\nC0123*\n"
+                          "\x02"
+                          "0000\n*<date>\n*\n% Error count:  0*\n");
+}
+
+TEST(JedecCompare, DifferingFusesAreMarked) {
+  // Read 1 where the reference has 0 is "+", read 0 where it has 1 is "-".
+  const Compared c = Compare(With(kReference, "L00008 00001111", "L00008 10001110"), kReference);
+  EXPECT_EQ(c.result, 2);
+  EXPECT_NE(c.report.find("L00000008 +000111-*\n"), std::string::npos) << c.report;
+  EXPECT_NE(c.report.find("% Error count:  2*\n"), std::string::npos) << c.report;
+}
+
+TEST(JedecCompare, ListsSplitDifferentlyAndLineBreaksOfTheReadFile) {
+  // The file under test has one L field over two lines, the reference two L fields.
+  const std::string read =
+      With(kReference, "L00000 01010101*\nL00008 00001111*", "L00000 0101\r\n0101\r\n00001111*");
+  const Compared c = Compare(read, kReference);
+  EXPECT_EQ(c.result, 0);
+  EXPECT_NE(c.report.find("\nL00000000 \n0101\n0101\n*\nL00000008 00001111*\n"), std::string::npos)
+      << c.report;
+}
+
+TEST(JedecCompare, HeaderFieldMismatches) {
+  const Compared checksum = Compare(With(kReference, "C0123", "C0124"), kReference);
+  EXPECT_EQ(checksum.result, 0);  // reported, not counted
+  EXPECT_NE(checksum.report.find("read C0124 from ["), std::string::npos) << checksum.report;
+  EXPECT_NE(checksum.report.find("specified C0123*\nN Checksum*\nC0124*\n"), std::string::npos);
+
+  const Compared pins = Compare(With(kReference, "QP24", "QP28"), kReference);
+  EXPECT_EQ(pins.result, 0);
+  EXPECT_NE(pins.report.find("specified QP24*\n"), std::string::npos) << pins.report;
+
+  const Compared count = Compare(With(kReference, "QF16", "QF17"), kReference);
+  EXPECT_EQ(count.result, -2);
+  EXPECT_EQ(count.report,
+            count.expected_header + "QP24*\nread QF17 from [" +
+                count.expected_header.substr(count.expected_header.find("in ") + 3,
+                                             count.expected_header.find(" against") -
+                                                 count.expected_header.find("in ") - 3) +
+                "], but [" +
+                count.expected_header.substr(
+                    count.expected_header.find("[") + 1,
+                    count.expected_header.find("]") - count.expected_header.find("[") - 1) +
+                "] specified QF16*\n\x02"
+                "0000\n");
+
+  const Compared address = Compare(With(kReference, "L00000 0101", "L00001 0101"), kReference);
+  EXPECT_EQ(address.result, -2);
+  EXPECT_NE(address.report.find("read L00000001 from ["), std::string::npos) << address.report;
+}
+
+TEST(JedecCompare, AbandonedComparisons) {
+  const struct {
+    const char* what;
+    std::string read;
+    std::string ref;
+    const char* line;
+  } cases[] = {
+      {"syntax error in the list", With(kReference, "01010101*", "0101x101*"), kReference,
+       "\nread [X] value from file1, but file2 specified a [0]* \n"},
+      {"no ETX", kReference.substr(0, kReference.find('\x03')), kReference,
+       "Cannot read end jedec character. Invalid Jedec file.\n"},
+      {"no fuse list in the reference", kReference, "\x02x*QP24*QF16*G0*F0*C0123*\x03",
+       "cannot find L field. Invalid Jedec*\n"},
+      {"E field in one file only", With(kReference, "C0123*", "C0123*\nE0101*"), kReference,
+       "Cannot read E field from ["},
+      {"a G field after the list", With(kReference, "C0123*", "G1*"), kReference, nullptr},
+  };
+  for (const auto& c : cases) {
+    const Compared compared = Compare(c.read, c.ref);
+    EXPECT_EQ(compared.result, -2) << c.what;
+    if (c.line != nullptr) {
+      EXPECT_NE(compared.report.find(c.line), std::string::npos) << c.what << "\n"
+                                                                 << compared.report;
+    }
+    // No fuse differed: the closing lines are the STX line alone.
+    EXPECT_EQ(compared.report.substr(compared.report.size() - 6),
+              "\x02"
+              "0000\n")
+        << c.what;
+  }
+}
+
+TEST(JedecCompare, AbandonedAfterDifferencesKeepsTheBitsCount) {
+  const std::string read =
+      With(kReference, "01010101*\nL00008 00001111*", "11010101*\nL00008 0000x111*");
+  const Compared c = Compare(read, kReference);
+  EXPECT_EQ(c.result, -2);
+  EXPECT_NE(c.report.find("*<date>\n*\n% Bits Error count:  1*\n"), std::string::npos) << c.report;
+}
+
+TEST(JedecCompare, UsercodeAndArchitectureFields) {
+  const std::string with_u = With(kReference, "C0123*", "C0123*\nUH12AB*\nE0110*");
+  const Compared same = Compare(with_u, with_u);
+  EXPECT_EQ(same.result, 0);
+  EXPECT_NE(same.report.find("\nUH12AB*\n\nE0110*\n"), std::string::npos) << same.report;
+
+  const Compared bits = Compare(With(with_u, "E0110", "E1111"), with_u);
+  EXPECT_EQ(bits.result, 2);
+  EXPECT_NE(bits.report.find("\nE+11+*\n"), std::string::npos) << bits.report;
+
+  const Compared text = Compare(With(with_u, "UH12AB", "UH12AC"), with_u);
+  EXPECT_EQ(text.result, -2);
+  EXPECT_NE(text.report.find("read [C] value from file1, but file2 specified a [B]* "),
+            std::string::npos);
+
+  const Compared missing_u = Compare(kReference, With(kReference, "C0123*", "C0123*\nU0101*"));
+  EXPECT_EQ(missing_u.result, 0);  // only a warning
+  EXPECT_NE(missing_u.report.find("Warning: Cannot read U field from ["), std::string::npos);
+}
+
+TEST(JedecCompare, FilesThatCannotBeRead) {
+  TempDir dir;
+  const std::string ref = dir.Write("ref.jed", kReference);
+  const std::string report = dir.Path("report.txt");
+  const std::string missing = dir.Path("missing.jed");
+  EXPECT_EQ(fnJEDFileCompare(missing.c_str(), ref.c_str(), report.c_str()), -1);
+  const std::string text = WithoutDates(ReadFile(report));
+  EXPECT_EQ(text, Header(missing, ref, report) + "Cannot open file " + missing + " to read*\n");
+
+  const std::string no_stx = dir.Write("nostx.jed", "QF16*\n");
+  EXPECT_EQ(fnJEDFileCompare(ref.c_str(), no_stx.c_str(), report.c_str()), -4);
+  EXPECT_EQ(WithoutDates(ReadFile(report)),
+            Header(ref, no_stx, report) + "File " + no_stx + " Invalid Jedec file*\n");
+  EXPECT_EQ(fnJEDFileCompare(ref.c_str(), ref.c_str(), dir.Path("no/such/dir/r.txt").c_str()), -1);
+}
+
+}  // namespace
