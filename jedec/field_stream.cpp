@@ -80,6 +80,7 @@ std::uint64_t ReadNumericField(core::TextReader& in, int base) {
 }
 
 void WriteFuse(std::uint8_t* linear, std::uint64_t n, bool set) {
+  if (linear == nullptr) return;  // checking the list only
   const std::uint8_t mask = static_cast<std::uint8_t>(0x80u >> (n % 8));
   if (set) {
     linear[n / 8] |= mask;
@@ -112,7 +113,7 @@ int ReadFuseDigits(core::TextReader& in, std::uint64_t address, std::uint64_t fu
       if (n % 8 == 0 && end - p >= 8 && n + 8 <= fuse_count) {
         const int byte = PackEightDigits(p);
         if (byte >= 0) {
-          linear[n / 8] = static_cast<std::uint8_t>(byte);
+          if (linear != nullptr) linear[n / 8] = static_cast<std::uint8_t>(byte);
           n += 8;
           p += 8;
           continue;
@@ -224,7 +225,7 @@ int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, st
       if (value == kNoNumber) return kSyntaxError;
       out.default_fuse = value == 0 ? 0 : 1;
       out.has_default_fuse = true;
-      if (!out.has_fuse_list) {
+      if (!out.has_fuse_list && linear != nullptr) {
         std::memset(linear, value == 0 ? 0x00 : 0xFF,
                     static_cast<std::size_t>((out.fuse_count + 7) / 8));
       }

@@ -88,6 +88,29 @@ FUSEKIT_API int JEDEC2SVFPlus(char* fileName, DeviceInfo* device, int jtag, SVFP
 FUSEKIT_API int fnJEDFileCompare(const char* readFile, const char* referenceFile,
                                  const char* reportFile);
 
+// What a JEDEC file declares, read without a device record (so that any file can be looked at
+// and checked against a record made from it).
+struct JEDECSummary {
+  int hasFuseCount;  // QF given
+  unsigned long fuseCount;
+  int hasPinCount;  // QP given
+  long pinCount;
+  int hasDefaultFuse;  // F given
+  int defaultFuse;     // 0 or 1
+  int hasSecurity;     // G given
+  int security;
+  int hasChecksum;  // C given
+  unsigned long checksum;
+  unsigned long eLength;       // bits of the E field
+  unsigned long usercodeBits;  // bits of the U field
+  char usercode[1025];         // the U field's bits as hex digits, a partial last digit padded
+};
+
+// Fills summary from the file's field stream; the fuse list is checked but not kept. Result 0,
+// -1 the file cannot be opened, -4 no STX or ETX or no fuse data, 8195 syntax error, -6 null
+// summary.
+FUSEKIT_API int GetJEDECSummary(const char* path, JEDECSummary* summary);
+
 // Checks a JEDEC file against a device by reading it with buffers sized from the record.
 // Returns the reader's status: 0 the file fits the device, -1 empty path or unreadable file,
 // -2 fuse count mismatch, -3 out of memory, -14 checksum mismatch, 8195 syntax error, ...

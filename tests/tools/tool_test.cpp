@@ -99,4 +99,60 @@ TEST(Tool, CrcVerdicts) {
   EXPECT_TRUE(Contains(run.out, "missing.jed")) << run.out;
 }
 
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  const std::size_t at = text.find(from);
+  return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+TEST(Tool, CheckJedecFiles) {
+  fusekit::testing::TempDir dir;
+  const std::string sample = fusekit::testing::ReadFile(kSample);
+  ToolRun run = RunTool("check " + kSample);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "fuses 2304, pins 44, security 0, usercode 1A2B3C4D")) << run.out;
+  EXPECT_EQ(RunTool("check --device TV64 " + kSample).status, 0);
+  EXPECT_EQ(RunTool("check --device NOPE " + kSample).status, 2);
+  EXPECT_EQ(RunTool("check --device QL256 " + kSample).status, 3);  // another fuse count
+
+  std::string lf;
+  for (char c : sample)
+    if (c != '\r') lf += c;
+  run = RunTool("check " + dir.Write("lf.jed", lf));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(Contains(run.out, "line ends converted LF to CR LF")) << run.out;
+
+  run = RunTool("check " + dir.Write("c.jed", Replaced(sample, "L00096 0", "L00096 1")));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(Contains(run.out, "fuse checksum (C field) does not match")) << run.out;
+  EXPECT_EQ(RunTool("check " + dir.Write("junk.jed", "\x02\x01junk")).status, 3);
+  EXPECT_EQ(RunTool("check " + dir.Path("missing.jed")).status, 3);
+}
+
+TEST(Tool, CompareJedecFiles) {
+  fusekit::testing::TempDir dir;
+  const std::string sample = fusekit::testing::ReadFile(kSample);
+  ToolRun run = RunTool("compare " + kSample + " " + kSample);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(Contains(run.out, "% Error count:  0*")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "0 fuses differ")) << run.out;
+
+  const std::string changed = dir.Write("changed.jed", Replaced(sample, "L00096 0", "L00096 1"));
+  const std::string report = dir.Path("report.txt");
+  run = RunTool("compare " + changed + " " + kSample + " -o " + report);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(Contains(run.out, "1 fuse differs")) << run.out;
+  EXPECT_TRUE(Contains(fusekit::testing::ReadFile(report), "L00000096 +")) << run.out;
+  EXPECT_EQ(RunTool("compare " + dir.Path("missing.jed") + " " + kSample).status, 3);
+}
+
+TEST(Tool, InfoOfAJedecFile) {
+  ToolRun run = RunTool("info " + kSample);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(Contains(run.out, "QF (fuses)              2304")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "C (fuse checksum)       59ED")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "-- Sample fuse map for the TV64 device")) << run.out;
+  fusekit::testing::TempDir dir;
+  EXPECT_EQ(RunTool("info " + dir.Write("x.bin", "no frame here")).status, 3);
+}
+
 }  // namespace

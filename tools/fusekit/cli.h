@@ -56,6 +56,9 @@ class InputFile {
 // Each command adds its subcommand; the callback stores the command's exit status.
 void AddDevicesCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddCrcCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+void AddCheckCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+void AddCompareCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 
 }  // namespace fusekit::cli
 

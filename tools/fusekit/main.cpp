@@ -17,6 +17,9 @@ int main(int argc, char** argv) {
   int exit_status = kExitOk;
   AddDevicesCommand(app, options, exit_status);
   AddCrcCommand(app, options, exit_status);
+  AddCheckCommand(app, options, exit_status);
+  AddCompareCommand(app, options, exit_status);
+  AddInfoCommand(app, options, exit_status);
 
   try {
     app.parse(argc, argv);

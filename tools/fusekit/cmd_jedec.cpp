@@ -1,0 +1,144 @@
+// fusekit check and fusekit compare: a JEDEC file checked against a device or a reference.
+#include <unistd.h>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <vector>
+
+#include "tools/fusekit/jedec_support.h"
+
+namespace fusekit::cli {
+namespace {
+
+struct CheckOptions {
+  std::string file;
+  std::string device;
+};
+
+void PrintNotes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  const auto size = static_cast<std::size_t>(in.tellg() > 0 ? static_cast<long>(in.tellg()) : 0);
+  std::vector<char> header(2 * size + 1, '\0');  // the header text never exceeds twice the file
+  ParseJEDECHeader(header.data(), path.c_str(), false);
+  std::printf("  header:\n");
+  const std::string text(header.data());
+  std::size_t start = 0;
+  while (start < text.size()) {
+    const std::size_t end = text.find('\n', start);
+    std::printf("    %s\n", text.substr(start, end - start).c_str());
+    start = end == std::string::npos ? text.size() : end + 1;
+  }
+}
+
+int Check(const GlobalOptions& options, const CheckOptions& check) {
+  InputFile input(check.file);
+  if (!input.Ready() || !IsFileReadable(input.Path().c_str())) {
+    Complain(input.Label(), "cannot be opened for reading");
+    return kExitInvalidInput;
+  }
+  std::string path = input.Path();
+  DeviceInfo device;
+  const int device_status = DeviceForJedec(options, check.device, path, input.Label(), device);
+  if (device_status != kExitOk) return device_status;
+
+  const int status = VerifyJEDECfile(path.data(), &device, 1);
+  std::printf("%s: %s\n", input.Label().c_str(),
+              check.device.empty() ? "checked as a generic device"
+                                   : ("checked as " + check.device).c_str());
+  JEDECSummary summary;
+  if (GetJEDECSummary(path.c_str(), &summary) == kStatusOk) {
+    std::printf("  fuses %lu, pins %ld, security %d, usercode %s\n", summary.fuseCount,
+                summary.pinCount, summary.security,
+                summary.usercodeBits != 0 ? summary.usercode : "(none)");
+  }
+  int exit_status = kExitOk;
+  if (status == kStatusChecksumMismatch) {
+    Complain(input.Label(), "the fuse checksum (C field) does not match the fuses");
+    exit_status = kExitDifferent;
+  } else if (status != kStatusOk) {
+    ComplainStatus(input.Label(), "does not fit the device", status);
+    return kExitInvalidInput;
+  } else {
+    std::printf("  fuse checksum: %s\n",
+                summary.hasChecksum && summary.checksum != 0 ? "valid" : "none given");
+  }
+  unsigned short computed = 0;
+  unsigned short stored = 0;
+  if (ValidTransmissionChecksum(path.data(), &computed, &stored) == 1) {
+    std::printf("  transmission checksum: %s\n", stored == 0 ? "none given" : "valid");
+  } else {
+    std::printf("  transmission checksum: computed %.4X, stored %.4X: invalid\n", computed, stored);
+    const std::string fits = LineEndConversionThatFits(path);
+    Complain(input.Label(),
+             fits.empty()
+                 ? "the transmission checksum does not match"
+                 : "the transmission checksum does not match, but it would with the line ends "
+                   "converted " +
+                       fits +
+                       ": the file's line ends were probably converted after it was written");
+    exit_status = kExitDifferent;
+  }
+  PrintNotes(path);
+  return exit_status;
+}
+
+struct CompareOptions {
+  std::string read;
+  std::string reference;
+  std::string report;
+};
+
+int Compare(const CompareOptions& compare) {
+  const bool to_stdout = compare.report.empty() || compare.report == "-";
+  std::string report = compare.report;
+  if (to_stdout) {
+    char name[] = "/tmp/fusekit-report-XXXXXX";
+    const int fd = mkstemp(name);
+    if (fd < 0) {
+      Complain("", "cannot make a temporary report file");
+      return kExitInvalidInput;
+    }
+    close(fd);
+    report = name;
+  }
+  const int result =
+      fnJEDFileCompare(compare.read.c_str(), compare.reference.c_str(), report.c_str());
+  if (to_stdout) {
+    std::ifstream in(report, std::ios::binary);
+    std::cout << in.rdbuf();
+    std::remove(report.c_str());
+  }
+  if (result < 0) {
+    ComplainStatus(compare.read, "cannot be compared with " + compare.reference, result);
+    return kExitInvalidInput;
+  }
+  std::fprintf(stderr, "fusekit: %s: %d fuse%s differ%s from %s\n", compare.read.c_str(), result,
+               result == 1 ? "" : "s", result == 1 ? "s" : "", compare.reference.c_str());
+  return result == 0 ? kExitOk : kExitDifferent;
+}
+
+}  // namespace
+
+void AddCheckCommand(CLI::App& app, const GlobalOptions& options, int& exit_status) {
+  CLI::App* command = app.add_subcommand(
+      "check", "Check a JEDEC file: fuse count, C checksum and transmission checksum");
+  auto check = std::make_shared<CheckOptions>();
+  command->add_option("FILE", check->file, "the JEDEC file ('-' for standard input)")->required();
+  command->add_option("--device", check->device, "check against this device of the database");
+  command->callback([&options, check, &exit_status] { exit_status = Check(options, *check); });
+}
+
+void AddCompareCommand(CLI::App& app, const GlobalOptions& /*options*/, int& exit_status) {
+  CLI::App* command = app.add_subcommand(
+      "compare", "Compare a JEDEC file read back from a device with the reference, fuse by fuse");
+  auto compare = std::make_shared<CompareOptions>();
+  command->add_option("READ", compare->read, "the JEDEC file under test")->required();
+  command->add_option("REFERENCE", compare->reference, "the JEDEC file it must match")->required();
+  command
+      ->add_option("-o,--output", compare->report,
+                   "write the report to REPORT (default: standard output)")
+      ->option_text("REPORT");
+  command->callback([compare, &exit_status] { exit_status = Compare(*compare); });
+}
+
+}  // namespace fusekit::cli

@@ -1,0 +1,89 @@
+// The device record for the JEDEC commands, and the line-end diagnosis of transmission checksums.
+#include "tools/fusekit/jedec_support.h"
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+#include <unistd.h>
+
+namespace fusekit::cli {
+
+int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
+                   const std::string& path, const std::string& label, DeviceInfo& device) {
+  if (!device_name.empty()) {
+    DeviceDatabase database;
+    if (!LoadDatabase(options, database)) return kExitInvalidInput;
+    const DeviceInfo* found = database.FindDevice(device_name.c_str());
+    if (found == nullptr) {
+      Complain("", "no device named " + device_name + " in the device database");
+      return kExitUsage;
+    }
+    device = *found;
+    return kExitOk;
+  }
+  JEDECSummary summary;
+  const int status = GetJEDECSummary(path.c_str(), &summary);
+  if (status != kStatusOk) {
+    ComplainStatus(label, "cannot be read as a JEDEC file", status);
+    return kExitInvalidInput;
+  }
+  const unsigned long fuses = summary.hasFuseCount ? summary.fuseCount : 0;
+  const unsigned int usercode =
+      summary.usercodeBits != 0 ? static_cast<unsigned int>(summary.usercodeBits) : 32;
+  device.SetName("generic");
+  device.SetFamily("generic");
+  device.SetAddressLength(1);
+  device.SetDataLength(static_cast<unsigned int>(fuses));
+  device.SetFuseNumber(static_cast<unsigned int>(fuses));
+  device.SetARCHLength(static_cast<unsigned int>(summary.eLength));
+  device.SetPhysicalUESLength(usercode);
+  device.SetjtagLogicalUESLength(usercode);
+  device.SetispLogicalUESLength(usercode);
+  device.SetIDLength(32);
+  device.SaveDeviceBackupValue();
+  return kExitOk;
+}
+
+namespace {
+
+// A copy of the file with its line ends converted, checked for a transmission checksum.
+bool HoldsWhenConverted(const std::string& text, bool to_crlf) {
+  std::string converted;
+  converted.reserve(text.size() + text.size() / 16);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (to_crlf && c == '\n' && (i == 0 || text[i - 1] != '\r')) {
+      converted += "\r\n";
+    } else if (!to_crlf && c == '\r' && i + 1 < text.size() && text[i + 1] == '\n') {
+      continue;
+    } else {
+      converted += c;
+    }
+  }
+  if (converted == text) return false;
+  char name[] = "/tmp/fusekit-lineends-XXXXXX";
+  const int fd = mkstemp(name);
+  if (fd < 0) return false;
+  const bool written =
+      write(fd, converted.data(), converted.size()) == static_cast<ssize_t>(converted.size());
+  close(fd);
+  unsigned short computed = 0;
+  unsigned short stored = 0;
+  const bool holds =
+      written && ValidTransmissionChecksum(name, &computed, &stored) == 1 && stored != 0;
+  std::remove(name);
+  return holds;
+}
+
+}  // namespace
+
+std::string LineEndConversionThatFits(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  if (HoldsWhenConverted(text, true)) return "LF to CR LF";
+  if (HoldsWhenConverted(text, false)) return "CR LF to LF";
+  return "";
+}
+
+}  // namespace fusekit::cli

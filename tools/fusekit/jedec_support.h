@@ -1,0 +1,23 @@
+// What the JEDEC commands share: the device record to check a file against.
+#ifndef FUSEKIT_TOOLS_JEDEC_SUPPORT_H
+#define FUSEKIT_TOOLS_JEDEC_SUPPORT_H
+
+#include <string>
+
+#include "tools/fusekit/cli.h"
+
+namespace fusekit::cli {
+
+// The record named by --device, or, without one, a generic record made from the file itself: its
+// QF as the fuse count in one row, its E field as the architecture length and its U field as the
+// usercode. Complains and returns an exit status other than kExitOk on failure.
+int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
+                   const std::string& path, const std::string& label, DeviceInfo& device);
+
+// Whether the JEDEC transmission checksum of path would hold with its line ends converted:
+// "LF to CR LF", "CR LF to LF", or "" when neither helps.
+std::string LineEndConversionThatFits(const std::string& path);
+
+}  // namespace fusekit::cli
+
+#endif  // FUSEKIT_TOOLS_JEDEC_SUPPORT_H
