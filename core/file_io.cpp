@@ -1,6 +1,8 @@
 // File access for the readers.
 #include "core/file_io.h"
 
+#include <cstring>
+
 namespace fusekit::core {
 
 UniqueFile OpenFile(const char* fileName, const char* mode) {
@@ -58,10 +60,23 @@ std::size_t TextReader::ReadLine(char* out, std::size_t size) {
   if (out == nullptr || size < 2) return 0;
   std::size_t n = 0;
   while (n + 1 < size) {
-    const int c = Get();
-    if (c == EOF) break;
-    out[n++] = static_cast<char>(c);
-    if (c == '\n') break;
+    if (pos_ == end_ && !Refill()) break;
+    // Copy up to the first line end within what the buffer and the line may still take.
+    const std::size_t room = size - 1 - n;
+    const std::size_t avail = static_cast<std::size_t>(end_ - pos_);
+    const std::size_t span = avail < room ? avail : room;
+    const auto* lf = static_cast<const std::uint8_t*>(std::memchr(pos_, '\n', span));
+    const std::uint8_t* stop = lf != nullptr ? lf : pos_ + span;
+    const auto* cr = static_cast<const std::uint8_t*>(
+        std::memchr(pos_, '\r', static_cast<std::size_t>(stop - pos_)));
+    if (cr != nullptr) stop = cr;
+    std::memcpy(out + n, pos_, static_cast<std::size_t>(stop - pos_));
+    n += static_cast<std::size_t>(stop - pos_);
+    pos_ = stop;
+    if (cr != nullptr || lf != nullptr) {
+      out[n++] = static_cast<char>(Get());  // the line end, CR LF and CR read as LF
+      break;
+    }
   }
   out[n] = '\0';
   return n;

@@ -33,8 +33,21 @@ class NoteScanner {
   }
 
   // The first line holding marker (and not avoid, when given); false at the end of the file.
+  // Lines without the marker's first letter in either case (the fuse lists) are passed over
+  // before any upper-casing.
   bool Find(const char* marker, std::string& line, const char* avoid = nullptr) {
-    while (Next(line)) {
+    const int first = static_cast<unsigned char>(marker[0]);
+    const int upper = std::toupper(first);
+    const int lower = std::tolower(first);
+    char buffer[kLineScanBytes];
+    for (std::size_t length; (length = reader_.ReadLine(buffer, sizeof buffer)) > 0;) {
+      if (std::memchr(buffer, upper, length) == nullptr &&
+          std::memchr(buffer, lower, length) == nullptr)
+        continue;
+      KvCString text(buffer);
+      text.MakeUpper();
+      text.Trim();
+      line.assign(text.GetString());
       if (line.find(marker) != std::string::npos &&
           (avoid == nullptr || line.find(avoid) == std::string::npos))
         return true;

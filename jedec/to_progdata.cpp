@@ -242,6 +242,7 @@ int ConvertWithReader(const char* path, DeviceInfo& device, int jtag, SVFPlusDat
   ReaderBuffers buffers = ReaderBuffers::Tight(device);
   const std::uint64_t logical = LogicalUsercodeBits(device, jtag);
   if (buffers.Read(path, device, static_cast<int>(logical)) != kStatusOk) return kStatusOpenFailed;
+  std::vector<std::uint8_t>().swap(buffers.linear);  // the maps hold all that is needed now
   SetHeaderAndFlags(data, path);
   data.SetSecurity(Security(device, buffers.security));
 

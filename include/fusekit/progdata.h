@@ -2,6 +2,7 @@
 #ifndef FUSEKIT_PROGDATA_H
 #define FUSEKIT_PROGDATA_H
 
+#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,10 +40,11 @@ class FUSEKIT_API SVFDataField {
   unsigned int CalculateDataCRC() const;
 
  private:
-  // Kept as two parallel vectors of library types only, so that no standard-library template
-  // is instantiated over a type of this class (such instantiations would be exported with it).
+  // Rows live in a deque, which keeps them in place as more are added, without an allocation
+  // per row; their widths beside them. No standard-library template is instantiated over a
+  // type nested in this class (such instantiations would be exported with it).
   std::string name_;
-  std::vector<std::unique_ptr<KvByteBuffer>> rows_;
+  std::deque<KvByteBuffer> rows_;
   std::vector<unsigned int> widths_;  // declared width in bits of each row
   std::size_t cursor_;                // index of the next row GetCurrentRow hands out
 };

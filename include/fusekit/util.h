@@ -92,9 +92,13 @@ class FUSEKIT_API KvObjList {
 };
 
 // One row of a data field: bytes appended one at a time and read or overwritten by index.
+// Rows of up to 16 bytes (the common 128-bit rows) are held inside the object itself, so a field
+// of a million short rows costs no allocation per row.
 class FUSEKIT_API KvByteBuffer {
  public:
   KvByteBuffer();
+  KvByteBuffer(const KvByteBuffer& other);
+  KvByteBuffer& operator=(const KvByteBuffer& other);
   virtual ~KvByteBuffer();
 
   // Appends one byte; nonzero on success, zero when memory runs out.
@@ -116,7 +120,13 @@ class FUSEKIT_API KvByteBuffer {
   bool Reserve(unsigned int count);
 
  private:
-  std::vector<unsigned char> bytes_;
+  static constexpr unsigned int kInlineBytes = 16;
+  bool Grow(unsigned int needed);
+
+  unsigned char* data_;                 // inline_ or a heap block of capacity_ bytes
+  unsigned int size_;                   // bytes held
+  unsigned int capacity_;               // bytes data_ can hold
+  unsigned char inline_[kInlineBytes];  // storage of short rows
 };
 
 // A log file opened by name and mode. An empty name, or a file that cannot be opened, logs

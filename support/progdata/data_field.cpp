@@ -16,18 +16,18 @@ const char* SVFDataField::GetFieldName() const {
 
 KvByteBuffer* SVFDataField::AddRow(unsigned int widthBits) {
   try {
-    widths_.reserve(widths_.size() + 1);
-    rows_.push_back(std::make_unique<KvByteBuffer>());
+    if (widths_.size() == widths_.capacity()) widths_.reserve(widths_.size() * 2 + 16);
+    rows_.emplace_back();
     widths_.push_back(widthBits);  // cannot throw after the reserve
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
-  return rows_.back().get();
+  return &rows_.back();
 }
 
 KvByteBuffer* SVFDataField::GetRow(int index) const {
   if (index < 1 || static_cast<std::size_t>(index) > rows_.size()) return nullptr;
-  return rows_[static_cast<std::size_t>(index) - 1].get();
+  return const_cast<KvByteBuffer*>(&rows_[static_cast<std::size_t>(index) - 1]);
 }
 
 unsigned int SVFDataField::GetRowWidth(int index) const {
@@ -45,7 +45,7 @@ void SVFDataField::ResetRowPointer() {
 
 KvByteBuffer* SVFDataField::GetCurrentRow() {
   if (cursor_ >= rows_.size()) return nullptr;
-  return rows_[cursor_++].get();
+  return &rows_[cursor_++];
 }
 
 unsigned int SVFDataField::GetCurrentRowWidth() const {
@@ -55,7 +55,7 @@ unsigned int SVFDataField::GetCurrentRowWidth() const {
 unsigned int SVFDataField::CalculateDataCRC() const {
   fusekit::crc_engine::DataCrc32 crc;
   for (std::size_t i = 0; i < rows_.size(); ++i) {
-    crc.AddRow(rows_[i]->GetBuffer(), rows_[i]->GetTotalSize(), widths_[i]);
+    crc.AddRow(rows_[i].GetBuffer(), rows_[i].GetTotalSize(), widths_[i]);
   }
   return crc.Value();
 }

@@ -1,4 +1,6 @@
 // KvObjList and KvByteBuffer: the owning list and the byte row.
+#include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <stdexcept>
@@ -35,63 +37,79 @@ void KvObjList::RemoveAll() {
   objects_.clear();
 }
 
-KvByteBuffer::KvByteBuffer() = default;
-KvByteBuffer::~KvByteBuffer() = default;
+KvByteBuffer::KvByteBuffer() : data_(inline_), size_(0), capacity_(kInlineBytes) {}
+
+KvByteBuffer::KvByteBuffer(const KvByteBuffer& other) : KvByteBuffer() {
+  if (Grow(other.size_)) {
+    if (other.size_ != 0) std::memcpy(data_, other.data_, other.size_);
+    size_ = other.size_;
+  }
+}
+
+KvByteBuffer& KvByteBuffer::operator=(const KvByteBuffer& other) {
+  if (this != &other && Grow(other.size_)) {
+    if (other.size_ != 0) std::memcpy(data_, other.data_, other.size_);
+    size_ = other.size_;
+  }
+  return *this;
+}
+
+KvByteBuffer::~KvByteBuffer() {
+  if (data_ != inline_) std::free(data_);
+}
+
+// Makes room for needed bytes in all; false when memory runs out (the row is unchanged).
+bool KvByteBuffer::Grow(unsigned int needed) {
+  if (needed <= capacity_) return true;
+  if (needed > static_cast<unsigned int>(std::numeric_limits<int>::max())) return false;
+  std::size_t capacity = std::size_t{capacity_} * 2;
+  if (capacity < needed) capacity = needed;
+  if (capacity > static_cast<std::size_t>(std::numeric_limits<int>::max())) capacity = needed;
+  auto* bytes = static_cast<unsigned char*>(std::malloc(capacity));
+  if (bytes == nullptr) return false;
+  if (size_ != 0) std::memcpy(bytes, data_, size_);
+  if (data_ != inline_) std::free(data_);
+  data_ = bytes;
+  capacity_ = static_cast<unsigned int>(capacity);
+  return true;
+}
 
 int KvByteBuffer::WriteData(unsigned char byte) {
-  // Sizes are reported as int; a row never grows past what that can count.
-  if (bytes_.size() >= static_cast<std::size_t>(std::numeric_limits<int>::max())) return 0;
-  try {
-    bytes_.push_back(byte);
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
+  if (size_ == capacity_ && !Grow(size_ + 1)) return 0;
+  data_[size_++] = byte;
   return 1;
 }
 
 int KvByteBuffer::AppendData(const unsigned char* bytes, unsigned int count) {
   if (count == 0) return 1;
   if (bytes == nullptr ||
-      bytes_.size() + count > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+      count > static_cast<unsigned int>(std::numeric_limits<int>::max()) - size_ ||
+      !Grow(size_ + count))
     return 0;
-  try {
-    bytes_.insert(bytes_.end(), bytes, bytes + count);
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
+  std::memcpy(data_ + size_, bytes, count);
+  size_ += count;
   return 1;
 }
 
 int KvByteBuffer::WriteData(int index, unsigned char byte) {
-  if (index >= 0 && static_cast<std::size_t>(index) < bytes_.size()) {
-    bytes_[static_cast<std::size_t>(index)] = byte;
-  }
+  if (index >= 0 && static_cast<unsigned int>(index) < size_) data_[index] = byte;
   return 1;
 }
 
 unsigned char KvByteBuffer::ReadData(int index) const {
-  if (index < 0 || static_cast<std::size_t>(index) >= bytes_.size()) return 0;
-  return bytes_[static_cast<std::size_t>(index)];
+  if (index < 0 || static_cast<unsigned int>(index) >= size_) return 0;
+  return data_[index];
 }
 
 int KvByteBuffer::GetDataSize() const {
-  return static_cast<int>(bytes_.size());
+  return static_cast<int>(size_);
 }
 unsigned int KvByteBuffer::GetTotalSize() const {
-  return static_cast<unsigned int>(bytes_.size());
+  return size_;
 }
 const unsigned char* KvByteBuffer::GetBuffer() const {
-  return bytes_.empty() ? nullptr : bytes_.data();
+  return size_ == 0 ? nullptr : data_;
 }
-
 bool KvByteBuffer::Reserve(unsigned int count) {
-  if (count > static_cast<unsigned int>(std::numeric_limits<int>::max())) return false;
-  try {
-    bytes_.reserve(count);
-  } catch (const std::bad_alloc&) {
-    return false;
-  } catch (const std::length_error&) {
-    return false;
-  }
-  return true;
+  return Grow(count);
 }
