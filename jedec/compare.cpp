@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <new>
 #include <string>
@@ -37,6 +38,28 @@ class Report {
     text_ += text;
     if (text_.size() >= kFlushBytes) Flush();
   }
+  void Put(const std::uint8_t* bytes, std::size_t count) {
+    text_.append(reinterpret_cast<const char*>(bytes), count);
+    if (text_.size() >= kFlushBytes) Flush();
+  }
+  // "*", a line feed and "L" with the address in eight digits and a blank: the line of a further
+  // fuse-list field, written for every line of a long list, so without printf.
+  void PutFuseListStart(unsigned long address) {
+    char line[32] = "*\nL";
+    char digits[24];
+    int n = 0;
+    do {
+      digits[n++] = static_cast<char>('0' + address % 10);
+      address /= 10;
+    } while (address != 0);
+    int at = 3;
+    for (int pad = n; pad < 8; ++pad) line[at++] = '0';
+    while (n > 0) line[at++] = digits[--n];
+    line[at++] = ' ';
+    line[at] = '\0';
+    Put(line);
+  }
+
   void Printf(const char* format, ...)
 #if defined(__GNUC__)
       __attribute__((format(printf, 2, 3)))
@@ -71,10 +94,9 @@ unsigned long ReadNumber(core::TextReader& in, int base) {
   unsigned long value = 0;
   for (;;) {
     const int c = in.Peek();
-    if (c == EOF || !(base == 16 ? std::isxdigit(c) : std::isdigit(c))) return value;
+    if (c == EOF || !(base == 16 ? IsHexDigit(c) : IsDecimalDigit(c))) return value;
     in.Get();
-    value = value * static_cast<unsigned long>(base) +
-            static_cast<unsigned long>(std::isdigit(c) ? c - '0' : std::toupper(c) - 'A' + 10);
+    value = value * static_cast<unsigned long>(base) + static_cast<unsigned long>(HexValue(c));
   }
 }
 
@@ -84,7 +106,7 @@ bool FindField(core::TextReader& ref, int letter, int second = 0) {
   for (;;) {
     const int c = ReadLetter(ref);
     if (c == EOF || c == kEtx || !IsValidChar(c)) return false;
-    if (c == letter && (second == 0 || std::toupper(ref.Peek()) == second)) {
+    if (c == letter && (second == 0 || AsciiUpper(ref.Peek()) == second)) {
       if (second != 0) ref.Get();
       return true;
     }
@@ -163,7 +185,7 @@ class Comparison {
   }
 
   int CompareQuantity() {
-    const int which = std::toupper(read_.Peek());
+    const int which = AsciiUpper(read_.Peek());
     if (which == 'F') {
       read_.Get();
       const unsigned long mine = ReadNumber(read_, 10);
@@ -202,7 +224,7 @@ class Comparison {
       const int c = ReadLetter(ref_);
       if (c == EOF || c == kEtx || !IsValidChar(c)) return false;
       if (c == kQuantity) {
-        const int second = std::toupper(ref_.Peek());
+        const int second = AsciiUpper(ref_.Peek());
         if (second == 'P') {
           ref_.Get();
           return true;
@@ -243,7 +265,7 @@ class Comparison {
       if (c == '\n') {
         out_.Put('\n');
       } else if (c == EOF || !IsBlank(c)) {
-        return c == EOF ? EOF : std::toupper(c);
+        return c == EOF ? EOF : AsciiUpper(c);
       }
     }
   }
@@ -260,14 +282,14 @@ class Comparison {
       do {
         c = ref_.Get();
       } while (c != EOF && IsBlank(c));
-      if (c != kFieldEnd) return c == EOF ? EOF : std::toupper(c);
+      if (c != kFieldEnd) return c == EOF ? EOF : AsciiUpper(c);
       const int letter = ReadLetter(ref_);
       if (letter == kNote) {
         if (!SkipField(ref_)) return EOF;
         continue;
       }
       if (letter != kFuseList) return letter;
-      out_.Printf("*\nL%.8lu ", ReadNumber(ref_, 10));
+      out_.PutFuseListStart(ReadNumber(ref_, 10));
     }
   }
 
@@ -281,23 +303,42 @@ class Comparison {
     }
   }
 
-  // Eight digits of both files at once, when both windows hold eight plain fuse digits.
-  bool CompareEight() {
+  // Runs of plain fuse digits in both windows, compared sixteen at a time: equal runs are
+  // copied to the report whole. False when the next sixteen characters of either file are not
+  // all fuse digits (the caller then goes character by character).
+  bool CompareRun() {
     const std::uint8_t* r = read_.WindowBegin();
     const std::uint8_t* f = ref_.WindowBegin();
-    if (read_.WindowEnd() - r < 8 || ref_.WindowEnd() - f < 8) return false;
-    for (int i = 0; i < 8; ++i) {
-      if (!IsDigit01(r[i]) || !IsDigit01(f[i])) return false;
+    const std::uint8_t* const r_end = read_.WindowEnd();
+    const std::uint8_t* const f_end = ref_.WindowEnd();
+    const std::uint8_t* const r_start = r;
+    while (r_end - r >= 16 && f_end - f >= 16 && AllDigits16(r) && AllDigits16(f)) {
+      if (std::memcmp(r, f, 16) == 0) {
+        out_.Put(r, 16);
+      } else {
+        for (int i = 0; i < 16; ++i) Mark(r[i], f[i]);
+      }
+      r += 16;
+      f += 16;
     }
-    for (int i = 0; i < 8; ++i) Mark(r[i], f[i]);
-    read_.Consume(r + 8);
-    ref_.Consume(f + 8);
-    return true;
+    read_.Consume(r);
+    ref_.Consume(f);
+    return r != r_start;
+  }
+
+  static bool AllDigits16(const std::uint8_t* p) {
+    std::uint64_t a;
+    std::uint64_t b;
+    std::memcpy(&a, p, 8);
+    std::memcpy(&b, p + 8, 8);
+    constexpr std::uint64_t kHigh = 0xFEFEFEFEFEFEFEFEull;  // all but the digit's low bit
+    constexpr std::uint64_t kDigits = 0x3030303030303030ull;
+    return (((a & kHigh) ^ kDigits) | ((b & kHigh) ^ kDigits)) == 0;
   }
 
   int CompareDigits(int& next) {
     for (;;) {
-      if (CompareEight()) continue;
+      if (CompareRun()) continue;
       const int mine = NextReadChar();
       if (mine == kFieldEnd) {
         const int after = AfterFuseField();
@@ -347,7 +388,7 @@ class Comparison {
         continue;
       }
       if (letter == kFuseList) {
-        out_.Printf("*\nL%.8lu ", ReadNumber(read_, 10));
+        out_.PutFuseListStart(ReadNumber(read_, 10));
         return kFuseList;
       }
       if (letter == EOF || letter == kEtx || !IsValidChar(letter)) return letter;
@@ -377,8 +418,8 @@ class Comparison {
     if (letter == kUsercode) {
       while (IsBlank(read_.Peek())) read_.Get();
       while (IsBlank(ref_.Peek())) ref_.Get();
-      const int mine = std::toupper(read_.Peek());
-      const int theirs = std::toupper(ref_.Peek());
+      const int mine = AsciiUpper(read_.Peek());
+      const int theirs = AsciiUpper(ref_.Peek());
       text_form = mine == kUsercodeAscii || mine == kUsercodeHex;
       if (text_form || theirs == kUsercodeAscii || theirs == kUsercodeHex) {
         if (mine != theirs) return Differs(read_.Get(), ref_.Get());

@@ -21,12 +21,47 @@ bool SkipToStx(core::TextReader& in) {
   return false;
 }
 
+namespace {
+
+// The first byte in [p, end) that is "*" or not a valid character, or end. Fields are long (a
+// fuse list is a whole file), so sixteen bytes are looked at a step where the host allows.
+const std::uint8_t* FindFieldEndOrInvalid(const std::uint8_t* p, const std::uint8_t* end) {
+#if defined(__SSE2__)
+  const __m128i star = _mm_set1_epi8(static_cast<char>(kFieldEnd));
+  const __m128i del = _mm_set1_epi8(0x7F);
+  const __m128i below_space = _mm_set1_epi8(0x1F);
+  const __m128i tab = _mm_set1_epi8(0x09);
+  const __m128i blanks_span = _mm_set1_epi8(0x04);  // 0x09 to 0x0D: tab, LF, VT, FF, CR
+  while (end - p >= 16) {
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(c, below_space), c);
+    const __m128i from_tab = _mm_sub_epi8(c, tab);
+    const __m128i blank = _mm_cmpeq_epi8(_mm_min_epu8(from_tab, blanks_span), from_tab);
+    const __m128i special =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(c, star), _mm_cmpeq_epi8(c, del)),
+                     _mm_andnot_si128(blank, control));
+    const int mask = _mm_movemask_epi8(special);
+    if (mask != 0) return p + __builtin_ctz(static_cast<unsigned>(mask));
+    p += 16;
+  }
+#endif
+  while (p != end && *p != kFieldEnd && IsValidChar(*p)) ++p;
+  return p;
+}
+
+}  // namespace
+
 bool SkipField(core::TextReader& in) {
   for (;;) {
-    const int c = in.Peek();
-    if (c == EOF || !IsValidChar(c)) return false;
-    in.Get();
-    if (c == kFieldEnd) return true;
+    const std::uint8_t* p = in.WindowBegin();
+    const std::uint8_t* const end = in.WindowEnd();
+    if (p == end) return false;  // the input ended inside the field
+    p = FindFieldEndOrInvalid(p, end);
+    in.Consume(p);
+    if (p == end) continue;
+    if (*p != kFieldEnd) return false;  // not valid: left unread
+    in.Consume(p + 1);
+    return true;
   }
 }
 
@@ -35,7 +70,7 @@ int ReadLetter(core::TextReader& in) {
   do {
     c = in.Get();
   } while (c != EOF && IsBlank(c));
-  return c == EOF ? EOF : std::toupper(c);
+  return c == EOF ? EOF : AsciiUpper(c);
 }
 
 namespace {
@@ -46,24 +81,16 @@ constexpr std::uint64_t kNoNumber = std::numeric_limits<std::uint64_t>::max();
 // it does not fit in 64 bits. The first character that is not a digit is left unread.
 std::uint64_t ReadNumber(core::TextReader& in, int base) {
   while (IsBlank(in.Peek())) in.Get();
+  const std::uint64_t limit =
+      (kNoNumber - 1) / static_cast<unsigned>(base) - 1;  // no overflow below
   std::uint64_t value = 0;
   bool any = false;
   for (;;) {
     const int c = in.Peek();
-    int digit;
-    if (c >= '0' && c <= '9') {
-      digit = c - '0';
-    } else if (base == 16 && c >= 'A' && c <= 'F') {
-      digit = c - 'A' + 10;
-    } else if (base == 16 && c >= 'a' && c <= 'f') {
-      digit = c - 'a' + 10;
-    } else {
-      break;
-    }
+    if (!(base == 16 ? IsHexDigit(c) : IsDecimalDigit(c))) break;
     in.Get();
-    if (value > (kNoNumber - 1 - static_cast<std::uint64_t>(digit)) / static_cast<unsigned>(base))
-      return kNoNumber;
-    value = value * static_cast<unsigned>(base) + static_cast<unsigned>(digit);
+    if (value > limit) return kNoNumber;
+    value = value * static_cast<unsigned>(base) + static_cast<unsigned>(HexValue(c));
     any = true;
   }
   return any ? value : kNoNumber;
@@ -195,7 +222,7 @@ void AppendBits(std::vector<std::uint8_t>& bits, unsigned value, int count) {
 // bits, or fuse digits.
 int ReadUsercode(core::TextReader& in, std::vector<std::uint8_t>& bits) {
   while (IsBlank(in.Peek())) in.Get();
-  const int form = std::toupper(in.Peek());
+  const int form = AsciiUpper(in.Peek());
   if (form == kUsercodeAscii || form == kUsercodeHex) {
     in.Get();
     for (;;) {
@@ -205,9 +232,8 @@ int ReadUsercode(core::TextReader& in, std::vector<std::uint8_t>& bits) {
       if (bits.size() >= kMaxUsercodeBits) return kSyntaxError;
       if (form == kUsercodeAscii) {
         AppendBits(bits, static_cast<unsigned>(c), 8);
-      } else if (std::isxdigit(c)) {
-        AppendBits(
-            bits, static_cast<unsigned>(std::isdigit(c) ? c - '0' : std::toupper(c) - 'A' + 10), 4);
+      } else if (IsHexDigit(c)) {
+        AppendBits(bits, static_cast<unsigned>(HexValue(c)), 4);
       } else if (!IsBlank(c)) {
         return kSyntaxError;
       }
@@ -231,7 +257,7 @@ int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, st
               FieldStream& out) {
   switch (letter) {
     case kQuantity: {
-      const int which = std::toupper(in.Peek());
+      const int which = AsciiUpper(in.Peek());
       if (which != 'F' && which != 'P') return SkipField(in) ? 0 : -4;
       in.Get();
       const std::uint64_t value = ReadNumericField(in, 10);

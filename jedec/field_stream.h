@@ -17,6 +17,20 @@ constexpr bool IsValidChar(int c) {
   return (c >= 0x20 && c != 0x7F) || c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' ||
          c == '\f';
 }
+// ASCII upper case (the letters of the format); every other value unchanged, EOF included.
+constexpr int AsciiUpper(int c) {
+  return (c >= 'a' && c <= 'z') ? c - ('a' - 'A') : c;
+}
+constexpr bool IsDecimalDigit(int c) {
+  return c >= '0' && c <= '9';
+}
+constexpr bool IsHexDigit(int c) {
+  return IsDecimalDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+constexpr int HexValue(int c) {
+  return IsDecimalDigit(c) ? c - '0' : AsciiUpper(c) - 'A' + 10;
+}
+
 constexpr bool IsBlank(int c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }

@@ -37,7 +37,7 @@ class NoteScanner {
   // before any upper-casing.
   bool Find(const char* marker, std::string& line, const char* avoid = nullptr) {
     const int first = static_cast<unsigned char>(marker[0]);
-    const int upper = std::toupper(first);
+    const int upper = AsciiUpper(first);
     const int lower = std::tolower(first);
     char buffer[kLineScanBytes];
     for (std::size_t length; (length = reader_.ReadLine(buffer, sizeof buffer)) > 0;) {
@@ -301,7 +301,7 @@ int GetJEDECHeaderSize(const char* path) {
     c = in.Get();
     if (c == EOF) return count;
     ++count;
-    if (std::toupper(c) == fusekit::jedec::kFuseList) return count;
+    if (fusekit::jedec::AsciiUpper(c) == fusekit::jedec::kFuseList) return count;
   }
 }
 

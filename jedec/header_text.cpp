@@ -58,7 +58,7 @@ void CollectHeaderText(core::TextReader& in, bool comment_prefix, std::string& o
   // Fields up to the first fuse list: notes are copied, blanks between fields kept, line feeds
   // end lines, every other field is dropped.
   while ((c = in.Get()) != EOF) {
-    const int letter = std::toupper(c);
+    const int letter = AsciiUpper(c);
     if (letter == kFuseList) return;
     if (c == '\n' || c == ' ') {
       lines.Add(c);
