@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -25,22 +26,24 @@ constexpr int kAbandoned = -2;
 // The report, written through a large buffer.
 class Report {
  public:
-  explicit Report(std::FILE* file) : file_(file) { text_.reserve(kFlushBytes + 256); }
+  explicit Report(std::FILE* file) : file_(file), buffer_(new char[kBufferBytes]) {}
   ~Report() { Flush(); }
   Report(const Report&) = delete;
   Report& operator=(const Report&) = delete;
 
   void Put(char c) {
-    text_ += c;
-    if (text_.size() >= kFlushBytes) Flush();
+    if (used_ == kBufferBytes) Flush();
+    buffer_[used_++] = c;
   }
-  void Put(const char* text) {
-    text_ += text;
-    if (text_.size() >= kFlushBytes) Flush();
-  }
+  void Put(const char* text) { Put(reinterpret_cast<const std::uint8_t*>(text), std::strlen(text)); }
   void Put(const std::uint8_t* bytes, std::size_t count) {
-    text_.append(reinterpret_cast<const char*>(bytes), count);
-    if (text_.size() >= kFlushBytes) Flush();
+    if (kBufferBytes - used_ < count) Flush();
+    if (count > kBufferBytes) {
+      std::fwrite(bytes, 1, count, file_);
+      return;
+    }
+    std::memcpy(buffer_.get() + used_, bytes, count);
+    used_ += count;
   }
   // "*", a line feed and "L" with the address in eight digits and a blank: the line of a further
   // fuse-list field, written for every line of a long list, so without printf.
@@ -73,14 +76,15 @@ class Report {
     Put(line);
   }
   void Flush() {
-    if (!text_.empty()) std::fwrite(text_.data(), 1, text_.size(), file_);
-    text_.clear();
+    if (used_ != 0) std::fwrite(buffer_.get(), 1, used_, file_);
+    used_ = 0;
   }
 
  private:
-  static constexpr std::size_t kFlushBytes = 1 << 20;
+  static constexpr std::size_t kBufferBytes = 1 << 20;
   std::FILE* file_;
-  std::string text_;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t used_ = 0;  // bytes of buffer_ not yet written
 };
 
 bool IsDigit01(int c) {
@@ -100,20 +104,6 @@ unsigned long ReadNumber(core::TextReader& in, int base) {
   }
 }
 
-// Reads the next field letter of the reference, skipping fields, up to the field `letter` (with
-// `second` as its second letter for Q fields). Positioned after the letters when found.
-bool FindField(core::TextReader& ref, int letter, int second = 0) {
-  for (;;) {
-    const int c = ReadLetter(ref);
-    if (c == EOF || c == kEtx || !IsValidChar(c)) return false;
-    if (c == letter && (second == 0 || AsciiUpper(ref.Peek()) == second)) {
-      if (second != 0) ref.Get();
-      return true;
-    }
-    if (!SkipField(ref)) return false;
-  }
-}
-
 bool SkipToDesignEnd(core::TextReader& in) {
   return SkipToStx(in) && SkipField(in);
 }
@@ -122,6 +112,14 @@ struct WalkFlags {
   bool fuse_list = false;
   bool e_field = false;
   bool u_field = false;
+  bool checksum = false;
+
+  void Note(int letter) {
+    fuse_list |= letter == kFuseList;
+    e_field |= letter == kArchitecture;
+    u_field |= letter == kUsercode;
+    checksum |= letter == kChecksum;
+  }
 };
 
 class Comparison {
@@ -167,11 +165,53 @@ class Comparison {
     }
   }
 
+  // The reference's next field letter. Every field letter of the reference is read here, so
+  // the letters of its fields up to the furthest point reached are known without reading it
+  // again: the C lookup and the closing check start from there.
+  int RefLetter() {
+    const int c = ReadLetter(ref_);
+    if (ref_.Tell() > ref_known_end_) {
+      ref_known_end_ = ref_.Tell();
+      ref_seen_.Note(c);
+      ref_walk_ended_ = c == EOF || c == kEtx || !IsValidChar(c);
+    }
+    return c;
+  }
+
+  // Reads the reference's fields up to the field `letter` (with `second` as its second letter
+  // for Q fields), skipping the others. Positioned after the letters when found.
+  bool FindField(int letter, int second = 0) {
+    for (;;) {
+      const int c = RefLetter();
+      if (c == EOF || c == kEtx || !IsValidChar(c)) return false;
+      if (c == letter && (second == 0 || AsciiUpper(ref_.Peek()) == second)) {
+        if (second != 0) ref_.Get();
+        return true;
+      }
+      if (!SkipField(ref_)) return false;
+    }
+  }
+
+  // Moves the reference to the furthest point read, ready for its next field letter; false
+  // when its field walk has already ended there.
+  bool ResumeRefWalk() {
+    ref_.Seek(ref_known_end_);
+    return !ref_walk_ended_ && SkipField(ref_);
+  }
+
   int CompareChecksum() {
     const unsigned long mine = ReadNumber(read_, 16);
-    ref_.Rewind();
+    // The reference's first C field: read again from the start when one was passed already,
+    // else looked for from the furthest point reached, which finds the same field.
+    bool found;
+    if (ref_seen_.checksum) {
+      ref_.Rewind();
+      found = SkipToDesignEnd(ref_) && FindField(kChecksum);
+    } else {
+      found = ResumeRefWalk() && FindField(kChecksum);
+    }
     unsigned long theirs = 0;
-    if (SkipToDesignEnd(ref_) && FindField(ref_, kChecksum)) {
+    if (found) {
       theirs = ReadNumber(ref_, 16);
       SkipField(ref_);
     }
@@ -189,7 +229,7 @@ class Comparison {
     if (which == 'F') {
       read_.Get();
       const unsigned long mine = ReadNumber(read_, 10);
-      const unsigned long theirs = FindField(ref_, kQuantity, 'F') ? ReadNumber(ref_, 10) : 0;
+      const unsigned long theirs = FindField(kQuantity, 'F') ? ReadNumber(ref_, 10) : 0;
       if (mine != theirs) {
         out_.Printf("read QF%lu from [%s], but [%s] specified QF%lu*\n", mine, read_name_,
                     ref_name_, theirs);
@@ -221,7 +261,7 @@ class Comparison {
   bool FindQuantityPins() {
     for (;;) {
       const std::uint64_t field_start = ref_.Tell();
-      const int c = ReadLetter(ref_);
+      const int c = RefLetter();
       if (c == EOF || c == kEtx || !IsValidChar(c)) return false;
       if (c == kQuantity) {
         const int second = AsciiUpper(ref_.Peek());
@@ -241,7 +281,7 @@ class Comparison {
   int CompareFuseList(int& next) {
     flags_.fuse_list = true;
     const unsigned long mine = ReadNumber(read_, 10);
-    if (!FindField(ref_, kFuseList)) return MissingFuseList(ref_name_);
+    if (!FindField(kFuseList)) return MissingFuseList(ref_name_);
     ref_flags_.fuse_list = true;
     const unsigned long theirs = ReadNumber(ref_, 10);
     if (mine != theirs) {
@@ -283,7 +323,7 @@ class Comparison {
         c = ref_.Get();
       } while (c != EOF && IsBlank(c));
       if (c != kFieldEnd) return c == EOF ? EOF : AsciiUpper(c);
-      const int letter = ReadLetter(ref_);
+      const int letter = RefLetter();
       if (letter == kNote) {
         if (!SkipField(ref_)) return EOF;
         continue;
@@ -312,6 +352,10 @@ class Comparison {
     const std::uint8_t* const r_end = read_.WindowEnd();
     const std::uint8_t* const f_end = ref_.WindowEnd();
     const std::uint8_t* const r_start = r;
+    // Blanks before the digits (the one after an L field's address) are passed over here; line
+    // feeds are left to the caller, which echoes them.
+    while (r != r_end && (*r == ' ' || *r == '\t')) ++r;
+    while (f != f_end && (*f == ' ' || *f == '\t')) ++f;
     while (r_end - r >= 16 && f_end - f >= 16 && AllDigits16(r) && AllDigits16(f)) {
       if (std::memcmp(r, f, 16) == 0) {
         out_.Put(r, 16);
@@ -321,6 +365,8 @@ class Comparison {
       r += 16;
       f += 16;
     }
+    // The rest of the run, a digit at a time, still straight from the windows.
+    while (r != r_end && f != f_end && IsDigit01(*r) && IsDigit01(*f)) Mark(*r++, *f++);
     read_.Consume(r);
     ref_.Consume(f);
     return r != r_start;
@@ -367,7 +413,7 @@ class Comparison {
     if (ref_.Peek() != kFieldEnd) return;
     ref_.Get();
     for (;;) {
-      const int letter = ReadLetter(ref_);
+      const int letter = RefLetter();
       if (letter == kNote && SkipField(ref_)) continue;
       if (letter == kFuseList) {
         ReadNumber(ref_, 10);
@@ -408,7 +454,7 @@ class Comparison {
     if (!flags_.fuse_list) return MissingFuseList(read_name_);
     if (!ref_flags_.fuse_list) return MissingFuseList(ref_name_);
     const std::uint64_t ref_position = ref_.Tell();
-    if (!FindField(ref_, letter)) {
+    if (!FindField(letter)) {
       ref_.Seek(ref_position);  // the field is missing there: the closing check reports it
       return SkipField(read_) ? 0 : kAbandoned;
     }
@@ -472,16 +518,13 @@ class Comparison {
 
   // After ETX: E and U fields present on one side only, and the fuse lists of both.
   int Finish() {
-    ref_.Rewind();
-    WalkFlags theirs;
-    if (SkipToDesignEnd(ref_)) {
-      for (int c; (c = ReadLetter(ref_)) != EOF && c != kEtx && IsValidChar(c);) {
-        theirs.fuse_list |= c == kFuseList;
-        theirs.e_field |= c == kArchitecture;
-        theirs.u_field |= c == kUsercode;
+    // Which fields the whole reference holds: those passed already, and the rest of its walk.
+    if (ResumeRefWalk()) {
+      for (int c; (c = RefLetter()) != EOF && c != kEtx && IsValidChar(c);) {
         if (!SkipField(ref_)) break;
       }
     }
+    const WalkFlags& theirs = ref_seen_;
     if (flags_.e_field != theirs.e_field) {
       const bool mine_missing = !flags_.e_field;
       out_.Printf("Cannot read E field from [%s], but [%s] specified an E field*\n",
@@ -508,6 +551,9 @@ class Comparison {
   const char* ref_name_;
   Report& out_;
   int pending_ref_char_ = 0;  // a reference character read ahead, handed out next
+  WalkFlags ref_seen_;         // letters of the reference's fields up to ref_known_end_
+  std::uint64_t ref_known_end_ = 0;  // the furthest point of the reference read
+  bool ref_walk_ended_ = false;      // the reference's walk ended there (ETX, end of file)
   WalkFlags flags_;           // fields seen in the file under test
   WalkFlags ref_flags_;       // fields reached in the reference during the walk
 };
