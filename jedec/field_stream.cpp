@@ -85,13 +85,22 @@ std::uint64_t ReadNumber(core::TextReader& in, int base) {
       (kNoNumber - 1) / static_cast<unsigned>(base) - 1;  // no overflow below
   std::uint64_t value = 0;
   bool any = false;
+  // The digits straight from the reader's window (a number may span two windows).
   for (;;) {
-    const int c = in.Peek();
-    if (!(base == 16 ? IsHexDigit(c) : IsDecimalDigit(c))) break;
-    in.Get();
-    if (value > limit) return kNoNumber;
-    value = value * static_cast<unsigned>(base) + static_cast<unsigned>(HexValue(c));
-    any = true;
+    const std::uint8_t* p = in.WindowBegin();
+    const std::uint8_t* const end = in.WindowEnd();
+    if (p == end) break;
+    while (p != end && (base == 16 ? IsHexDigit(*p) : IsDecimalDigit(*p))) {
+      if (value > limit) {
+        in.Consume(p);
+        return kNoNumber;
+      }
+      value = value * static_cast<unsigned>(base) + static_cast<unsigned>(HexValue(*p));
+      any = true;
+      ++p;
+    }
+    in.Consume(p);
+    if (p != end) break;
   }
   return any ? value : kNoNumber;
 }

@@ -34,28 +34,48 @@ class NoteScanner {
 
   // The first line holding marker (and not avoid, when given); false at the end of the file.
   // Lines without the marker's first letter in either case (the fuse lists) are passed over
-  // before any upper-casing.
+  // unread: the window is searched for that letter, and everything up to the last line end
+  // before it is skipped whole. Lines are then read as always, so the result is the same.
   bool Find(const char* marker, std::string& line, const char* avoid = nullptr) {
     const int first = static_cast<unsigned char>(marker[0]);
-    const int upper = AsciiUpper(first);
-    const int lower = std::tolower(first);
-    char buffer[kLineScanBytes];
-    for (std::size_t length; (length = reader_.ReadLine(buffer, sizeof buffer)) > 0;) {
-      if (std::memchr(buffer, upper, length) == nullptr &&
-          std::memchr(buffer, lower, length) == nullptr)
-        continue;
-      KvCString text(buffer);
-      text.MakeUpper();
-      text.Trim();
-      line.assign(text.GetString());
+    const auto upper = static_cast<std::uint8_t>(AsciiUpper(first));
+    const auto lower = static_cast<std::uint8_t>(std::tolower(first));
+    for (;;) {
+      const std::uint8_t* p = reader_.WindowBegin();
+      const std::uint8_t* const end = reader_.WindowEnd();
+      if (p == end) return false;
+      const std::uint8_t* candidate = FindEither(p, end, upper, lower);
+      const std::uint8_t* line_end = LastLineEnd(p, candidate != nullptr ? candidate : end);
+      if (line_end != nullptr) {
+        reader_.Consume(line_end + 1);
+        if (candidate == nullptr) continue;
+      }
+      if (!Next(line)) return false;
       if (line.find(marker) != std::string::npos &&
           (avoid == nullptr || line.find(avoid) == std::string::npos))
         return true;
     }
-    return false;
   }
 
  private:
+  static const std::uint8_t* FindEither(const std::uint8_t* p, const std::uint8_t* end,
+                                        std::uint8_t a, std::uint8_t b) {
+    const auto* hit =
+        static_cast<const std::uint8_t*>(std::memchr(p, a, static_cast<std::size_t>(end - p)));
+    const std::uint8_t* limit = hit != nullptr ? hit : end;
+    const auto* other =
+        static_cast<const std::uint8_t*>(std::memchr(p, b, static_cast<std::size_t>(limit - p)));
+    return other != nullptr ? other : hit;
+  }
+
+  static const std::uint8_t* LastLineEnd(const std::uint8_t* p, const std::uint8_t* limit) {
+    while (limit != p) {
+      --limit;
+      if (*limit == '\n' || *limit == '\r') return limit;
+    }
+    return nullptr;
+  }
+
   core::TextReader reader_;
 };
 

@@ -61,13 +61,13 @@ ReaderBuffers ReaderBuffers::ForVerify(const DeviceInfo& device) {
   return b;
 }
 
-ReaderBuffers ReaderBuffers::Tight(const DeviceInfo& device) {
+ReaderBuffers ReaderBuffers::Tight(const DeviceInfo& device, bool with_fuse_map) {
   ReaderBuffers b;
   const ArrayGeometry main = MainArray(device);
   const std::uint64_t fuse_bytes = Bytes(device.GetFuseNumber());
   const std::uint64_t map_bytes = 2 * main.Words();
   b.buffer_bytes = static_cast<unsigned long>(map_bytes > fuse_bytes ? map_bytes : fuse_bytes);
-  b.fuse_map.assign(static_cast<std::size_t>(main.Words()), 0);
+  if (with_fuse_map) b.fuse_map.assign(static_cast<std::size_t>(main.Words()), 0);
   AllocateSideMaps(device, b);
   const std::uint64_t working = Is22V10(device) && device.GetARCHLength() != 0
                                     ? k22V10WorkingBytes

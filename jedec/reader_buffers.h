@@ -28,8 +28,9 @@ struct ReaderBuffers {
   // and a linear buffer of 2 x fuse number + 216 bytes and more. Throws std::bad_alloc.
   static ReaderBuffers ForVerify(const DeviceInfo& device);
   // Just what the reader fills, for conversions of large arrays: about a quarter of a byte a
-  // fuse. Throws std::bad_alloc.
-  static ReaderBuffers Tight(const DeviceInfo& device);
+  // fuse, an eighth without the fuse map (the conversion can take the main array from the
+  // linear buffer). Throws std::bad_alloc.
+  static ReaderBuffers Tight(const DeviceInfo& device, bool with_fuse_map = true);
 
   // Runs fnJEDFileReader over these buffers.
   int Read(const char* path, DeviceInfo& device, int usercode_bits);

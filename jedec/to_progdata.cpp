@@ -15,6 +15,7 @@
 #include "fusekit/util.h"
 #include "jedec/geometry.h"
 #include "jedec/header_text.h"
+#include "jedec/jedec_format.h"
 #include "jedec/reader_buffers.h"
 #include "jedec/row_layout.h"
 #include "jedec/word_map.h"
@@ -239,17 +240,19 @@ void SetHeaderAndFlags(SVFPlusData& data, const char* path) {
   } while (false)
 
 int ConvertWithReader(const char* path, DeviceInfo& device, int jtag, SVFPlusData& data) {
-  ReaderBuffers buffers = ReaderBuffers::Tight(device);
+  // The main array is laid out straight from the linear buffer, so no fuse map is made.
+  ReaderBuffers buffers = ReaderBuffers::Tight(device, false);
   const std::uint64_t logical = LogicalUsercodeBits(device, jtag);
   if (buffers.Read(path, device, static_cast<int>(logical)) != kStatusOk) return kStatusOpenFailed;
-  std::vector<std::uint8_t>().swap(buffers.linear);  // the maps hold all that is needed now
   SetHeaderAndFlags(data, path);
   data.SetSecurity(Security(device, buffers.security));
 
   const char* family = device.GetFamily();
   const ArrayGeometry main = MainArray(device);
   const char* main_name = MainFieldName(device);
-  FUSEKIT_TRY(AddMapField(data, main_name, buffers.fuse_map.data(), main));
+  const bool reversed = (device.GetBitMapTransformation() & kBitMapReversedRows) != 0;
+  FUSEKIT_TRY(AddLinearField(data, main_name, buffers.linear.data(), main, reversed));
+  std::vector<std::uint8_t>().swap(buffers.linear);  // the side maps hold the rest
   SVFDataField* last_built = data.GetDataField(main_name);
   if (device.GetPadringCount() != 0 && !IsFendra2Family(family)) {
     FUSEKIT_TRY(AddPadringField(data, device, *last_built));

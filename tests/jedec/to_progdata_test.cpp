@@ -90,6 +90,28 @@ TEST(JedecToProgdata, GenericDeviceFieldsAndRowLayout) {
   EXPECT_STREQ(data.GetComment(), "Banner\nfusekit test design\nNOTE made by a test\n");
 }
 
+TEST(JedecToProgdata, RowLayoutForEveryWidthAndRowOrder) {
+  // Byte-aligned widths take the fast path (eight bytes at a step, then single bytes), the
+  // others the bit-by-bit one; bit-map flag 1 lists the rows last first.
+  TempDir dir;
+  for (unsigned width : {8u, 20u, 64u, 72u, 128u, 136u}) {
+    for (unsigned short flags : {0, 1}) {
+      DeviceInfo device = Device("TestFamily", 3, width);
+      device.SetBitMapTransformation(flags);
+      JedecBuilder b;
+      b.fuses = RandomFuses(3 * width, width + flags);
+      SVFPlusData data;
+      ASSERT_EQ(Convert(dir.Write("f.jed", b.Build()), device, data), 0) << width;
+      const SVFDataField* array = data.GetDataField("FuseArray_TDI");
+      for (unsigned r = 0; r < 3; ++r) {
+        const unsigned source = flags != 0 ? 2 - r : r;
+        EXPECT_EQ(RowBytes(array, static_cast<int>(r) + 1), LaidOut(b.fuses, source * width, width))
+            << "width " << width << " flags " << flags << " row " << r;
+      }
+    }
+  }
+}
+
 TEST(JedecToProgdata, SecurityByFamily) {
   const struct {
     const char* family;
