@@ -14,6 +14,12 @@
 
 namespace fusekit::jedec {
 
+void ClearUpTo(std::uint8_t* linear, FieldStream& out, std::uint64_t bytes, std::uint8_t value) {
+  if (linear == nullptr || bytes <= out.cleared_bytes) return;
+  std::memset(linear + out.cleared_bytes, value, static_cast<std::size_t>(bytes - out.cleared_bytes));
+  out.cleared_bytes = bytes;
+}
+
 bool SkipToStx(core::TextReader& in) {
   for (int c; (c = in.Get()) != EOF;) {
     if (c == kStx) return true;
@@ -79,23 +85,43 @@ constexpr std::uint64_t kNoNumber = std::numeric_limits<std::uint64_t>::max();
 
 // Reads a number in base 10 or 16 after optional blanks; kNoNumber when there is no digit or
 // it does not fit in 64 bits. The first character that is not a digit is left unread.
-std::uint64_t ReadNumber(core::TextReader& in, int base) {
+template <int Base>
+std::uint64_t ReadNumberIn(core::TextReader& in) {
   while (IsBlank(in.Peek())) in.Get();
-  const std::uint64_t limit =
-      (kNoNumber - 1) / static_cast<unsigned>(base) - 1;  // no overflow below
+  constexpr std::uint64_t kLimit = (kNoNumber - 1) / Base - 1;  // no overflow below this
   std::uint64_t value = 0;
   bool any = false;
+  if (Base == 10) {
+    // Common case, an L field's address: at most 19 digits cannot overflow, so they are taken
+    // without a check each when the window holds them all.
+    const std::uint8_t* p = in.WindowBegin();
+    const std::uint8_t* const end = in.WindowEnd();
+    if (end - p > 20) {
+      const std::uint8_t* const first = p;
+      unsigned digit;
+      while ((digit = static_cast<unsigned>(*p) - '0') <= 9 && p - first < 19) {
+        value = value * 10 + digit;
+        ++p;
+      }
+      if (p - first < 19) {
+        in.Consume(p);
+        return p != first ? value : kNoNumber;
+      }
+      in.Consume(p);  // more digits follow: go on with the checked loop
+      any = true;
+    }
+  }
   // The digits straight from the reader's window (a number may span two windows).
   for (;;) {
     const std::uint8_t* p = in.WindowBegin();
     const std::uint8_t* const end = in.WindowEnd();
     if (p == end) break;
-    while (p != end && (base == 16 ? IsHexDigit(*p) : IsDecimalDigit(*p))) {
-      if (value > limit) {
+    while (p != end && (Base == 16 ? IsHexDigit(*p) : IsDecimalDigit(*p))) {
+      if (value > kLimit) {
         in.Consume(p);
         return kNoNumber;
       }
-      value = value * static_cast<unsigned>(base) + static_cast<unsigned>(HexValue(*p));
+      value = value * Base + static_cast<unsigned>(Base == 16 ? HexValue(*p) : *p - '0');
       any = true;
       ++p;
     }
@@ -103,6 +129,10 @@ std::uint64_t ReadNumber(core::TextReader& in, int base) {
     if (p != end) break;
   }
   return any ? value : kNoNumber;
+}
+
+std::uint64_t ReadNumber(core::TextReader& in, int base) {
+  return base == 16 ? ReadNumberIn<16>(in) : ReadNumberIn<10>(in);
 }
 
 // The end of a field after its value: blanks, then "*".
@@ -289,8 +319,9 @@ int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, st
       out.default_fuse = value == 0 ? 0 : 1;
       out.has_default_fuse = true;
       if (!out.has_fuse_list && linear != nullptr) {
-        std::memset(linear, value == 0 ? 0x00 : 0xFF,
-                    static_cast<std::size_t>((out.fuse_count + 7) / 8));
+        const std::uint64_t bytes = (out.fuse_count + 7) / 8;
+        std::memset(linear, value == 0 ? 0x00 : 0xFF, static_cast<std::size_t>(bytes));
+        if (bytes > out.cleared_bytes) out.cleared_bytes = bytes;
       }
       return 0;
     }
@@ -312,6 +343,7 @@ int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, st
       const std::uint64_t address = ReadNumber(in, 10);
       if (address == kNoNumber) return kSyntaxError;
       out.has_fuse_list = true;
+      ClearUpTo(linear, out, (out.fuse_count + 7) / 8, limits.clear_value);
       return ReadFuseDigits(in, address, out.fuse_count, linear);
     }
     case kArchitecture: {

@@ -50,6 +50,7 @@ struct FuseListLimits {
   bool accept_any_count = false;    // any QF will do (Orlan D6, Grend MH)
   std::uint64_t arch_length = 0;    // an E field may not be longer
   std::uint64_t capacity_bits = 0;  // of the linear buffer the fuses are written into
+  std::uint8_t clear_value = 0xFF;  // what the linear buffer is cleared to before any fuse
 };
 
 // What a field stream declared; the fuses themselves go to the linear buffer.
@@ -69,10 +70,18 @@ struct FieldStream {
   bool has_e = false;
   std::vector<std::uint8_t> u_bits;  // U field, one 0/1 per bit, first bit first
   bool has_u = false;
+  // Leading bytes of the linear buffer given their first value so far. The buffer is cleared
+  // lazily, just ahead of the fuses written, so that a file whose F field sets every fuse does
+  // not cost two passes over it; ClearRest finishes the job.
+  std::uint64_t cleared_bytes = 0;
 };
 
+// Clears the linear buffer from out.cleared_bytes up to bytes with value.
+void ClearUpTo(std::uint8_t* linear, FieldStream& out, std::uint64_t bytes, std::uint8_t value);
+
 // Parses the stream after STX (the design field included) up to ETX. Fuses of L fields are
-// written into linear (unless it is null: the list is then only checked) (fuse n at bit 0x80 >> n %
+// written into linear (unless it is null: the list is then only checked), which is cleared to
+// limits.clear_value ahead of them; the caller clears the rest with ClearUpTo (fuse n at bit 0x80 >> n %
 // 8 of byte n / 8); F fills the bytes of the fuse count before any L field. Result 0, -2 for a QF
 // that the device does not accept, -4 for a stream that ends without ETX or has neither an L nor an
 // F field, -18 for an E field longer than the architecture length, 8195 for a syntax error inside a

@@ -14,6 +14,10 @@
 #include "jedec/word_map.h"
 #include "support/util/bit_ops.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace fusekit::jedec {
 namespace {
 
@@ -59,10 +63,36 @@ bool GetFuse(const std::uint8_t* linear, std::uint64_t n) {
 
 // The JEDEC C value: the 16-bit sum of the fuse bytes with fuse n in bit n % 8 of byte n / 8
 // (the linear bytes mirrored), counting in the last byte only the fuses below count.
+//
+// The sum of mirrored bytes is the sum over bit positions i of (how many bytes have bit i set)
+// times 2^(7 - i), so the bytes are counted bit plane by bit plane, sixteen at a step where the
+// host allows, with no mirroring at all.
 std::uint16_t FuseChecksum(const std::uint8_t* linear, std::uint64_t count) {
-  std::uint32_t sum = 0;
+  std::uint64_t sum = 0;
   const std::uint64_t whole = count / 8;
-  for (std::uint64_t i = 0; i < whole; ++i) sum += bits::Mirror(linear[i]);
+  std::uint64_t i = 0;
+#if defined(__SSE2__)
+  const __m128i ones = _mm_set1_epi8(1);
+  while (whole - i >= 16) {
+    // Byte counters of each plane; 255 steps at most before they are added up.
+    __m128i planes[8];
+    for (auto& plane : planes) plane = _mm_setzero_si128();
+    const std::uint64_t steps = std::min<std::uint64_t>((whole - i) / 16, 255);
+    for (std::uint64_t s = 0; s < steps; ++s, i += 16) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(linear + i));
+      for (int bit = 0; bit < 8; ++bit) {
+        planes[bit] = _mm_add_epi8(planes[bit], _mm_and_si128(_mm_srli_epi16(v, bit), ones));
+      }
+    }
+    for (int bit = 0; bit < 8; ++bit) {
+      const __m128i totals = _mm_sad_epu8(planes[bit], _mm_setzero_si128());
+      const std::uint64_t plane_count = static_cast<std::uint64_t>(_mm_cvtsi128_si32(totals)) +
+                                        static_cast<std::uint64_t>(_mm_extract_epi16(totals, 4));
+      sum += plane_count << (7 - bit);
+    }
+  }
+#endif
+  for (; i < whole; ++i) sum += bits::Mirror(linear[i]);
   if (count % 8 != 0) {
     const unsigned keep = 0xFFu << (8 - count % 8);  // the fuses below count, high bits first
     sum += bits::Mirror(static_cast<std::uint8_t>(linear[whole] & keep));
@@ -160,9 +190,8 @@ int ReadJedec(const ReaderArguments& a) {
   if (!file) return kStatusOpenFailed;
 
   const std::uint64_t working_bytes = WorkingBytes(device, a.buffer_bytes);
-  std::memset(a.fuse_buffer, Is22V10(device) ? 0x00 : 0xFF,
-              static_cast<std::size_t>(working_bytes));
   const std::uint64_t capacity_bits = working_bytes * 8;
+  const std::uint8_t clear_value = Is22V10(device) ? 0x00 : 0xFF;
 
   FuseListLimits limits;
   limits.device_fuses = device.GetFuseNumber();
@@ -171,11 +200,17 @@ int ReadJedec(const ReaderArguments& a) {
       IsOrlanD6Family(device.GetFamily()) || IsGrendMHFamily(device.GetFamily());
   limits.arch_length = device.GetARCHLength();
   limits.capacity_bits = capacity_bits;
+  limits.clear_value = clear_value;
 
+  // The buffer holds its cleared value everywhere no fuse was written, whatever the outcome.
   core::TextReader reader(file.get());
-  if (!SkipToStx(reader)) return kStatusNoFuseData;
   FieldStream stream;
+  if (!SkipToStx(reader)) {
+    ClearUpTo(a.fuse_buffer, stream, working_bytes, clear_value);
+    return kStatusNoFuseData;
+  }
   const int status = ReadFieldStream(reader, limits, a.fuse_buffer, stream);
+  ClearUpTo(a.fuse_buffer, stream, working_bytes, clear_value);
   if (status != 0) return status;
 
   const std::uint64_t e_length = stream.e_bits.size();
