@@ -32,6 +32,11 @@ bool TextReader::Refill() {
   const std::size_t got = std::fread(buffer_.get(), 1, kReadChunkBytes, file_);
   begin_ = pos_ = buffer_.get();
   end_ = pos_ + got;
+  if (observer_ != nullptr && got > 0 && begin_offset_ + got > observed_end_) {
+    const std::uint64_t skip = observed_end_ > begin_offset_ ? observed_end_ - begin_offset_ : 0;
+    observer_->Observe(begin_offset_ + skip, begin_ + skip, got - static_cast<std::size_t>(skip));
+    observed_end_ = begin_offset_ + got;
+  }
   return got > 0;
 }
 

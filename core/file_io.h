@@ -36,6 +36,14 @@ bool ForEachChunk(std::FILE* file, Consume&& consume) {
   }
 }
 
+// Sees every chunk a TextReader reads from its file, once, in file order: a way to look at the
+// text for something else while one pass parses it.
+class ChunkObserver {
+ public:
+  virtual ~ChunkObserver() = default;
+  virtual void Observe(std::uint64_t offset, const std::uint8_t* bytes, std::size_t count) = 0;
+};
+
 // Sequential text reading with line ends folded: CR LF and a lone CR both read as LF, so a
 // file reads the same whatever system wrote it.
 class TextReader {
@@ -70,6 +78,16 @@ class TextReader {
   const std::uint8_t* WindowEnd() const { return end_; }
   void Consume(const std::uint8_t* upto) { pos_ = upto; }
 
+  // Hands every chunk read from now on to observer (null for none); chunks read again after a
+  // Seek back are not handed out twice.
+  void SetObserver(ChunkObserver* observer) { observer_ = observer; }
+
+  // Reads the rest of the file (for the observer's sake); nothing is left to read after it.
+  void ReadToEnd() {
+    pos_ = end_;
+    while (Refill()) pos_ = end_;
+  }
+
   // Position as a count of raw characters from the start, and a return to such a position.
   std::uint64_t Tell() const;
   void Seek(std::uint64_t position);
@@ -88,6 +106,8 @@ class TextReader {
   const std::uint8_t* pos_;                 // next unread character
   const std::uint8_t* end_;                 // end of the characters at hand
   std::uint64_t begin_offset_ = 0;          // position of begin_ in the file (0 for memory)
+  ChunkObserver* observer_ = nullptr;       // sees each chunk read, or null
+  std::uint64_t observed_end_ = 0;          // end of the text the observer has seen
 };
 
 // The reader state shared by the text readers of one call: the reader in use and the current

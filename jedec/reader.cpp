@@ -11,6 +11,7 @@
 #include "jedec/field_stream.h"
 #include "jedec/geometry.h"
 #include "jedec/jedec_format.h"
+#include "jedec/reader.h"
 #include "jedec/word_map.h"
 #include "support/util/bit_ops.h"
 
@@ -130,15 +131,6 @@ void PlaceBits(std::uint8_t* linear, std::uint64_t capacity_bits, std::uint64_t 
   }
 }
 
-struct Maps {
-  std::uint16_t* fuse;
-  std::uint16_t* usercode;
-  std::uint16_t* sed;
-  std::uint16_t* arch;
-  std::uint16_t* e;
-  std::uint16_t* last;
-};
-
 // Positions in the linear buffer after the fuse list has been read and rearranged.
 struct Layout {
   std::uint64_t fuse_count;      // main fuses
@@ -171,18 +163,7 @@ void BuildMaps(const DeviceInfo& device, const LinearFuses& fuses, const Layout&
   PackBits(fuses, layout.usercode_start + physical, sed, maps.sed, (sed + 15) / 16);
 }
 
-struct ReaderArguments {
-  const char* path;
-  DeviceInfo* device;
-  std::uint64_t buffer_bytes;
-  int usercode_bits;
-  std::uint8_t* fuse_buffer;
-  Maps maps;
-  std::uint16_t* checksum_out;
-  int* security_out;
-  unsigned long* e_length_out;
-  int* pin_count_out;
-};
+}  // namespace
 
 int ReadJedec(const ReaderArguments& a) {
   const DeviceInfo& device = *a.device;
@@ -204,6 +185,7 @@ int ReadJedec(const ReaderArguments& a) {
 
   // The buffer holds its cleared value everywhere no fuse was written, whatever the outcome.
   core::TextReader reader(file.get());
+  reader.SetObserver(a.observer);
   FieldStream stream;
   if (!SkipToStx(reader)) {
     ClearUpTo(a.fuse_buffer, stream, working_bytes, clear_value);
@@ -212,6 +194,7 @@ int ReadJedec(const ReaderArguments& a) {
   const int status = ReadFieldStream(reader, limits, a.fuse_buffer, stream);
   ClearUpTo(a.fuse_buffer, stream, working_bytes, clear_value);
   if (status != 0) return status;
+  if (a.observer != nullptr) reader.ReadToEnd();  // the observer sees the text after ETX too
 
   const std::uint64_t e_length = stream.e_bits.size();
   if (stream.has_checksum && stream.checksum != 0) {
@@ -260,7 +243,6 @@ int ReadJedec(const ReaderArguments& a) {
   return kStatusOk;
 }
 
-}  // namespace
 }  // namespace fusekit::jedec
 
 int fnJEDFileReader(char* path, unsigned short* fuseMap, unsigned short* usercodeMap,
@@ -280,7 +262,8 @@ int fnJEDFileReader(char* path, unsigned short* fuseMap, unsigned short* usercod
                                       checksumOut,
                                       securityOut,
                                       eLengthOut,
-                                      pinCountOut});
+                                      pinCountOut,
+                                      nullptr});
   } catch (const std::bad_alloc&) {
     return fusekit::kStatusNoMemory;
   }

@@ -14,6 +14,7 @@
 #include "fusekit/util.h"
 #include "jedec/geometry.h"
 #include "jedec/jedec_format.h"
+#include "jedec/reader.h"
 
 namespace fusekit::jedec {
 namespace {
@@ -79,13 +80,22 @@ ReaderBuffers ReaderBuffers::Tight(const DeviceInfo& device, bool with_fuse_map)
   return b;
 }
 
-int ReaderBuffers::Read(const char* path, DeviceInfo& device, int usercode_bits) {
+int ReaderBuffers::Read(const char* path, DeviceInfo& device, int usercode_bits,
+                        core::ChunkObserver* observer) {
+  if (path == nullptr || path[0] == '\0') return kStatusOpenFailed;
   auto data_or_null = [](std::vector<std::uint16_t>& v) { return v.empty() ? nullptr : v.data(); };
-  std::string name(path != nullptr ? path : "");
-  return fnJEDFileReader(name.data(), data_or_null(fuse_map), data_or_null(usercode_map),
-                         data_or_null(sed_map), checksum.data(), data_or_null(arch_map), &device,
-                         buffer_bytes, usercode_bits, &security, linear.data(), &e_length,
-                         &pin_count, data_or_null(e_map), data_or_null(last_map));
+  return ReadJedec({path,
+                    &device,
+                    buffer_bytes,
+                    usercode_bits,
+                    linear.data(),
+                    {data_or_null(fuse_map), data_or_null(usercode_map), data_or_null(sed_map),
+                     data_or_null(arch_map), data_or_null(e_map), data_or_null(last_map)},
+                    checksum.data(),
+                    &security,
+                    &e_length,
+                    &pin_count,
+                    observer});
 }
 
 }  // namespace fusekit::jedec

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/file_io.h"
 #include "fusekit/devicedb.h"
 
 namespace fusekit::jedec {
@@ -32,8 +33,9 @@ struct ReaderBuffers {
   // linear buffer). Throws std::bad_alloc.
   static ReaderBuffers Tight(const DeviceInfo& device, bool with_fuse_map = true);
 
-  // Runs fnJEDFileReader over these buffers.
-  int Read(const char* path, DeviceInfo& device, int usercode_bits);
+  // Runs the reader over these buffers; observer (when given) sees the whole file as it is read.
+  int Read(const char* path, DeviceInfo& device, int usercode_bits,
+           core::ChunkObserver* observer = nullptr);
 };
 
 }  // namespace fusekit::jedec

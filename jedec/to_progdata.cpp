@@ -16,6 +16,7 @@
 #include "jedec/geometry.h"
 #include "jedec/header_text.h"
 #include "jedec/jedec_format.h"
+#include "jedec/note_lines.h"
 #include "jedec/reader_buffers.h"
 #include "jedec/row_layout.h"
 #include "jedec/word_map.h"
@@ -223,10 +224,13 @@ const char* UsercodeMask(const DeviceInfo& device, int jtag) {
   return jtag != 0 ? device.GetjtagUESMask() : device.GetispUESMask();
 }
 
-// Header notes, flags and comment shared by both paths.
-void SetHeaderAndFlags(SVFPlusData& data, const char* path) {
+// Header notes, flags and comment shared by both paths. The END-data note is looked for in the
+// lines that the reader's pass marked as able to hold it, when it made that pass.
+void SetHeaderAndFlags(SVFPlusData& data, const char* path, const CandidateLines* note_lines) {
   std::string name(path);
-  data.SetEndDataLoc(GetJEDEC_ENDDATA_NOTE(name.data()));
+  data.SetEndDataLoc(note_lines == nullptr ? GetJEDEC_ENDDATA_NOTE(name.data())
+                     : HasJedName(path)    ? EndDataAddress(path, note_lines->Starts())
+                                           : 0);
   std::string header;
   CollectHeaderText(path, false, header);
   if (header.size() >= kCommentBytes) header.resize(kCommentBytes - 1);  // the comment's limit
@@ -243,8 +247,11 @@ int ConvertWithReader(const char* path, DeviceInfo& device, int jtag, SVFPlusDat
   // The main array is laid out straight from the linear buffer, so no fuse map is made.
   ReaderBuffers buffers = ReaderBuffers::Tight(device, false);
   const std::uint64_t logical = LogicalUsercodeBits(device, jtag);
-  if (buffers.Read(path, device, static_cast<int>(logical)) != kStatusOk) return kStatusOpenFailed;
-  SetHeaderAndFlags(data, path);
+  CandidateLines note_lines('N');
+  if (buffers.Read(path, device, static_cast<int>(logical), &note_lines) != kStatusOk) {
+    return kStatusOpenFailed;
+  }
+  SetHeaderAndFlags(data, path, &note_lines);
   data.SetSecurity(Security(device, buffers.security));
 
   const char* family = device.GetFamily();
@@ -364,7 +371,7 @@ int ConvertThroughLegacyLibrary(const char* path, DeviceInfo& device, int jtag, 
   for (const std::string& file : {tdi, tdo, mask, result}) std::remove(file.c_str());
   if (!ok) return kStatusOpenFailed;
 
-  SetHeaderAndFlags(data, path);
+  SetHeaderAndFlags(data, path, nullptr);
   data.SetSecurity(Security(device, buffers.security));
   FUSEKIT_TRY(AddRowFileFields(data, programmed, "TDI", device, UsercodeMask(device, jtag)));
   FUSEKIT_TRY(AddRowFileFields(data, read_back, "TDO", device, ""));

@@ -112,6 +112,59 @@ TEST(JedecToProgdata, RowLayoutForEveryWidthAndRowOrder) {
   }
 }
 
+TEST(JedecToProgdata, EndDataNoteAgreesWithTheQueryWhereverItStands) {
+  // The conversion finds the note in lines marked during its one pass over the file; the query
+  // scans the file line by line. They must agree on every layout.
+  DeviceInfo device = Device("TestFamily", 64, 128);
+  const std::vector<bool> fuses = RandomFuses(64 * 128, 6);
+  auto file = [&](std::size_t padding, const std::string& note, const std::string& eol) {
+    JedecBuilder b;
+    b.fuses = fuses;
+    b.eol = eol;
+    b.notes = {"NOTE " + std::string(padding, 'x'), "NOTE nothing here", note};
+    return b.Build();
+  };
+  // A line longer than the scan's 2999-character pieces, the marker at its end: found only when
+  // it lies wholly inside one piece.
+  auto long_line = [&](std::size_t padding) {
+    JedecBuilder b;
+    b.fuses = fuses;
+    b.notes = {"NOTE " + std::string(padding, 'x') + "*NOTE END CONFIG DATA", "L001024 0101"};
+    return b.Build();
+  };
+  const struct {
+    const char* what;
+    std::string text;
+    const char* name;
+  } cases[] = {
+      {"plain", file(10, "NOTE END CONFIG DATA*\nL000256 0101", "\n"), "a.jed"},
+      {"lower case, CR LF", file(10, "note end config data*\r\n  L 512", "\r\n"), "b.jed"},
+      {"across the first chunk boundary",
+       file(256 * 1024 - 60, "NOTE END CONFIG DATA*\nL000640 0101", "\n"), "c.jed"},
+      {"in a line cut into pieces", file(2990, "NOTE END CONFIG DATA*\nL000768 0101", "\n"),
+       "d.jed"},
+      {"upper-case name", file(10, "NOTE END CONFIG DATA*\nL000896 0101", "\n"), "E.JED"},
+      {"another extension", file(10, "NOTE END CONFIG DATA*\nL000896 0101", "\n"), "f.txt"},
+      {"absent", file(10, "NOTE END OF NOTES", "\n"), "g.jed"},
+      {"marker across a piece boundary", long_line(2980), "h.jed"},
+      {"marker inside the second piece", long_line(3100), "i.jed"},
+  };
+  TempDir dir;
+  for (const auto& c : cases) {
+    const std::string path = dir.Write(c.name, c.text);
+    std::string copy = path;
+    const int expected = GetJEDEC_ENDDATA_NOTE(copy.data());
+    SVFPlusData data;
+    ASSERT_EQ(Convert(path, device, data), 0) << c.what;
+    EXPECT_EQ(data.GetEndDataLoc(), expected) << c.what;
+  }
+  for (const auto& [name, address] :
+       {std::pair{"a.jed", 256}, std::pair{"h.jed", 0}, std::pair{"i.jed", 1024}}) {
+    std::string path = dir.Path(name);
+    EXPECT_EQ(GetJEDEC_ENDDATA_NOTE(path.data()), address) << name;
+  }
+}
+
 TEST(JedecToProgdata, SecurityByFamily) {
   const struct {
     const char* family;
