@@ -8,24 +8,6 @@
 #include "jedec/note_scanner.h"
 
 namespace fusekit::jedec {
-namespace {
-
-bool IsLineEnd(std::uint8_t c) {
-  return c == '\n' || c == '\r';
-}
-
-// The first of a or b in [p, end), or null.
-const std::uint8_t* FindEitherByte(const std::uint8_t* p, const std::uint8_t* end, std::uint8_t a,
-                                   std::uint8_t b) {
-  const auto* hit =
-      static_cast<const std::uint8_t*>(std::memchr(p, a, static_cast<std::size_t>(end - p)));
-  const std::uint8_t* limit = hit != nullptr ? hit : end;
-  const auto* other =
-      static_cast<const std::uint8_t*>(std::memchr(p, b, static_cast<std::size_t>(limit - p)));
-  return other != nullptr ? other : hit;
-}
-
-}  // namespace
 
 CandidateLines::CandidateLines(char letter)
     : upper_(static_cast<std::uint8_t>(std::toupper(static_cast<unsigned char>(letter)))),

@@ -15,6 +15,21 @@
 
 namespace fusekit::jedec {
 
+inline bool IsLineEnd(std::uint8_t c) {
+  return c == '\n' || c == '\r';
+}
+
+// The first of a or b in [p, end), or null.
+inline const std::uint8_t* FindEitherByte(const std::uint8_t* p, const std::uint8_t* end,
+                                          std::uint8_t a, std::uint8_t b) {
+  const auto* hit =
+      static_cast<const std::uint8_t*>(std::memchr(p, a, static_cast<std::size_t>(end - p)));
+  const std::uint8_t* limit = hit != nullptr ? hit : end;
+  const auto* other =
+      static_cast<const std::uint8_t*>(std::memchr(p, b, static_cast<std::size_t>(limit - p)));
+  return other != nullptr ? other : hit;
+}
+
 // Lines of the note scan: at most kLineScanBytes - 1 characters, upper-cased and trimmed.
 class NoteScanner {
  public:
@@ -58,7 +73,7 @@ class NoteScanner {
       const std::uint8_t* p = reader_.WindowBegin();
       const std::uint8_t* const end = reader_.WindowEnd();
       if (p == end) return false;
-      const std::uint8_t* candidate = FindEither(p, end, upper, lower);
+      const std::uint8_t* candidate = FindEitherByte(p, end, upper, lower);
       const std::uint8_t* line_end = LastLineEnd(p, candidate != nullptr ? candidate : end);
       if (line_end != nullptr) {
         reader_.Consume(line_end + 1);
@@ -72,20 +87,10 @@ class NoteScanner {
   }
 
  private:
-  static const std::uint8_t* FindEither(const std::uint8_t* p, const std::uint8_t* end,
-                                        std::uint8_t a, std::uint8_t b) {
-    const auto* hit =
-        static_cast<const std::uint8_t*>(std::memchr(p, a, static_cast<std::size_t>(end - p)));
-    const std::uint8_t* limit = hit != nullptr ? hit : end;
-    const auto* other =
-        static_cast<const std::uint8_t*>(std::memchr(p, b, static_cast<std::size_t>(limit - p)));
-    return other != nullptr ? other : hit;
-  }
-
   static const std::uint8_t* LastLineEnd(const std::uint8_t* p, const std::uint8_t* limit) {
     while (limit != p) {
       --limit;
-      if (*limit == '\n' || *limit == '\r') return limit;
+      if (IsLineEnd(*limit)) return limit;
     }
     return nullptr;
   }
