@@ -39,7 +39,9 @@ class Report {
     if (used_ == kBufferBytes) Flush();
     buffer_[used_++] = c;
   }
-  void Put(const char* text) { Put(reinterpret_cast<const std::uint8_t*>(text), std::strlen(text)); }
+  void Put(const char* text) {
+    Put(reinterpret_cast<const std::uint8_t*>(text), std::strlen(text));
+  }
   void Put(const std::uint8_t* bytes, std::size_t count) {
     if (kBufferBytes - used_ < count) Flush();
     if (count > kBufferBytes) {
@@ -574,12 +576,12 @@ class Comparison {
   const char* read_name_;
   const char* ref_name_;
   Report& out_;
-  int pending_ref_char_ = 0;  // a reference character read ahead, handed out next
-  WalkFlags ref_seen_;         // letters of the reference's fields up to ref_known_end_
+  int pending_ref_char_ = 0;         // a reference character read ahead, handed out next
+  WalkFlags ref_seen_;               // letters of the reference's fields up to ref_known_end_
   std::uint64_t ref_known_end_ = 0;  // the furthest point of the reference read
   bool ref_walk_ended_ = false;      // the reference's walk ended there (ETX, end of file)
-  WalkFlags flags_;           // fields seen in the file under test
-  WalkFlags ref_flags_;       // fields reached in the reference during the walk
+  WalkFlags flags_;                  // fields seen in the file under test
+  WalkFlags ref_flags_;              // fields reached in the reference during the walk
 };
 
 std::string TimeText(std::time_t when) {

@@ -16,7 +16,8 @@ namespace fusekit::jedec {
 
 void ClearUpTo(std::uint8_t* linear, FieldStream& out, std::uint64_t bytes, std::uint8_t value) {
   if (linear == nullptr || bytes <= out.cleared_bytes) return;
-  std::memset(linear + out.cleared_bytes, value, static_cast<std::size_t>(bytes - out.cleared_bytes));
+  std::memset(linear + out.cleared_bytes, value,
+              static_cast<std::size_t>(bytes - out.cleared_bytes));
   out.cleared_bytes = bytes;
 }
 

@@ -81,11 +81,11 @@ void ClearUpTo(std::uint8_t* linear, FieldStream& out, std::uint64_t bytes, std:
 
 // Parses the stream after STX (the design field included) up to ETX. Fuses of L fields are
 // written into linear (unless it is null: the list is then only checked), which is cleared to
-// limits.clear_value ahead of them; the caller clears the rest with ClearUpTo (fuse n at bit 0x80 >> n %
-// 8 of byte n / 8); F fills the bytes of the fuse count before any L field. Result 0, -2 for a QF
-// that the device does not accept, -4 for a stream that ends without ETX or has neither an L nor an
-// F field, -18 for an E field longer than the architecture length, 8195 for a syntax error inside a
-// field.
+// limits.clear_value ahead of them; the caller clears the rest with ClearUpTo (fuse n at bit 0x80
+// >> n % 8 of byte n / 8); F fills the bytes of the fuse count before any L field. Result 0, -2 for
+// a QF that the device does not accept, -4 for a stream that ends without ETX or has neither an L
+// nor an F field, -18 for an E field longer than the architecture length, 8195 for a syntax error
+// inside a field.
 int ReadFieldStream(core::TextReader& in, const FuseListLimits& limits, std::uint8_t* linear,
                     FieldStream& out);
 

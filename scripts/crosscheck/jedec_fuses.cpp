@@ -30,14 +30,14 @@ int main(int argc, char** argv) {
   }
   const KvByteBuffer* row = data.GetDataField("FuseArray_TDI")->GetRow(1);
   const unsigned pad = (fuses + 7) / 8 * 8 - fuses;
-  std::vector<unsigned char> out = {static_cast<unsigned char>(fuses >> 24),
-                                    static_cast<unsigned char>(fuses >> 16),
-                                    static_cast<unsigned char>(fuses >> 8),
-                                    static_cast<unsigned char>(fuses)};
+  std::vector<unsigned char> out = {
+      static_cast<unsigned char>(fuses >> 24), static_cast<unsigned char>(fuses >> 16),
+      static_cast<unsigned char>(fuses >> 8), static_cast<unsigned char>(fuses)};
   out.resize(4 + (fuses + 7) / 8, 0);
   for (unsigned c = 0; c < fuses; ++c) {
     const unsigned index = pad + fuses - 1 - c;  // where the row layout keeps column c
-    if ((row->ReadData(static_cast<int>(index / 8)) >> (7 - index % 8)) & 1u) out[4 + c / 8] |= 1u << (c % 8);
+    if ((row->ReadData(static_cast<int>(index / 8)) >> (7 - index % 8)) & 1u)
+      out[4 + c / 8] |= 1u << (c % 8);
   }
   std::FILE* file = std::fopen(argv[2], "wb");
   if (file == nullptr) return 3;
