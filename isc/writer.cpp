@@ -1,0 +1,259 @@
+// SVFPlus2ISC: programming data written as an ISC data file.
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "core/file_io.h"
+#include "core/status.h"
+#include "crc/block_crc.h"
+#include "fusekit/isc.h"
+#include "fusekit/util.h"
+#include "isc/isc_format.h"
+#include "support/util/crc_engine.h"
+
+namespace fusekit::isc {
+namespace {
+
+// The file being written, through a buffer, with its CRC-16 kept up to date: every character
+// but carriage returns is fed, up to the first byte 0xFF, which ends the checksum (a reader that
+// reads the file back takes 0xFF for its end).
+class IscOutput {
+ public:
+  explicit IscOutput(std::FILE* file) : file_(file) { text_.reserve(kFlushBytes + 4096); }
+  IscOutput(const IscOutput&) = delete;
+  IscOutput& operator=(const IscOutput&) = delete;
+
+  void Put(std::string_view text) {
+    text_ += text;
+    if (text_.size() >= kFlushBytes) Flush();
+  }
+  void Put(char c) {
+    text_ += c;
+    if (text_.size() >= kFlushBytes) Flush();
+  }
+  void Printf(const char* format, ...)
+#if defined(__GNUC__)
+      __attribute__((format(printf, 2, 3)))
+#endif
+  {
+    char line[512];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    Put(line);
+  }
+
+  // Writes out what is buffered and returns the checksum of everything written so far.
+  std::uint16_t Checksum() {
+    Flush();
+    return crc_;
+  }
+
+  // Text after the checksum (its own four digits): written, not fed.
+  void PutUnchecked(std::string_view text) {
+    Flush();
+    std::fwrite(text.data(), 1, text.size(), file_);
+  }
+
+ private:
+  void Flush() {
+    Feed(reinterpret_cast<const std::uint8_t*>(text_.data()), text_.size());
+    std::fwrite(text_.data(), 1, text_.size(), file_);
+    text_.clear();
+  }
+
+  void Feed(const std::uint8_t* p, std::size_t count) {
+    const std::uint8_t* const end = p + count;
+    while (!ended_ && p != end) {
+      const std::uint8_t* run = p;
+      while (run != end && *run != '\r' && *run != 0xFF) ++run;
+      crc_ = crc_engine::Ccitt16::Update(crc_, p, static_cast<std::size_t>(run - p));
+      if (run != end && *run == 0xFF) ended_ = true;
+      p = run == end ? end : run + 1;
+    }
+  }
+
+  static constexpr std::size_t kFlushBytes = 1 << 20;
+  std::FILE* file_;
+  std::string text_;
+  std::uint16_t crc_ = crc_engine::kCcittInitial;
+  bool ended_ = false;  // a byte 0xFF was met: nothing more is fed
+};
+
+const BlockForm* FindForm(const char* field_name) {
+  for (const BlockForm& form : kBlockForms) {
+    if (form.field == field_name) return &form;
+  }
+  return nullptr;
+}
+
+std::string CreationDate() {
+  const std::time_t now = std::time(nullptr);
+  const std::tm* local = std::localtime(&now);
+  char text[32] = "00000000.0000";
+  if (local != nullptr) {
+    std::snprintf(text, sizeof text, "%.4d%.2d%.2d.%.2d%.2d", local->tm_year + 1900,
+                  local->tm_mon + 1, local->tm_mday, local->tm_hour, local->tm_min);
+  }
+  return text;
+}
+
+// The keyword line and the size comment of a block part.
+void WritePartHead(IscOutput& out, const char* keyword, unsigned width, int rows) {
+  out.Printf("  %s\n-- ROW_WIDTH = %d\n-- COLUMN_WIDTH = %d\n", keyword, static_cast<int>(width),
+             rows);
+}
+
+// Writes a row as hex text: byte 0 holds the W mod 8 leading bits of a row W bits wide, so it is
+// cut to those bits and printed with one digit when they are 1 to 4, two otherwise; the other
+// bytes are printed two digits each, 35 to a line.
+void WriteRowText(IscOutput& out, const KvByteBuffer& row, unsigned width) {
+  std::string text = "     ";
+  const int size = row.GetDataSize();
+  const unsigned lead_bits = width % 8;
+  unsigned char first = row.ReadData(0);
+  if (lead_bits != 0) first = static_cast<unsigned char>(first & ((1u << lead_bits) - 1));
+  if (lead_bits == 0 || lead_bits >= 5)
+    text += util_Hex2HexAnsi(static_cast<unsigned char>(first >> 4));
+  text += util_Hex2HexAnsi(first);
+  for (int i = 1; i < size; ++i) {
+    const unsigned char byte = row.ReadData(i);
+    text += util_Hex2HexAnsi(static_cast<unsigned char>(byte >> 4));
+    text += util_Hex2HexAnsi(byte);
+    if (i % kRowBytesPerLine == kRowBytesPerLine - 1) text += "\n     ";
+  }
+  out.Put(text);
+}
+
+// Every row of the field from its row pointer, each fed to the block CRC by its width.
+void WriteRows(IscOutput& out, SVFDataField& field, crc_engine::DataCrc32& crc) {
+  const int count = field.GetRowCount();
+  for (int r = 0; r < count; ++r) {
+    const unsigned width = field.GetCurrentRowWidth();
+    const KvByteBuffer* row = field.GetCurrentRow();
+    if (row != nullptr) {
+      crc.AddRow(row->GetBuffer(), row->GetTotalSize(), width);
+      WriteRowText(out, *row, width);
+    }
+    out.Put(r == count - 1 ? "\n   )\n" : ",\n");
+  }
+}
+
+struct WriterOptions {
+  const char* prefix;
+  const char* entity;
+  bool usercode_from_crc;
+  bool unprocessed;
+  bool second_form;  // the overload with forceSecurity: "Entity \t"
+  bool force_security;
+  const char* creator;
+};
+
+void WriteBlock(IscOutput& out, SVFPlusData& data, SVFDataField& field, const BlockForm& form,
+                const WriterOptions& options, std::string& saved_crc) {
+  crc_engine::DataCrc32 crc;  // the block CRC register starts at 0 for every block
+  out.Printf(options.unprocessed ? " unprocessed data %s (\n" : " data %s (\n",
+             std::string(form.block).c_str());
+  const bool usercode = form.block == "usercode" || form.block == "usercode_tdo";
+  if (usercode && options.usercode_from_crc) {
+    // The usercode carries the data CRC of the last array block instead of its rows.
+    WritePartHead(out, "initialize  ", 32, 1);
+    out.Put("   (\n");
+    out.Printf("   %s\n  )\n", saved_crc.c_str());
+  } else {
+    WritePartHead(out, form.keyword == BlockKeyword::kRepeat ? "repeat    " : "initialize  ",
+                  field.GetCurrentRowWidth(), field.GetRowCount());
+    out.Put("   (\n");
+    WriteRows(out, field, crc);
+    if (!form.terminate.empty()) {
+      SVFDataField* terminate = data.GetDataField(std::string(form.terminate).c_str());
+      if (terminate == nullptr && !form.terminate_fallback.empty()) {
+        terminate = data.GetDataField(std::string(form.terminate_fallback).c_str());
+      }
+      // The terminate field is read from its row pointer as it stands: a field already written
+      // as a block of its own has no rows left to give.
+      if (terminate != nullptr) {
+        if (terminate->GetCurrentRowWidth() != 0 && terminate->GetRowCount() != 0) {
+          WritePartHead(out, "terminate    ", terminate->GetCurrentRowWidth(),
+                        terminate->GetRowCount());
+          out.Put("   (\n");
+          WriteRows(out, *terminate, crc);
+        }
+      }
+    }
+    if (form.writes_data_crc) out.Printf("  data_CRC (\n   %.8X\n  )\n", crc.Value());
+    if (form.block == "array" || form.block == "array_tdo") {
+      char text[16];
+      std::snprintf(text, sizeof text, "%.8X", crc.Value());
+      saved_crc = text;
+    }
+  }
+  crc::BlockCrcRegister() = crc.Value();
+  out.Put(" )");
+}
+
+int WriteIsc(SVFPlusData* data, const char* file_name, const WriterOptions& options) {
+  if (data == nullptr) return kStatusNoMemory;
+  core::UniqueFile file = core::OpenFile(file_name, "wb");
+  if (!file) return kStatusCannotOpenFile;
+  IscOutput out(file.get());
+  if (options.prefix != nullptr) out.Put(options.prefix);
+  out.Printf(
+      "IEEE_1532_Data (\n\tHeader\t\t(\tSTD_Version STD_1532_2001\n\t\t\t\tCreation_Date %s\n"
+      "\t\t\t\tCreator  \"%s\"\n\t\t\t\tEntity%s%s\n\t\t\t)\n",
+      CreationDate().c_str(), options.creator != nullptr ? options.creator : "",
+      options.second_form ? " \t" : "\t", options.entity != nullptr ? options.entity : "");
+  if (data->GetSecurity() != 0 || options.force_security) {
+    out.Put("\toverride proc_program_security program ON\n");
+  }
+  if (data->GetEncrypted()) out.Put("\t-- override encryption ON\n");
+
+  std::string saved_crc;
+  const int count = data->GetDataFieldCount();
+  for (int i = 0; i < count; ++i) {
+    SVFDataField* field = data->GetDataField(i);
+    if (field == nullptr) continue;
+    field->ResetRowPointer();
+    const BlockForm* form = FindForm(field->GetFieldName());
+    if (form == nullptr) continue;
+    // "array_tdo" is preceded by the separator even as the first field, as hosts expect.
+    if (i != 0 || form->block == "array_tdo") out.Put(",\n");
+    WriteBlock(out, *data, *field, *form, options, saved_crc);
+  }
+  out.Put("\n)\n");
+  const std::uint16_t checksum = out.Checksum();
+  char digits[8];
+  std::snprintf(digits, sizeof digits, "%.4X", checksum);
+  out.PutUnchecked(digits);
+  return checksum;
+}
+
+int WriteIscGuarded(SVFPlusData* data, const char* file_name, const WriterOptions& options) {
+  try {
+    return WriteIsc(data, file_name, options);
+  } catch (const std::bad_alloc&) {
+    return kStatusNoMemory;
+  }
+}
+
+}  // namespace
+}  // namespace fusekit::isc
+
+int SVFPlus2ISC(SVFPlusData* data, const char* prefixText, const char* fileName, const char* entity,
+                int usercodeFromCRC, int unprocessed, const char* creator) {
+  return fusekit::isc::WriteIscGuarded(
+      data, fileName,
+      {prefixText, entity, usercodeFromCRC != 0, unprocessed != 0, false, false, creator});
+}
+
+int SVFPlus2ISC(SVFPlusData* data, const char* prefixText, const char* fileName, const char* entity,
+                int usercodeFromCRC, int unprocessed, int forceSecurity, const char* creator) {
+  return fusekit::isc::WriteIscGuarded(data, fileName,
+                                       {prefixText, entity, usercodeFromCRC != 0, unprocessed != 0,
+                                        true, forceSecurity != 0, creator});
+}
