@@ -2,10 +2,14 @@
 #ifndef FUSEKIT_ISC_H
 #define FUSEKIT_ISC_H
 
+#include <list>
+#include <string>
 #include <vector>
 
+#include "fusekit/devicedb.h"
 #include "fusekit/export.h"
 #include "fusekit/progdata.h"
+#include "fusekit/util.h"
 
 // Writes the programming data as an ISC data file: prefixText (the comment block, may be null),
 // the header with the creation date, creator and entity, the security and encryption lines, one
@@ -38,5 +42,54 @@ FUSEKIT_API void BuildISCHeaderFromBitstream(char* const out, const char* creato
                                              int totalFuses, const char* deviceName,
                                              std::vector<const char*>& sourceFileNames,
                                              unsigned int ignoredChecksum, const char* dataCRC);
+
+// Reads an ISC data file into data for the device: the array geometry from the "array" block's
+// size comments into the device record, then one field per data block in file order (row widths
+// from the device record), the security override, and an "ID" field at the end. dataCRCOut
+// receives the data CRC of "FuseArray_TDI", fileCRCOut the four digits after the closing
+// parenthesis (upper-cased), arrayRowCountOut the row count of "FuseArray_TDI". The entity names
+// are compared with the header's, which never changes the result. Result 1 on success; -2 the
+// file cannot be opened, a "(" is missing, or a keyword or block is unknown (unprocessed blocks
+// included); -3 a field or row cannot be made; -13 null data or device, or a syntax error inside
+// a block; -16 the device lacks a block's length, or the file ends early; -17 wrong standard.
+// jedecMode, jedecOption, workDir, packageName and installPath serve the Grend PLD devices.
+FUSEKIT_API int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
+                            const char* jedecOption, char* workDir, const char* packageName,
+                            char* installPath, KvObjList* entityNames, char* dataCRCOut,
+                            char* fileCRCOut, int* arrayRowCountOut);
+FUSEKIT_API int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
+                            const char* jedecOption, char* workDir, const char* packageName,
+                            char* installPath, KvObjList* entityNames, char* dataCRCOut,
+                            char* fileCRCOut);
+FUSEKIT_API int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
+                            const char* jedecOption, char* workDir, const char* packageName,
+                            char* installPath, std::list<std::string>& entityNames,
+                            char* dataCRCOut, char* fileCRCOut, int* arrayRowCountOut);
+FUSEKIT_API int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
+                            const char* jedecOption, char* workDir, const char* packageName,
+                            char* installPath, std::list<std::string>& entityNames,
+                            char* dataCRCOut, char* fileCRCOut);
+
+// Reads only the usercode blocks ("usercode", "usercode_tdo", "usercode_mask") and appends "ID".
+FUSEKIT_API int USERCODEISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode,
+                                    SVFPlusData* data, const char* jedecOption, char* workDir,
+                                    const char* packageName, char* installPath,
+                                    KvObjList* entityNames, char* dataCRCOut, char* fileCRCOut);
+
+// Reads only "control_register_1" (registerIndex non-zero) or "control_register_0" into its
+// field of 32 bits, and appends "ID" when the block was found. The three texts are not used.
+FUSEKIT_API int CONTROLISC2SVFPlus(char* fileName, DeviceInfo* device, int registerIndex,
+                                   SVFPlusData* data, const char* unused1, const char* unused2,
+                                   const char* unused3);
+
+// Reads the header only: 0, or -17 for a wrong standard version; -2 when the file cannot be
+// opened or does not begin with "IEEE_1532_DATA (" and "HEADER ("; 1 when it ends before a header.
+FUSEKIT_API int ISCEntityNameCheck(char* fileName, KvObjList* entityNames);
+FUSEKIT_API int ISCEntityNameCheck(char* fileName, std::list<std::string>& entityNames);
+// Fills entityNames with the header's entity names and commentsOut (when not null; the caller
+// sizes it) with the comment lines before the data. -2 when the file cannot be opened or its
+// first keyword is not followed by "(".
+FUSEKIT_API int ISCEntityNameReturn(char* fileName, std::list<std::string>& entityNames,
+                                    char* commentsOut);
 
 #endif  // FUSEKIT_ISC_H

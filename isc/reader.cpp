@@ -1,0 +1,523 @@
+// The ISC data file readers: ISC2SVFPlus and the narrow readers that share its tokenizer.
+#include <cctype>
+#include <cstring>
+#include <list>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "core/file_io.h"
+#include "core/status.h"
+#include "fusekit/crc.h"
+#include "fusekit/family.h"
+#include "fusekit/isc.h"
+#include "isc/tokenizer.h"
+
+namespace fusekit::isc {
+namespace {
+
+// Statuses of the readers.
+constexpr int kBadStructure = -2;  // missing "(", unknown keyword or block
+constexpr int kNullFieldOrRow = -3;
+constexpr int kSyntax = -13;  // syntax inside a block; null data or device
+constexpr int kLengthMissing =
+    -16;  // the device lacks a block's length; end of file in the main pass
+constexpr int kWrongVersion = -17;
+constexpr int kBlocksFollow = 0;  // a block ended with ","
+constexpr int kDataEnded = 1;     // the file's closing ")"
+
+std::string Upper(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
+std::string Lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+bool Is(const std::string& token, const char* keyword) {
+  return Upper(token) == keyword;
+}
+
+// A data block's field and row width by the device record, or the status that refuses it.
+struct BlockTarget {
+  int status = 0;
+  const char* field = nullptr;
+  unsigned int width = 0;
+};
+
+BlockTarget TargetOf(const std::string& block, const DeviceInfo& device) {
+  auto sized = [](const char* field, unsigned int width) {
+    return width == 0 ? BlockTarget{kLengthMissing, nullptr, 0} : BlockTarget{0, field, width};
+  };
+  const unsigned int array_width =
+      device.GetAddressLength() == 1 ? device.GetFuseNumber() : device.GetDataLength();
+  const unsigned int usercode = device.GetPhysicalUESLength();
+  if (block == "array") return sized("FuseArray_TDI", array_width);
+  if (block == "array_tdo") return sized("FuseArray_TDO", array_width);
+  if (block == "array_mask") return sized("FuseArray_MASK", array_width);
+  if (block == "usercode") {
+    return sized(std::strcmp(device.GetVendor(), "Helvar") == 0 ? "Usercode_TDO" : "Usercode_TDI",
+                 usercode);
+  }
+  if (block == "usercode_tdo") return sized("Usercode_TDO", usercode);
+  if (block == "usercode_mask") return sized("Usercode_MASK", usercode);
+  if (block == "padring") {
+    return device.GetPadringCount() != 0 ? sized("PadringArray_TDI", device.GetDataLength())
+                                         : sized("ArchArray_TDI", device.GetARCHLength());
+  }
+  if (block == "cfg_pgm" || block == "cfg_vfy") {
+    if (!IsOmbrelFamily(device.GetFamily()) || device.GetARCHLength() == 0 ||
+        device.GetARCHRow() == 0)
+      return {kLengthMissing, nullptr, 0};
+    return {0, block == "cfg_pgm" ? "CFGArray_TDI" : "CFGArray_TDO", device.GetARCHRow()};
+  }
+  if (block == "e_fuse") return sized("EFuseArray_TDI", device.GetDataLength());
+  if (block == "e_fuse_tdo") return sized("EFuseArray_TDO", device.GetDataLength());
+  if (block == "e_fuse_mask") return sized("EFuseArray_MASK", device.GetDataLength());
+  if (block == "control_register_0") return {0, "Control_Register_0_TDI", 32};
+  if (block == "control_register_1") return {0, "Control_Register_1_TDI", 32};
+  if (block == "sed_crc_tdi") return sized("SEDArray_TDI", device.GetSEDLength());
+  return {kBadStructure, nullptr, 0};
+}
+
+class IscParser {
+ public:
+  explicit IscParser(core::TextReader& in) : tokens_(in) {}
+
+  Tokenizer& tokens() { return tokens_; }
+
+  bool Next(const char* delimiters, std::string& token) { return tokens_.Next(delimiters, token); }
+  bool Expect(const char* text, const char* delimiters = kKeywordDelimiters) {
+    std::string token;
+    return Next(delimiters, token) && token == text;
+  }
+
+  // After "HEADER" "(": the standard version, date, creator and entity names, up to ")".
+  int Header(std::vector<std::string>& entities) {
+    std::string token;
+    while (Next(kKeywordDelimiters, token)) {
+      if (token == ")") return 0;
+      if (Is(token, "STD_VERSION")) {
+        if (!Next(kValueDelimiters, token) || !Is(token, "STD_1532_2001")) return kWrongVersion;
+      } else if (Is(token, "CREATION_DATE")) {
+        Next(kValueDelimiters, token);
+      } else if (Is(token, "CREATOR")) {
+        // The text between the double quotes, which may hold blanks.
+        if (!Next(kValueDelimiters, token)) return 0;
+        std::string creator = token;
+        while (creator.size() < 2 || creator.back() != '"') {
+          if (!Next(kValueDelimiters, token)) break;
+          creator += " " + token;
+        }
+      } else if (Is(token, "ENTITY")) {
+        while (Next(kKeywordDelimiters, token) && token != ")") {
+          if (token != ",") entities.push_back(token);
+        }
+        return 0;
+      }
+    }
+    return 0;
+  }
+
+  // After "OVERRIDE": 1 when "proc_program_security" is turned on, else 0.
+  int Override() {
+    std::string token;
+    bool security = false;
+    while (Next(kKeywordDelimiters, token)) {
+      if (Is(token, "PROC_PROGRAM_SECURITY")) security = true;
+      if (Is(token, "ON")) return security ? 1 : 0;
+      if (Is(token, "OFF")) return 0;
+    }
+    return 0;
+  }
+
+  // After a block name and "(": its parts, the rows stored in field (null to pass them over).
+  int Block(SVFDataField* field, unsigned int width) {
+    std::string token;
+    for (;;) {
+      if (!Next(kKeywordDelimiters, token)) return kSyntax;
+      if (token == ")") {
+        if (!Next(kKeywordDelimiters, token)) return kSyntax;
+        if (token == ",") return kBlocksFollow;
+        if (token == ")") return kDataEnded;
+        return kSyntax;
+      }
+      if (Is(token, "REPEAT") || Is(token, "INITIALIZE")) {
+        if (!Expect("(")) return kSyntax;
+        const int status = Rows(field, width);
+        if (status != 0) return status;
+      } else if (Is(token, "TERMINATE") || Is(token, "DATA_CRC")) {
+        if (!Expect("(")) return kSyntax;
+        while (Next(kKeywordDelimiters, token) && token != ")") {
+        }
+      } else {
+        return kSyntax;
+      }
+    }
+  }
+
+ private:
+  // Rows of width bits as hex digits, rows separated by ",", up to ")". A width of 1 to 4 bits
+  // past a whole byte starts the row with one digit, stored with the high nibble set.
+  int Rows(SVFDataField* field, unsigned int width) {
+    const bool skipping = field == nullptr;
+    if (!skipping && width == 0) return kNullFieldOrRow;
+    const unsigned int bytes = (width + 7) / 8;
+    const bool short_lead = width % 8 >= 1 && width % 8 <= 4;
+    KvByteBuffer* row = nullptr;
+    unsigned int got = 0;  // bytes of the row stored
+    int byte = -1;         // the byte being built, -1 for none
+    std::string token;
+    auto start_row = [&]() -> bool {
+      got = 0;
+      byte = short_lead ? 0xF : -1;  // the short first byte waits for one digit only
+      if (skipping) return true;
+      row = field->AddRow(width);
+      return row != nullptr;
+    };
+    auto store = [&](int value) -> bool {
+      if (got >= bytes) return false;
+      ++got;
+      return skipping || row->WriteData(static_cast<unsigned char>(value)) != 0;
+    };
+    if (!start_row()) return kNullFieldOrRow;
+    for (;;) {
+      if (!Next(kRowDelimiters, token)) return kSyntax;
+      if (skipping) {
+        // A block passed over: its rows are not checked, only its end is looked for.
+        if (token.find(')') != std::string::npos) return 0;
+        continue;
+      }
+      for (const char c : token) {
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') continue;
+        if (c == ',' || c == ')') {
+          if (byte >= 0 || got != bytes) return kSyntax;  // the row must be complete
+          if (c == ')') return 0;
+          if (!start_row()) return kNullFieldOrRow;
+          continue;
+        }
+        if (!std::isxdigit(static_cast<unsigned char>(c))) return kSyntax;
+        const int digit =
+            std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : std::toupper(c) - 'A' + 10;
+        if (byte < 0) {
+          byte = digit;
+        } else {
+          if (!store((byte << 4) | digit)) return kSyntax;
+          byte = -1;
+        }
+      }
+    }
+  }
+
+  Tokenizer tokens_;
+};
+
+enum class Mode { kFull, kUsercodeOnly, kControlOnly };
+
+struct ReadRequest {
+  const char* file_name;
+  DeviceInfo* device;
+  SVFPlusData* data;
+  Mode mode;
+  int register_index;                            // control reader: 0 or 1
+  const std::vector<std::string>* entity_names;  // compared with the header's (no effect)
+  char* data_crc_out;
+  char* file_crc_out;
+  int* array_rows_out;
+};
+
+// Reads "-- KEY = number" from an upper-cased comment line; false when the key is absent.
+bool CommentValue(const std::string& line, const char* key, unsigned long& value) {
+  const std::size_t at = line.find(key);
+  if (at == std::string::npos) return false;
+  std::size_t p = at + std::strlen(key);
+  while (p < line.size() && (line[p] == ' ' || line[p] == '\t')) ++p;
+  if (p >= line.size() || line[p] != '=') return false;
+  ++p;
+  while (p < line.size() && (line[p] == ' ' || line[p] == '\t')) ++p;
+  if (p >= line.size() || !std::isdigit(static_cast<unsigned char>(line[p]))) return false;
+  value = 0;
+  for (; p < line.size() && std::isdigit(static_cast<unsigned char>(line[p])) && value < 0x7FFFFFFF;
+       ++p) {
+    value = value * 10 + static_cast<unsigned long>(line[p] - '0');
+  }
+  return true;
+}
+
+// The geometry of the "array" block from its size comments, into the device record.
+int GeometryPass(const char* file_name, DeviceInfo& device) {
+  core::UniqueFile file = core::OpenFile(file_name, "rb");
+  if (!file) return kBadStructure;
+  core::TextReader in(file.get());
+  IscParser parser(in);
+  std::string token;
+  for (;;) {
+    if (!parser.Next(kKeywordDelimiters, token)) return 0;  // no array block: nothing to learn
+    if (!Is(token, "DATA")) continue;
+    if (!parser.Next(kValueDelimiters, token)) return 0;
+    if (Lower(token) == "array") break;
+  }
+  if (!parser.Expect("(")) return kBadStructure;
+  if (!parser.Next(kKeywordDelimiters, token) || !Is(token, "REPEAT")) return 0;
+  unsigned long row_width = 0;
+  std::string line;
+  while (parser.tokens().NextRawLine(line) && line.find('(') == std::string::npos) {
+    if (line.compare(0, 2, "--") != 0) continue;
+    const std::string upper = Upper(line);
+    unsigned long value = 0;
+    if (CommentValue(upper, "DATA_WIDTH", value) || CommentValue(upper, "ROW_WIDTH", value)) {
+      row_width = value;
+    }
+    if (CommentValue(upper, "ADDRESS_WIDTH", value) || CommentValue(upper, "COLUMN_WIDTH", value)) {
+      device.SetAddressLength(static_cast<unsigned int>(value));
+      if (value == 1) device.SetFuseNumber(static_cast<unsigned int>(row_width));
+    }
+  }
+  return 0;
+}
+
+// Skips the header's tokens up to its ")" (the narrow readers do not look at it).
+void SkipHeader(IscParser& parser) {
+  std::string token;
+  while (parser.Next(kKeywordDelimiters, token) && token != ")") {
+  }
+}
+
+// Whether a narrow reader keeps the block, and where: null target means pass it over.
+BlockTarget NarrowTarget(const ReadRequest& request, const std::string& block) {
+  if (request.mode == Mode::kUsercodeOnly) {
+    if (block == "usercode" || block == "usercode_tdo" || block == "usercode_mask") {
+      return TargetOf(block, *request.device);
+    }
+    return {};
+  }
+  const char* wanted = request.register_index != 0 ? "control_register_1" : "control_register_0";
+  return block == wanted ? TargetOf(block, *request.device) : BlockTarget{};
+}
+
+int AppendId(SVFPlusData& data, const DeviceInfo& device) {
+  SVFDataField* id = data.AddDataField();
+  if (id == nullptr) return kNullFieldOrRow;
+  id->SetFieldName("ID");
+  KvByteBuffer* row = id->AddRow(device.GetIDLength());
+  if (row == nullptr) return kNullFieldOrRow;
+  const unsigned int value = device.GetjtagDeviceID();
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    if (row->WriteData(static_cast<unsigned char>(value >> shift)) == 0) return kNullFieldOrRow;
+  }
+  return 0;
+}
+
+// The main pass: keywords, header, override and data blocks, up to the file's closing ")".
+int MainPass(const ReadRequest& request, std::string* comments,
+             std::vector<std::string>* entities) {
+  core::UniqueFile file = core::OpenFile(request.file_name, "rb");
+  if (!file) return kBadStructure;
+  core::TextReader in(file.get());
+  IscParser parser(in);
+  std::string token;
+  bool found_block = false;
+  int status = kLengthMissing;
+  while (status != kDataEnded) {
+    if (!parser.Next(kKeywordDelimiters, token)) return kLengthMissing;
+    if (Is(token, "IEEE_1532_DATA")) {
+      if (!parser.Expect("(")) return kBadStructure;
+      parser.tokens().SetOpened();
+    } else if (Is(token, "HEADER")) {
+      if (!parser.Expect("(")) return kBadStructure;
+      if (request.mode != Mode::kFull) {
+        SkipHeader(parser);
+        continue;
+      }
+      std::vector<std::string> names;
+      const int header = parser.Header(names);
+      if (header < 0) return header;
+      if (entities != nullptr) *entities = names;
+      // The caller's names are compared with the file's; a mismatch does not change the status.
+    } else if (Is(token, "OVERRIDE")) {
+      const int security = parser.Override();
+      if (request.mode == Mode::kFull) request.data->SetSecurity(security);
+    } else if (Is(token, "DATA")) {
+      if (!parser.Next(kValueDelimiters, token)) return kLengthMissing;
+      const std::string block = Lower(token);
+      const BlockTarget target = request.mode == Mode::kFull ? TargetOf(block, *request.device)
+                                                             : NarrowTarget(request, block);
+      if (target.status < 0) return target.status;
+      SVFDataField* field = nullptr;
+      if (target.field != nullptr) {
+        field = request.data->AddDataField();
+        if (field == nullptr) return kNullFieldOrRow;
+        field->SetFieldName(target.field);
+        found_block = true;
+      }
+      if (!parser.Expect("(")) return kBadStructure;
+      status = parser.Block(field, target.width);
+      if (status < 0) return status;
+    } else {
+      return kBadStructure;  // UNPROCESSED included: such files are refused
+    }
+  }
+  if (comments != nullptr) *comments = parser.tokens().LeadingComments();
+  if (request.file_crc_out != nullptr && parser.Next(kKeywordDelimiters, token) && !token.empty()) {
+    std::strcpy(request.file_crc_out, Upper(token.substr(0, 255)).c_str());
+  }
+  if (request.mode == Mode::kControlOnly && !found_block) return status;
+  // The identifier closes the data; if it cannot be stored, the status reached stands.
+  AppendId(*request.data, *request.device);
+  return status;
+}
+
+int ReadIsc(const ReadRequest& request) {
+  if (request.data == nullptr || request.device == nullptr) return kSyntax;
+  if (request.mode == Mode::kFull) {
+    const int geometry = GeometryPass(request.file_name, *request.device);
+    if (geometry < 0) return geometry;
+  }
+  std::vector<std::string> entities;
+  const int status = MainPass(request, nullptr, &entities);
+  if (status < 0) return status;
+  if (request.mode == Mode::kFull) {
+    if (request.data_crc_out != nullptr) {
+      request.data_crc_out[0] = '\0';
+      if (SVFDataField* array = request.data->GetDataField("FuseArray_TDI")) {
+        array->ResetRowPointer();
+        char name[] = "array";
+        GetDataCRC(name, nullptr, array, nullptr, true, request.data_crc_out);
+      }
+    }
+    if (request.array_rows_out != nullptr) {
+      if (const SVFDataField* array = request.data->GetDataField("FuseArray_TDI")) {
+        *request.array_rows_out = array->GetRowCount();
+      }
+    }
+  }
+  return status;
+}
+
+int ReadIscGuarded(const ReadRequest& request) {
+  try {
+    return ReadIsc(request);
+  } catch (const std::bad_alloc&) {
+    return kNullFieldOrRow;
+  }
+}
+
+std::vector<std::string> NamesOf(const KvObjList* list) {
+  std::vector<std::string> names;
+  if (list == nullptr) return names;
+  for (int i = 0; i < list->GetCount(); ++i) {
+    if (const auto* element = dynamic_cast<const DeviceStrElement*>(list->GetAt(i))) {
+      names.emplace_back(element->GetString());
+    }
+  }
+  return names;
+}
+
+// The header of the file only: 0 or -17 from the header parser, -2 when the file cannot be
+// opened or does not open with "IEEE_1532_DATA (" and "HEADER (", 1 when it ends before one.
+int ReadHeaderOnly(const char* file_name, std::vector<std::string>& entities, std::string& comments,
+                   bool require_header_keyword) {
+  core::UniqueFile file = core::OpenFile(file_name, "rb");
+  if (!file) return kBadStructure;
+  core::TextReader in(file.get());
+  IscParser parser(in);
+  std::string token;
+  if (!parser.Next(kKeywordDelimiters, token)) return 1;
+  if (!Is(token, "IEEE_1532_DATA") && require_header_keyword) return kBadStructure;
+  if (!parser.Expect("(")) return kBadStructure;
+  parser.tokens().SetOpened();
+  comments = parser.tokens().LeadingComments();
+  if (!parser.Next(kKeywordDelimiters, token)) return 1;
+  if (!Is(token, "HEADER")) return require_header_keyword ? kBadStructure : 1;
+  if (!parser.Expect("(")) return kBadStructure;
+  return parser.Header(entities);
+}
+
+}  // namespace
+}  // namespace fusekit::isc
+
+using fusekit::isc::Mode;
+using fusekit::isc::ReadIscGuarded;
+
+int ISC2SVFPlus(char* fileName, DeviceInfo* device, int /*jedecMode*/, SVFPlusData* data,
+                const char* /*jedecOption*/, char* /*workDir*/, const char* /*packageName*/,
+                char* /*installPath*/, KvObjList* entityNames, char* dataCRCOut, char* fileCRCOut,
+                int* arrayRowCountOut) {
+  const std::vector<std::string> names = fusekit::isc::NamesOf(entityNames);
+  return ReadIscGuarded(
+      {fileName, device, data, Mode::kFull, 0, &names, dataCRCOut, fileCRCOut, arrayRowCountOut});
+}
+
+int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
+                const char* jedecOption, char* workDir, const char* packageName, char* installPath,
+                KvObjList* entityNames, char* dataCRCOut, char* fileCRCOut) {
+  return ISC2SVFPlus(fileName, device, jedecMode, data, jedecOption, workDir, packageName,
+                     installPath, entityNames, dataCRCOut, fileCRCOut, nullptr);
+}
+
+int ISC2SVFPlus(char* fileName, DeviceInfo* device, int /*jedecMode*/, SVFPlusData* data,
+                const char* /*jedecOption*/, char* /*workDir*/, const char* /*packageName*/,
+                char* /*installPath*/, std::list<std::string>& entityNames, char* dataCRCOut,
+                char* fileCRCOut, int* arrayRowCountOut) {
+  const std::vector<std::string> names(entityNames.begin(), entityNames.end());
+  return ReadIscGuarded(
+      {fileName, device, data, Mode::kFull, 0, &names, dataCRCOut, fileCRCOut, arrayRowCountOut});
+}
+
+int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
+                const char* jedecOption, char* workDir, const char* packageName, char* installPath,
+                std::list<std::string>& entityNames, char* dataCRCOut, char* fileCRCOut) {
+  return ISC2SVFPlus(fileName, device, jedecMode, data, jedecOption, workDir, packageName,
+                     installPath, entityNames, dataCRCOut, fileCRCOut, nullptr);
+}
+
+int USERCODEISC2SVFPlus(char* fileName, DeviceInfo* device, int /*jedecMode*/, SVFPlusData* data,
+                        const char* /*jedecOption*/, char* /*workDir*/, const char* /*packageName*/,
+                        char* /*installPath*/, KvObjList* /*entityNames*/, char* /*dataCRCOut*/,
+                        char* fileCRCOut) {
+  return ReadIscGuarded(
+      {fileName, device, data, Mode::kUsercodeOnly, 0, nullptr, nullptr, fileCRCOut, nullptr});
+}
+
+int CONTROLISC2SVFPlus(char* fileName, DeviceInfo* device, int registerIndex, SVFPlusData* data,
+                       const char* /*unused1*/, const char* /*unused2*/, const char* /*unused3*/) {
+  return ReadIscGuarded({fileName, device, data, Mode::kControlOnly, registerIndex, nullptr,
+                         nullptr, nullptr, nullptr});
+}
+
+int ISCEntityNameCheck(char* fileName, KvObjList* entityNames) {
+  (void)entityNames;  // compared with the file's names, which never changes the result
+  std::vector<std::string> names;
+  std::string comments;
+  try {
+    return fusekit::isc::ReadHeaderOnly(fileName, names, comments, true);
+  } catch (const std::bad_alloc&) {
+    return -3;
+  }
+}
+
+int ISCEntityNameCheck(char* fileName, std::list<std::string>& entityNames) {
+  (void)entityNames;
+  std::vector<std::string> names;
+  std::string comments;
+  try {
+    return fusekit::isc::ReadHeaderOnly(fileName, names, comments, true);
+  } catch (const std::bad_alloc&) {
+    return -3;
+  }
+}
+
+int ISCEntityNameReturn(char* fileName, std::list<std::string>& entityNames, char* commentsOut) {
+  std::vector<std::string> names;
+  std::string comments;
+  try {
+    const int status = fusekit::isc::ReadHeaderOnly(fileName, names, comments, false);
+    entityNames.assign(names.begin(), names.end());
+    if (commentsOut != nullptr) std::strcpy(commentsOut, comments.c_str());
+    return status;
+  } catch (const std::bad_alloc&) {
+    return -3;
+  }
+}

@@ -1,0 +1,82 @@
+// The ISC tokenizer.
+#include "isc/tokenizer.h"
+
+#include <cstring>
+
+namespace fusekit::isc {
+namespace {
+
+constexpr std::size_t kLineBytes = 256;  // lines of at most 255 characters
+
+bool IsComment(const std::string& line) {
+  return line.compare(0, 2, "--") == 0;
+}
+
+}  // namespace
+
+bool Tokenizer::ReadLine() {
+  char buffer[kLineBytes];
+  for (;;) {
+    const std::size_t length = in_.ReadLine(buffer, sizeof buffer);
+    if (length == 0) return false;
+    std::string line(buffer, length);
+    if (IsComment(line)) {
+      if (!opened_) {
+        std::size_t text = 2;
+        while (text < line.size() && (line[text] == ' ' || line[text] == '\t')) ++text;
+        std::size_t end = line.size();
+        while (end > text && (line[end - 1] == '\n' || line[end - 1] == '\r')) --end;
+        comments_ += "-- " + line.substr(text, end - text) + "\n";
+      }
+      continue;
+    }
+    if (line.find_first_not_of(" \t\r\n") == std::string::npos) continue;  // blank line
+    // "(", ")" and "," become tokens of their own; tabs and carriage returns blanks.
+    line_.clear();
+    for (char c : line) {
+      if (c == '(' || c == ')' || c == ',') {
+        line_ += ' ';
+        line_ += c;
+        line_ += ' ';
+      } else {
+        line_ += (c == '\t' || c == '\r') ? ' ' : c;
+      }
+    }
+    pos_ = 0;
+    in_hand_ = true;
+    return true;
+  }
+}
+
+bool Tokenizer::Next(const char* delimiters, std::string& token) {
+  for (;;) {
+    if (!in_hand_ && !ReadLine()) return false;
+    const std::size_t start = line_.find_first_not_of(delimiters, pos_);
+    if (start == std::string::npos) {
+      in_hand_ = false;
+      continue;
+    }
+    std::size_t end = line_.find_first_of(delimiters, start);
+    if (end == std::string::npos) end = line_.size();
+    token.assign(line_, start, end - start);
+    pos_ = end;
+    // With delimiter sets that leave the line feed in, it ends the line's last token.
+    while (!token.empty() && token.back() == '\n') token.pop_back();
+    if (token.empty() || token.compare(0, 2, "--") == 0) {
+      in_hand_ = false;  // a comment or the line's end: the rest of the line goes
+      continue;
+    }
+    return true;
+  }
+}
+
+bool Tokenizer::NextRawLine(std::string& line) {
+  in_hand_ = false;
+  char buffer[kLineBytes];
+  const std::size_t length = in_.ReadLine(buffer, sizeof buffer);
+  if (length == 0) return false;
+  line.assign(buffer, length);
+  return true;
+}
+
+}  // namespace fusekit::isc

@@ -1,0 +1,47 @@
+// The tokenizer of the ISC readers: lines of at most 255 characters in which "(", ")" and ","
+// stand as tokens of their own, comment lines collected before the file's opening keyword.
+#ifndef FUSEKIT_ISC_TOKENIZER_H
+#define FUSEKIT_ISC_TOKENIZER_H
+
+#include <string>
+
+#include "core/file_io.h"
+
+namespace fusekit::isc {
+
+// Delimiter sets: keywords and parentheses; block names and values; inside rows.
+constexpr const char* kKeywordDelimiters = " \t\n";
+constexpr const char* kValueDelimiters = "\t ";
+constexpr const char* kRowDelimiters = " \t";
+
+class Tokenizer {
+ public:
+  explicit Tokenizer(core::TextReader& in) : in_(in) {}
+
+  // The next token (strtok rules over the line in hand, then the following lines); false at the
+  // end of the file. A token starting with "--", or a line feed, ends the line; a line feed at
+  // the end of a token is not part of it.
+  bool Next(const char* delimiters, std::string& token);
+
+  // Reads the next whole line, as read (for the comment lines of the geometry pass); false at
+  // the end of the file. Drops the rest of the line in hand.
+  bool NextRawLine(std::string& line);
+
+  // Once the opening keyword is seen, comment lines are no longer collected.
+  void SetOpened() { opened_ = true; }
+  const std::string& LeadingComments() const { return comments_; }
+
+ private:
+  bool ReadLine();
+
+  core::TextReader& in_;
+  std::string line_;      // the line in hand, prepared
+  std::size_t pos_ = 0;   // where its next token is looked for
+  bool in_hand_ = false;  // line_ still has tokens to give
+  bool opened_ = false;   // IEEE_1532_DATA has been seen
+  std::string comments_;  // comment lines before the opening, each "-- text\n"
+};
+
+}  // namespace fusekit::isc
+
+#endif  // FUSEKIT_ISC_TOKENIZER_H

@@ -1,0 +1,263 @@
+// The ISC readers: round trips through the writer, every status, and the narrow readers.
+#include <list>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "fusekit/fusekit.h"
+#include "tests/support/jedec_builder.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using fusekit::testing::JedecBuilder;
+using fusekit::testing::RandomFuses;
+using fusekit::testing::TempDir;
+using Bytes = std::vector<std::uint8_t>;
+
+DeviceInfo Device(const char* family, unsigned rows, unsigned width) {
+  DeviceInfo d;
+  d.SetName("T");
+  d.SetFamily(family);
+  d.SetAddressLength(rows);
+  d.SetDataLength(width);
+  d.SetFuseNumber(rows * width);
+  d.SetIDLength(32);
+  d.SetjtagDeviceID(0x012B2043);
+  d.SetPhysicalUESLength(32);
+  d.SetjtagLogicalUESLength(32);
+  d.SetispLogicalUESLength(32);
+  d.SaveDeviceBackupValue();
+  return d;
+}
+
+// The bits of a row that carry data: the spare high bits of byte 0 are 1 when read and 0 when
+// written, so they are left out of comparisons.
+Bytes Meaningful(const KvByteBuffer* row, unsigned width) {
+  Bytes bytes(row->GetBuffer(), row->GetBuffer() + row->GetTotalSize());
+  if (width % 8 != 0 && !bytes.empty())
+    bytes[0] &= static_cast<std::uint8_t>((1u << (width % 8)) - 1);
+  return bytes;
+}
+
+void ExpectSameField(const SVFPlusData& a, const SVFPlusData& b, const char* name) {
+  const SVFDataField* x = a.GetDataField(name);
+  const SVFDataField* y = b.GetDataField(name);
+  ASSERT_NE(x, nullptr) << name;
+  ASSERT_NE(y, nullptr) << name;
+  ASSERT_EQ(x->GetRowCount(), y->GetRowCount()) << name;
+  for (int r = 1; r <= x->GetRowCount(); ++r) {
+    EXPECT_EQ(Meaningful(x->GetRow(r), x->GetRowWidth(r)),
+              Meaningful(y->GetRow(r), y->GetRowWidth(r)))
+        << name << " row " << r;
+  }
+}
+
+int Read(const std::string& path, DeviceInfo& device, SVFPlusData& data, char* data_crc = nullptr,
+         char* file_crc = nullptr, int* rows = nullptr) {
+  std::string name = path;
+  char empty[] = "";
+  return ISC2SVFPlus(name.data(), &device, 1, &data, "", empty, "", empty,
+                     static_cast<KvObjList*>(nullptr), data_crc, file_crc, rows);
+}
+
+TEST(IscReader, JedecToIscAndBackKeepsEveryField) {
+  struct Geometry {
+    const char* family;
+    unsigned rows;
+    unsigned width;
+    unsigned fuses;
+    unsigned e_length;
+    std::vector<std::string> padring;
+  };
+  const Geometry geometries[] = {
+      {"TestFamily", 5, 12, 60, 0, {}},
+      {"TestFamily", 7, 16, 112, 0, {}},
+      {"TestFamily", 3, 300, 900, 0, {}},
+      {"CorvanePelmo2", 4, 128, 4 * 128 + 256, 256, {"1"}},
+  };
+  TempDir dir;
+  for (const Geometry& g : geometries) {
+    SCOPED_TRACE(std::string(g.family) + " " + std::to_string(g.width));
+    DeviceInfo device = Device(g.family, g.rows, g.width);
+    device.SetFuseNumber(g.fuses);
+    device.SetELength(g.e_length);
+    device.SetERow(g.e_length != 0 ? 2 : 0);
+    device.SetPadring(g.padring);
+    device.SaveDeviceBackupValue();
+    JedecBuilder b;
+    b.fuses = RandomFuses(g.fuses, g.width);
+    b.extra_fields = "UH89ABCDEF*";
+    SVFPlusData from_jedec;
+    std::string jed = dir.Write("f.jed", b.Build());
+    ASSERT_EQ(JEDEC2SVFPlus(jed.data(), &device, 1, &from_jedec, "", "", "", ""), 0);
+    const std::string isc = dir.Path("f.isc");
+    const int checksum = SVFPlus2ISC(&from_jedec, nullptr, isc.c_str(), "T", 0, 0, "test");
+    ASSERT_GE(checksum, 0);
+
+    SVFPlusData from_isc;
+    char data_crc[16] = "";
+    char file_crc[256] = "";
+    int rows = 0;
+    ASSERT_EQ(Read(isc, device, from_isc, data_crc, file_crc, &rows), 1);
+    for (const char* name : {"FuseArray_TDI", "Usercode_TDI", "ID"})
+      ExpectSameField(from_jedec, from_isc, name);
+    if (g.e_length != 0) ExpectSameField(from_jedec, from_isc, "EFuseArray_TDI");
+    if (!g.padring.empty()) ExpectSameField(from_jedec, from_isc, "PadringArray_TDI");
+    char expected_crc[16];
+    SVFDataField* array = from_jedec.GetDataField("FuseArray_TDI");
+    array->ResetRowPointer();
+    GetDataCRC(nullptr, array, nullptr, nullptr, true, expected_crc);
+    if (g.width % 8 == 0) {
+      EXPECT_STREQ(data_crc, expected_crc);  // with spare bits they are read as 1s
+    }
+    char checksum_text[8];
+    std::snprintf(checksum_text, sizeof checksum_text, "%.4X", checksum);
+    EXPECT_STREQ(file_crc, checksum_text);
+    EXPECT_EQ(rows, static_cast<int>(from_jedec.GetDataField("FuseArray_TDI")->GetRowCount()));
+  }
+}
+
+// A small file of the writer's layout; cases change one thing in it.
+const std::string kBase =
+    "-- leading comment\n"
+    "IEEE_1532_Data (\n\tHeader\t\t(\tSTD_Version STD_1532_2001\n\t\t\t\tCreation_Date "
+    "20261121.1200\n"
+    "\t\t\t\tCreator  \"a tool\"\n\t\t\t\tEntity\tDEV1 , DEV2\n\t\t\t)\n"
+    "\toverride proc_program_security program ON\n"
+    " data array (\n  repeat    \n-- ROW_WIDTH = 12\n-- COLUMN_WIDTH = 2\n   (\n     abc,\n     "
+    "123\n   )\n"
+    "  data_CRC (\n   12345678\n  )\n ),\n"
+    " data usercode (\n  initialize  \n-- ROW_WIDTH = 32\n-- COLUMN_WIDTH = 1\n   (\n     "
+    "89ABCDEF\n   )\n )\n"
+    ")\nbeef";
+
+std::string With(const std::string& from, const std::string& to) {
+  std::string text = kBase;
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+TEST(IscReader, StatusesOfTheFullReader) {
+  const struct {
+    const char* what;
+    std::string text;
+    int status;
+  } cases[] = {
+      {"valid", kBase, 1},
+      {"unprocessed blocks are refused", With(" data array (", " unprocessed data array ("), -2},
+      {"unknown block", With("data usercode (", "data userkode ("), -2},
+      {"writer-only block", With("data usercode (", "data sed_crc_tdo ("), -2},
+      {"no ( after the opening", With("IEEE_1532_Data (", "IEEE_1532_Data"), -2},
+      {"no ( after a block name", With("data usercode (", "data usercode"), -2},
+      {"wrong standard", With("STD_1532_2001", "STD_1532_1999"), -17},
+      {"too many digits", With("abc,", "abcd,"), -13},
+      {"too few digits", With("89ABCDEF", "89ABCDE"), -13},
+      {"not a hex digit", With("123", "12G"), -13},
+      {"unknown part", With("  data_CRC (", "  checksum ("), -13},
+      {"block never closed", kBase.substr(0, kBase.find(" data usercode")), -16},
+      // The last block's ")" must be followed by "," or the file's ")".
+      {"no closing parenthesis", kBase.substr(0, kBase.size() - 6), -13},
+      {"a block the device has no length for", With("data usercode (", "data sed_crc_tdi ("), -16},
+      {"cfg blocks outside the Ombrel family", With("data usercode (", "data cfg_pgm ("), -16},
+  };
+  TempDir dir;
+  for (const auto& c : cases) {
+    DeviceInfo device = Device("TestFamily", 2, 12);
+    SVFPlusData data;
+    EXPECT_EQ(Read(dir.Write("f.isc", c.text), device, data), c.status) << c.what;
+  }
+  DeviceInfo device = Device("TestFamily", 2, 12);
+  SVFPlusData data;
+  EXPECT_EQ(Read(dir.Path("missing.isc"), device, data), -2);
+  std::string name = dir.Write("f.isc", kBase);
+  char empty[] = "";
+  EXPECT_EQ(ISC2SVFPlus(name.data(), &device, 1, nullptr, "", empty, "", empty,
+                        static_cast<KvObjList*>(nullptr), nullptr, nullptr),
+            -13);
+  DeviceInfo no_width = Device("TestFamily", 2, 0);
+  EXPECT_EQ(Read(name, no_width, data), -16);
+}
+
+TEST(IscReader, ValuesOfTheBaseFile) {
+  TempDir dir;
+  DeviceInfo device = Device("TestFamily", 5, 12);
+  SVFPlusData data;
+  char file_crc[256];
+  ASSERT_EQ(Read(dir.Write("f.isc", kBase), device, data, nullptr, file_crc), 1);
+  EXPECT_EQ(device.GetAddressLength(), 2u);  // COLUMN_WIDTH read into the device record
+  EXPECT_STREQ(file_crc, "BEEF");
+  EXPECT_EQ(data.GetSecurity(), 1);
+  const SVFDataField* array = data.GetDataField("FuseArray_TDI");
+  ASSERT_EQ(array->GetRowCount(), 2);
+  // A row of 12 bits starts with one digit, stored under a high nibble of ones.
+  EXPECT_EQ(Bytes(array->GetRow(1)->GetBuffer(), array->GetRow(1)->GetBuffer() + 2),
+            (Bytes{0xFA, 0xBC}));
+  EXPECT_EQ(Bytes(array->GetRow(2)->GetBuffer(), array->GetRow(2)->GetBuffer() + 2),
+            (Bytes{0xF1, 0x23}));
+  EXPECT_EQ(data.GetDataField(data.GetDataFieldCount() - 1)->GetFieldName(), std::string("ID"));
+
+  // A single row makes the device one row of ROW_WIDTH fuses.
+  DeviceInfo single = Device("TestFamily", 9, 12);
+  SVFPlusData one_row;
+  const std::string text =
+      With("-- ROW_WIDTH = 12\n-- COLUMN_WIDTH = 2\n   (\n     abc,\n     123\n",
+           "-- ROW_WIDTH = 24\n-- COLUMN_WIDTH = 1\n   (\n     abc123\n");
+  ASSERT_EQ(Read(dir.Write("g.isc", text), single, one_row), 1);
+  EXPECT_EQ(single.GetAddressLength(), 1u);
+  EXPECT_EQ(single.GetFuseNumber(), 24u);
+}
+
+TEST(IscReader, NarrowReaders) {
+  TempDir dir;
+  std::string path = dir.Write("f.isc", kBase);
+  DeviceInfo device = Device("TestFamily", 2, 12);
+  SVFPlusData usercode;
+  char empty[] = "";
+  ASSERT_EQ(USERCODEISC2SVFPlus(path.data(), &device, 1, &usercode, "", empty, "", empty, nullptr,
+                                nullptr, nullptr),
+            1);
+  ASSERT_EQ(usercode.GetDataFieldCount(), 2);
+  EXPECT_STREQ(usercode.GetDataField(0)->GetFieldName(), "Usercode_TDI");
+  EXPECT_STREQ(usercode.GetDataField(1)->GetFieldName(), "ID");
+
+  const std::string control_text = With(" data usercode (",
+                                        " data control_register_1 (\n  initialize  \n   (\n     "
+                                        "0000ABCD\n   )\n ),\n data usercode (");
+  std::string control_path = dir.Write("c.isc", control_text);
+  SVFPlusData control;
+  ASSERT_EQ(CONTROLISC2SVFPlus(control_path.data(), &device, 1, &control, "", "", ""), 1);
+  ASSERT_EQ(control.GetDataFieldCount(), 2);
+  EXPECT_STREQ(control.GetDataField(0)->GetFieldName(), "Control_Register_1_TDI");
+  SVFPlusData none;
+  ASSERT_EQ(CONTROLISC2SVFPlus(control_path.data(), &device, 0, &none, "", "", ""), 1);
+  EXPECT_EQ(none.GetDataFieldCount(), 0);  // no control_register_0 block: no ID either
+}
+
+TEST(IscHeaderQueries, EntityNames) {
+  TempDir dir;
+  std::string path = dir.Write("f.isc", kBase);
+  std::list<std::string> names = {"nothing like it"};
+  EXPECT_EQ(ISCEntityNameCheck(path.data(), names), 0);  // a mismatch does not count
+  KvObjList list;
+  list.AddTail(new DeviceStrElement("dev1"));
+  EXPECT_EQ(ISCEntityNameCheck(path.data(), &list), 0);
+  std::string wrong = dir.Write("w.isc", With("STD_1532_2001", "STD_X"));
+  EXPECT_EQ(ISCEntityNameCheck(wrong.data(), names), -17);
+  std::string headless = dir.Write("h.isc", "IEEE_1532_Data (\n data array (\n");
+  EXPECT_EQ(ISCEntityNameCheck(headless.data(), names), -2);
+  std::string empty = dir.Write("e.isc", "-- only a comment\n");
+  EXPECT_EQ(ISCEntityNameCheck(empty.data(), names), 1);
+  std::string missing = dir.Path("missing.isc");
+  EXPECT_EQ(ISCEntityNameCheck(missing.data(), names), -2);
+
+  std::list<std::string> found;
+  char comments[256] = "";
+  EXPECT_EQ(ISCEntityNameReturn(path.data(), found, comments), 0);
+  EXPECT_EQ(found, (std::list<std::string>{"DEV1", "DEV2"}));
+  EXPECT_STREQ(comments, "-- leading comment\n");
+}
+
+}  // namespace
