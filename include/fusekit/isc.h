@@ -92,4 +92,16 @@ FUSEKIT_API int ISCEntityNameCheck(char* fileName, std::list<std::string>& entit
 FUSEKIT_API int ISCEntityNameReturn(char* fileName, std::list<std::string>& entityNames,
                                     char* commentsOut);
 
+// Converts a JEDEC file to an ISC data file in one call: JEDEC2SVFPlus, the comment block (the
+// creator, fuse count, part number, JEDEC file name, checksum and notes, and the array's data
+// CRC) and SVFPlus2ISC. For vendor "Helvar" with usercodeFromCRC the usercode is first rewritten
+// to the read-back CRC through "CRCTemp.jed" in workDir (left there). Ombrel devices get their
+// configuration rows. Result: the ISC file's checksum (0 to 0xFFFF), or a negative status of
+// the reader, the checksum query, WriteUESInfo or the writer; -1010 an Ombrel architecture row
+// is missing; -100 null device.
+FUSEKIT_API int JEDEC2ISC(char* sourceFile, DeviceInfo* device, int jedecMode,
+                          const char* readerOption1, const char* workDir, char* readerOption2,
+                          const char* readerOption3, char* entity, char* outFile,
+                          int usercodeFromCRC, const char* creator);
+
 #endif  // FUSEKIT_ISC_H

@@ -122,4 +122,14 @@ FUSEKIT_API int VerifyJEDECfile(char* path, DeviceInfo* device, int jtag);
 // out untouched.
 FUSEKIT_API int ReadUESInfo(char* path, DeviceInfo* device, int jtag, char* out);
 
+// Writes a copy of the JEDEC file sourceFile to outFile with its usercode replaced: the U field
+// becomes "UH" and the hex digits of usercode (blanks left out), or such a field is added before
+// C (or ETX). The fuses and the C checksum are unchanged; the transmission checksum is
+// recomputed unless the file gave "0000". oldUsercodeOut (may be null, 256 characters) receives
+// the old U field's text after its letter. Result 0; -1 the source cannot be read; -4 no STX or
+// ETX; -6 a null device, usercode or output name; -7 usercode holds a character that is not a
+// hex digit; -13 the output cannot be written; 8195 an unterminated U field.
+FUSEKIT_API int WriteUESInfo(const char* sourceFile, const char* outFile, DeviceInfo* device,
+                             int jedecMode, const char* usercode, char* oldUsercodeOut);
+
 #endif  // FUSEKIT_JEDEC_H
