@@ -145,6 +145,22 @@ TEST(Tool, CompareJedecFiles) {
   EXPECT_EQ(RunTool("compare " + dir.Path("missing.jed") + " " + kSample).status, 3);
 }
 
+TEST(Tool, ConvertJedecToIsc) {
+  fusekit::testing::TempDir dir;
+  const std::string isc = dir.Path("tv64.isc");
+  ToolRun run = RunTool("convert " + kSample + " " + isc + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "written for TV64, file checksum ")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "data CRC 22B60D55")) << run.out;
+  const std::string text = fusekit::testing::ReadFile(isc);
+  EXPECT_TRUE(Contains(text, "\t\t\t\tEntity\tTV64\n")) << text;
+  EXPECT_TRUE(Contains(text, "     1A2B3C4D\n")) << text;
+  EXPECT_EQ(RunTool("convert " + kSample + " " + isc).status, 2);  // --device is required
+  EXPECT_EQ(RunTool("convert " + kSample + " " + isc + " --device NOPE").status, 2);
+  EXPECT_EQ(RunTool("convert " + kSample + " " + isc + " --device QL256").status, 3);
+  EXPECT_EQ(RunTool("convert " + kSample + " " + dir.Path("x.bin") + " --device TV64").status, 2);
+}
+
 TEST(Tool, InfoOfAJedecFile) {
   ToolRun run = RunTool("info " + kSample);
   EXPECT_EQ(run.status, 0);

@@ -59,6 +59,7 @@ void AddCrcCommand(CLI::App& app, const GlobalOptions& options, int& exit_status
 void AddCheckCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddCompareCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 
 }  // namespace fusekit::cli
 
