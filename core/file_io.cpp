@@ -5,6 +5,16 @@
 
 namespace fusekit::core {
 
+std::string PathInFolder(const char* folder, const char* name) {
+  std::string path = folder != nullptr && folder[0] != '\0' ? folder : ".";
+#if defined(_WIN32)
+  path += '\\';
+#else
+  path += '/';
+#endif
+  return path + name;
+}
+
 UniqueFile OpenFile(const char* fileName, const char* mode) {
   if (fileName == nullptr || fileName[0] == '\0') return UniqueFile();
   return UniqueFile(std::fopen(fileName, mode));

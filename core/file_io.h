@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace fusekit::core {
@@ -20,6 +21,9 @@ struct FileCloser {
   }
 };
 using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
+
+// folder joined with name by the platform's separator; a null or empty folder is the current one.
+std::string PathInFolder(const char* folder, const char* name);
 
 // Opens a file; a null or empty name gives a null handle.
 UniqueFile OpenFile(const char* fileName, const char* mode);

@@ -17,16 +17,6 @@
 namespace fusekit::isc {
 namespace {
 
-std::string WorkFile(const char* folder, const char* name) {
-  std::string path = folder != nullptr && folder[0] != '\0' ? folder : ".";
-#if defined(_WIN32)
-  path += '\\';
-#else
-  path += '/';
-#endif
-  return path + name;
-}
-
 struct Reading {
   int status;
   std::unique_ptr<SVFPlusData> data;
@@ -140,7 +130,7 @@ int ConvertJedecToIsc(const char* source, DeviceInfo& device, const ReaderOption
     // left in the work folder, and the copy is read instead.
     crc_text = CrcTextOf(*reading.data, device);
     if (!crc_text.empty()) {
-      const std::string copy = WorkFile(options.work_dir, "CRCTemp.jed");
+      const std::string copy = core::PathInFolder(options.work_dir, "CRCTemp.jed");
       const int written = WriteUESInfo(source, copy.c_str(), &device, options.jedec_mode,
                                        crc_text.c_str(), nullptr);
       if (written < 0) return written;

@@ -298,16 +298,6 @@ int ConvertWithReader(const char* path, DeviceInfo& device, int jtag, SVFPlusDat
 // Grend PLD devices (vendor "Helvar"): the fuse rows go to the legacy fuse-map library as a row
 // file, which gives back the read-back rows and the verify mask; the three become the TDI, TDO
 // and MASK fields.
-std::string WorkFile(const char* folder, const char* name) {
-  std::string path = folder != nullptr && folder[0] != '\0' ? folder : ".";
-#if defined(_WIN32)
-  path += '\\';
-#else
-  path += '/';
-#endif
-  return path + name;
-}
-
 std::string BitString(const std::uint16_t* map, std::uint64_t width, std::uint64_t row) {
   std::string bits(static_cast<std::size_t>(width), '0');
   for (std::uint64_t c = 0; c < width; ++c) {
@@ -351,10 +341,10 @@ int ConvertThroughLegacyLibrary(const char* path, DeviceInfo& device, int jtag, 
   const std::uint64_t logical = LogicalUsercodeBits(device, jtag);
   if (buffers.Read(path, device, static_cast<int>(logical)) != kStatusOk) return kStatusOpenFailed;
 
-  const std::string tdi = WorkFile(work_folder, "tvexData.tdi");
-  const std::string tdo = WorkFile(work_folder, "tvexData.tdo");
-  const std::string mask = WorkFile(work_folder, "tvexData.msk");
-  const std::string result = WorkFile(work_folder, "result.txt");
+  const std::string tdi = core::PathInFolder(work_folder, "tvexData.tdi");
+  const std::string tdo = core::PathInFolder(work_folder, "tvexData.tdo");
+  const std::string mask = core::PathInFolder(work_folder, "tvexData.msk");
+  const std::string result = core::PathInFolder(work_folder, "result.txt");
   legacy::RowFile rows;
   const ArrayGeometry main = MainArray(device);
   for (std::uint64_t a = 0; a < main.rows; ++a) {

@@ -8,6 +8,7 @@
 #include "fusekit/fusekit.h"
 #include "tests/support/jedec_builder.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/test_device.h"
 
 namespace {
 
@@ -17,19 +18,7 @@ using fusekit::testing::ReadFile;
 using fusekit::testing::TempDir;
 
 DeviceInfo Device(const char* family, unsigned rows, unsigned width) {
-  DeviceInfo d;
-  d.SetName("T");
-  d.SetPON("T-PON");
-  d.SetFamily(family);
-  d.SetAddressLength(rows);
-  d.SetDataLength(width);
-  d.SetFuseNumber(rows * width);
-  d.SetIDLength(32);
-  d.SetjtagDeviceID(0x012B2043);
-  d.SetPhysicalUESLength(32);
-  d.SetjtagLogicalUESLength(32);
-  d.SaveDeviceBackupValue();
-  return d;
+  return fusekit::testing::TestDevice(family, rows, width);
 }
 
 int Convert(const std::string& jed, DeviceInfo& device, const std::string& isc,

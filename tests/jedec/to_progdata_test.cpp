@@ -10,6 +10,7 @@
 #include "jedec/to_progdata.h"
 #include "tests/support/jedec_builder.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/test_device.h"
 
 namespace {
 
@@ -44,20 +45,7 @@ std::vector<std::string> FieldNames(const SVFPlusData& data) {
 }
 
 DeviceInfo Device(const char* family, unsigned rows, unsigned width) {
-  DeviceInfo d;
-  d.SetName("T");
-  d.SetFamily(family);
-  d.SetAddressLength(rows);
-  d.SetDataLength(width);
-  d.SetFuseNumber(rows * width);
-  d.SetIDLength(32);
-  d.SetjtagDeviceID(0x012B2043);
-  d.SetispDeviceID(0x5A);
-  d.SetPhysicalUESLength(32);
-  d.SetjtagLogicalUESLength(32);
-  d.SetispLogicalUESLength(32);
-  d.SaveDeviceBackupValue();
-  return d;
+  return fusekit::testing::TestDevice(family, rows, width);
 }
 
 int Convert(const std::string& path, DeviceInfo& device, SVFPlusData& data, int jtag = 1,
