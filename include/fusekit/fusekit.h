@@ -7,6 +7,7 @@
 #include "fusekit/devicedb.h"
 #include "fusekit/export.h"
 #include "fusekit/family.h"
+#include "fusekit/fields.h"
 #include "fusekit/isc.h"
 #include "fusekit/jedec.h"
 #include "fusekit/progdata.h"
