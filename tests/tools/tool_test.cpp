@@ -161,6 +161,29 @@ TEST(Tool, ConvertJedecToIsc) {
   EXPECT_EQ(RunTool("convert " + kSample + " " + dir.Path("x.bin") + " --device TV64").status, 2);
 }
 
+TEST(Tool, ExtractValues) {
+  fusekit::testing::TempDir dir;
+  ToolRun run = RunTool("extract " + kSample + " --device TV64 --id");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, "01B01043\n");
+  run = RunTool("extract " + kSample + " --device TV64 --usercode");
+  EXPECT_EQ(run.out, "0x1A2B3C4D\n");
+  const std::string isc = dir.Path("s.isc");
+  ASSERT_EQ(RunTool("convert " + kSample + " " + isc + " --device TV64").status, 0);
+  run = RunTool("extract " + isc + " --device TV64 --usercode");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, "0x1A2B3C4D\n");  // the same value through the ISC file
+  const std::string fuses = dir.Path("fuses.txt");
+  ASSERT_EQ(RunTool("extract " + kSample + " --device TV64 --fuses " + fuses).status, 0);
+  const std::string text = fusekit::testing::ReadFile(fuses);
+  EXPECT_EQ(text.size(), 24u * 97u);  // 24 rows of 96 fuses, each with its line feed
+  const std::string sample = fusekit::testing::ReadFile(kSample);
+  const std::size_t first_row = sample.find("L00000 ") + 7;
+  EXPECT_EQ(text.substr(0, 96), sample.substr(first_row, 96));
+  EXPECT_EQ(RunTool("extract " + kSample + " --device TV64").status, 2);
+  EXPECT_EQ(RunTool("extract " + kSample + " --device TV64 --control 0").status, 3);
+}
+
 TEST(Tool, InfoOfAJedecFile) {
   ToolRun run = RunTool("info " + kSample);
   EXPECT_EQ(run.status, 0);

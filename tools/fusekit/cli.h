@@ -60,6 +60,7 @@ void AddCheckCommand(CLI::App& app, const GlobalOptions& options, int& exit_stat
 void AddCompareCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+void AddExtractCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 
 }  // namespace fusekit::cli
 

@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
   AddCompareCommand(app, options, exit_status);
   AddInfoCommand(app, options, exit_status);
   AddConvertCommand(app, options, exit_status);
+  AddExtractCommand(app, options, exit_status);
 
   try {
     app.parse(argc, argv);
