@@ -33,6 +33,18 @@ bool LoadDatabase(const GlobalOptions& options, DeviceDatabase& database) {
   return status == kStatusOk;
 }
 
+int DeviceByName(const GlobalOptions& options, const std::string& name, DeviceInfo& device) {
+  DeviceDatabase database;
+  if (!LoadDatabase(options, database)) return kExitInvalidInput;
+  const DeviceInfo* found = database.FindDevice(name.c_str());
+  if (found == nullptr) {
+    Complain("", "no device named " + name + " in the device database");
+    return kExitUsage;
+  }
+  device = *found;
+  return kExitOk;
+}
+
 InputFile::InputFile(std::string argument) : path_(std::move(argument)), label_(path_) {
   if (path_ != "-") return;
   label_ = "standard input";

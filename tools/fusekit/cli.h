@@ -32,6 +32,10 @@ void ComplainStatus(const std::string& file, const std::string& what, int status
 // failure.
 bool LoadDatabase(const GlobalOptions& options, DeviceDatabase& database);
 
+// The record named name, copied out of the database the options name. Complains and returns an
+// exit status other than kExitOk when the database cannot be read or has no such device.
+int DeviceByName(const GlobalOptions& options, const std::string& name, DeviceInfo& device);
+
 // Makes a file name the library can open for a command argument; "-" copies standard input to
 // a temporary file, removed when the object goes.
 class InputFile {

@@ -35,13 +35,10 @@ int Convert(const GlobalOptions& options, const ConvertOptions& convert) {
     Complain(convert.input, "cannot be opened for reading");
     return kExitInvalidInput;
   }
-  DeviceDatabase database;
-  if (!LoadDatabase(options, database)) return kExitInvalidInput;
-  DeviceInfo* device = database.FindDevice(convert.device.c_str());
-  if (device == nullptr) {
-    Complain("", "no device named " + convert.device + " in the device database");
-    return kExitUsage;
-  }
+  DeviceInfo record;
+  if (const int status = DeviceByName(options, convert.device, record); status != kExitOk)
+    return status;
+  DeviceInfo* device = &record;
   std::string source = convert.input;
   std::string output = convert.output;
   std::string entity = convert.entity.empty() ? device->GetName() : convert.entity;

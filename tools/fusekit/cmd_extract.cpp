@@ -64,14 +64,9 @@ int Extract(const GlobalOptions& options, const ExtractOptions& extract) {
     Complain(extract.file, "cannot be opened for reading");
     return kExitInvalidInput;
   }
-  DeviceDatabase database;
-  if (!LoadDatabase(options, database)) return kExitInvalidInput;
-  DeviceInfo* found = database.FindDevice(extract.device.c_str());
-  if (found == nullptr) {
-    Complain("", "no device named " + extract.device + " in the device database");
-    return kExitUsage;
-  }
-  DeviceInfo device = *found;
+  DeviceInfo device;
+  if (const int status = DeviceByName(options, extract.device, device); status != kExitOk)
+    return status;
   SVFPlusData data;
   if (!extract.fuses.empty()) {
     // The dump walks one row holding every fuse: the file is read for the device as one row of

@@ -11,17 +11,7 @@ namespace fusekit::cli {
 
 int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
                    const std::string& path, const std::string& label, DeviceInfo& device) {
-  if (!device_name.empty()) {
-    DeviceDatabase database;
-    if (!LoadDatabase(options, database)) return kExitInvalidInput;
-    const DeviceInfo* found = database.FindDevice(device_name.c_str());
-    if (found == nullptr) {
-      Complain("", "no device named " + device_name + " in the device database");
-      return kExitUsage;
-    }
-    device = *found;
-    return kExitOk;
-  }
+  if (!device_name.empty()) return DeviceByName(options, device_name, device);
   JEDECSummary summary;
   const int status = GetJEDECSummary(path.c_str(), &summary);
   if (status != kStatusOk) {
