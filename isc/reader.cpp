@@ -11,7 +11,10 @@
 #include "fusekit/crc.h"
 #include "fusekit/family.h"
 #include "fusekit/isc.h"
+#include "fusekit/jedec.h"
 #include "isc/tokenizer.h"
+#include "support/legacy_fusemap/grend.h"
+#include "support/legacy_fusemap/row_file.h"
 
 namespace fusekit::isc {
 namespace {
@@ -216,6 +219,15 @@ class IscParser {
 
 enum class Mode { kFull, kUsercodeOnly, kControlOnly };
 
+// What the Grend path passes on unchanged to GREND_OUT and JEDEC2SVFPlus.
+struct LegacyArguments {
+  int jedec_mode = 0;
+  const char* jedec_option = nullptr;
+  const char* work_dir = nullptr;
+  const char* package_name = nullptr;
+  const char* install_path = nullptr;
+};
+
 struct ReadRequest {
   const char* file_name;
   DeviceInfo* device;
@@ -226,6 +238,7 @@ struct ReadRequest {
   char* data_crc_out;
   char* file_crc_out;
   int* array_rows_out;
+  LegacyArguments legacy;
 };
 
 // Reads "-- KEY = number" from an upper-cased comment line; false when the key is absent.
@@ -369,6 +382,123 @@ int MainPass(const ReadRequest& request, std::string* comments,
   return status;
 }
 
+// The Grend PLD devices (vendor "Helvar") are read through the legacy fuse-map library: the
+// read-back rows go to it as a row file, it builds a JEDEC file, and that file is read instead.
+constexpr int kRowFileNotCreated = -1;
+constexpr int kJedecNotRead = -13;
+constexpr int kGrendResultBase = -4;  // GREND_OUT's failures 1 to 7 become -5 to -11
+
+bool IsHelvar(const DeviceInfo& device) {
+  return std::strcmp(device.GetVendor(), "Helvar") == 0;
+}
+
+// Bit i of the row's bit string is row position i, most significant bit of byte 0 first; bits
+// past the row's bytes read as 1. This is the order of the usercode rows of 16 and 32 bits.
+std::string PositionBits(const KvByteBuffer* row, unsigned int bits) {
+  std::string text(bits, '1');
+  if (row == nullptr) return text;
+  const unsigned char* bytes = row->GetBuffer();
+  const unsigned int size = static_cast<unsigned int>(row->GetDataSize());
+  for (unsigned int i = 0; i < bits && i / 8 < size; ++i) {
+    text[i] = ((bytes[i / 8] >> (7 - i % 8)) & 1u) != 0 ? '1' : '0';
+  }
+  return text;
+}
+
+// A row as the row file holds it: column c is row position pad + width - 1 - c, the reversal
+// that the JEDEC conversion lays the columns out by.
+std::string ColumnBits(const KvByteBuffer* row, unsigned int width) {
+  const std::string positions = PositionBits(row, (width + 7) / 8 * 8);
+  const unsigned int pad = (width + 7) / 8 * 8 - width;
+  std::string columns(width, '1');
+  for (unsigned int c = 0; c < width; ++c) columns[c] = positions[pad + width - 1 - c];
+  return columns;
+}
+
+legacy::RowFile ReadBackRows(SVFPlusData& data, const DeviceInfo& device) {
+  legacy::RowFile rows;
+  SVFDataField* array = data.GetDataField("FuseArray_TDO");
+  for (unsigned int a = 0; a < device.GetAddressLength(); ++a) {
+    rows[static_cast<int>(a)] =
+        ColumnBits(array->GetRow(static_cast<int>(a) + 1), device.GetDataLength());
+  }
+  if (SVFDataField* usercode = data.GetDataField("Usercode_TDO")) {
+    rows[legacy::kUsercodeRow] = PositionBits(usercode->GetRow(1), 32);
+  }
+  if (SVFDataField* e_fuses = data.GetDataField("EFuseArray_TDO")) {
+    rows[legacy::kERow] = ColumnBits(e_fuses->GetRow(1), device.GetDataLength());
+  }
+  return rows;
+}
+
+// The JEDEC file's name: the package's JDF name up to its first '.', else the device's name.
+std::string JedecBaseName(DeviceInfo& device, const char* package_name) {
+  const PackageList* packages = device.GetDevicePackage();
+  const Package* package =
+      packages != nullptr && package_name != nullptr ? packages->GetPackage(package_name) : nullptr;
+  std::string name = package != nullptr && package->GetJDF() != nullptr ? package->GetJDF() : "";
+  name = name.substr(0, name.find('.'));
+  return name.empty() ? std::string(device.GetName()) : name;
+}
+
+// The legacy library's folder: installPath without a last component "grend" (any case), in
+// lower case, with "grend" appended.
+std::string LegacyLibraryFolder(const char* install_path) {
+  std::string folder = Lower(install_path != nullptr ? install_path : "");
+  const std::size_t slash = folder.find_last_of("\\/");
+  if (slash != std::string::npos && folder.compare(slash + 1, std::string::npos, "grend") == 0) {
+    folder.erase(slash);
+  }
+  return core::PathInFolder(folder.c_str(), "grend");
+}
+
+int ReadThroughLegacyLibrary(const ReadRequest& request) {
+  SVFPlusData& data = *request.data;
+  DeviceInfo& device = *request.device;
+  if (data.GetDataField("FuseArray_TDO") == nullptr) return kNullFieldOrRow;
+  const std::string row_file = core::PathInFolder(request.legacy.work_dir, "tvex.tdo");
+  const std::string result_file = core::PathInFolder(request.legacy.work_dir, "result.txt");
+  const std::string jedec_file =
+      core::PathInFolder(request.legacy.work_dir,
+                         (JedecBaseName(device, request.legacy.package_name) + ".jed").c_str());
+  if (!legacy::WriteRowFile(row_file, ReadBackRows(data, device))) {
+    std::remove(row_file.c_str());
+    return kRowFileNotCreated;
+  }
+  int result = GREND_OUT(row_file.c_str(), "r", jedec_file.c_str(), result_file.c_str(),
+                         request.legacy.jedec_option, request.legacy.work_dir,
+                         LegacyLibraryFolder(request.legacy.install_path).c_str());
+  if (result >= kGrendOutCannotReadRows && result <= kGrendOutCannotWrite) {
+    result = kGrendResultBase - result;
+  }
+  std::remove(row_file.c_str());
+  std::remove(result_file.c_str());
+  if (result < 0) return result;
+
+  while (const SVFDataField* first = data.GetDataField(0)) {
+    const std::string name = first->GetFieldName();
+    if (!data.DeleteDataField(name.c_str())) break;
+  }
+  std::vector<char> jedec_name(jedec_file.begin(), jedec_file.end());
+  jedec_name.push_back('\0');
+  const int read = JEDEC2SVFPlus(jedec_name.data(), &device, request.legacy.jedec_mode, &data,
+                                 request.legacy.jedec_option, request.legacy.work_dir,
+                                 request.legacy.package_name, request.legacy.install_path);
+  std::remove(jedec_file.c_str());
+  if (read < 0) return kJedecNotRead;
+  if (request.data_crc_out != nullptr) {
+    request.data_crc_out[0] = '\0';
+    if (SVFDataField* array = data.GetDataField("FuseArray_TDO")) {
+      SVFDataField* e_fuses = data.GetDataField("EFuseArray_TDO");
+      array->ResetRowPointer();
+      if (e_fuses != nullptr) e_fuses->ResetRowPointer();
+      char name[] = "array_tdo";
+      GetDataCRC(name, nullptr, array, e_fuses, true, request.data_crc_out);
+    }
+  }
+  return result;
+}
+
 int ReadIsc(const ReadRequest& request) {
   if (request.data == nullptr || request.device == nullptr) return kSyntax;
   if (request.mode == Mode::kFull) {
@@ -378,19 +508,20 @@ int ReadIsc(const ReadRequest& request) {
   std::vector<std::string> entities;
   const int status = MainPass(request, nullptr, &entities);
   if (status < 0) return status;
-  if (request.mode == Mode::kFull) {
-    if (request.data_crc_out != nullptr) {
-      request.data_crc_out[0] = '\0';
-      if (SVFDataField* array = request.data->GetDataField("FuseArray_TDI")) {
-        array->ResetRowPointer();
-        char name[] = "array";
-        GetDataCRC(name, nullptr, array, nullptr, true, request.data_crc_out);
-      }
+  if (request.mode != Mode::kControlOnly && IsHelvar(*request.device)) {
+    const int grend = ReadThroughLegacyLibrary(request);
+    if (grend < 0) return grend;
+  } else if (request.mode == Mode::kFull && request.data_crc_out != nullptr) {
+    request.data_crc_out[0] = '\0';
+    if (SVFDataField* array = request.data->GetDataField("FuseArray_TDI")) {
+      array->ResetRowPointer();
+      char name[] = "array";
+      GetDataCRC(name, nullptr, array, nullptr, true, request.data_crc_out);
     }
-    if (request.array_rows_out != nullptr) {
-      if (const SVFDataField* array = request.data->GetDataField("FuseArray_TDI")) {
-        *request.array_rows_out = array->GetRowCount();
-      }
+  }
+  if (request.mode == Mode::kFull && request.array_rows_out != nullptr) {
+    if (const SVFDataField* array = request.data->GetDataField("FuseArray_TDI")) {
+      *request.array_rows_out = array->GetRowCount();
     }
   }
   return status;
@@ -441,13 +572,20 @@ int ReadHeaderOnly(const char* file_name, std::vector<std::string>& entities, st
 using fusekit::isc::Mode;
 using fusekit::isc::ReadIscGuarded;
 
-int ISC2SVFPlus(char* fileName, DeviceInfo* device, int /*jedecMode*/, SVFPlusData* data,
-                const char* /*jedecOption*/, char* /*workDir*/, const char* /*packageName*/,
-                char* /*installPath*/, KvObjList* entityNames, char* dataCRCOut, char* fileCRCOut,
-                int* arrayRowCountOut) {
+int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
+                const char* jedecOption, char* workDir, const char* packageName, char* installPath,
+                KvObjList* entityNames, char* dataCRCOut, char* fileCRCOut, int* arrayRowCountOut) {
   const std::vector<std::string> names = fusekit::isc::NamesOf(entityNames);
-  return ReadIscGuarded(
-      {fileName, device, data, Mode::kFull, 0, &names, dataCRCOut, fileCRCOut, arrayRowCountOut});
+  return ReadIscGuarded({fileName,
+                         device,
+                         data,
+                         Mode::kFull,
+                         0,
+                         &names,
+                         dataCRCOut,
+                         fileCRCOut,
+                         arrayRowCountOut,
+                         {jedecMode, jedecOption, workDir, packageName, installPath}});
 }
 
 int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
@@ -457,13 +595,21 @@ int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* 
                      installPath, entityNames, dataCRCOut, fileCRCOut, nullptr);
 }
 
-int ISC2SVFPlus(char* fileName, DeviceInfo* device, int /*jedecMode*/, SVFPlusData* data,
-                const char* /*jedecOption*/, char* /*workDir*/, const char* /*packageName*/,
-                char* /*installPath*/, std::list<std::string>& entityNames, char* dataCRCOut,
-                char* fileCRCOut, int* arrayRowCountOut) {
+int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
+                const char* jedecOption, char* workDir, const char* packageName, char* installPath,
+                std::list<std::string>& entityNames, char* dataCRCOut, char* fileCRCOut,
+                int* arrayRowCountOut) {
   const std::vector<std::string> names(entityNames.begin(), entityNames.end());
-  return ReadIscGuarded(
-      {fileName, device, data, Mode::kFull, 0, &names, dataCRCOut, fileCRCOut, arrayRowCountOut});
+  return ReadIscGuarded({fileName,
+                         device,
+                         data,
+                         Mode::kFull,
+                         0,
+                         &names,
+                         dataCRCOut,
+                         fileCRCOut,
+                         arrayRowCountOut,
+                         {jedecMode, jedecOption, workDir, packageName, installPath}});
 }
 
 int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
@@ -473,18 +619,35 @@ int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* 
                      installPath, entityNames, dataCRCOut, fileCRCOut, nullptr);
 }
 
-int USERCODEISC2SVFPlus(char* fileName, DeviceInfo* device, int /*jedecMode*/, SVFPlusData* data,
-                        const char* /*jedecOption*/, char* /*workDir*/, const char* /*packageName*/,
-                        char* /*installPath*/, KvObjList* /*entityNames*/, char* /*dataCRCOut*/,
+int USERCODEISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
+                        const char* jedecOption, char* workDir, const char* packageName,
+                        char* installPath, KvObjList* /*entityNames*/, char* dataCRCOut,
                         char* fileCRCOut) {
-  return ReadIscGuarded(
-      {fileName, device, data, Mode::kUsercodeOnly, 0, nullptr, nullptr, fileCRCOut, nullptr});
+  // The data CRC is left alone unless the Grend path fills it.
+  return ReadIscGuarded({fileName,
+                         device,
+                         data,
+                         Mode::kUsercodeOnly,
+                         0,
+                         nullptr,
+                         dataCRCOut,
+                         fileCRCOut,
+                         nullptr,
+                         {jedecMode, jedecOption, workDir, packageName, installPath}});
 }
 
 int CONTROLISC2SVFPlus(char* fileName, DeviceInfo* device, int registerIndex, SVFPlusData* data,
                        const char* /*unused1*/, const char* /*unused2*/, const char* /*unused3*/) {
-  return ReadIscGuarded({fileName, device, data, Mode::kControlOnly, registerIndex, nullptr,
-                         nullptr, nullptr, nullptr});
+  return ReadIscGuarded({fileName,
+                         device,
+                         data,
+                         Mode::kControlOnly,
+                         registerIndex,
+                         nullptr,
+                         nullptr,
+                         nullptr,
+                         nullptr,
+                         {}});
 }
 
 int ISCEntityNameCheck(char* fileName, KvObjList* entityNames) {

@@ -24,16 +24,6 @@ const char* ResultText(int result) {
   }
 }
 
-int WriteResult(const char* resultFile, int result) {
-  if (resultFile != nullptr && resultFile[0] != '\0') {
-    if (std::FILE* file = std::fopen(resultFile, "wb")) {
-      std::fprintf(file, "%d %s\n", result, ResultText(result));
-      std::fclose(file);
-    }
-  }
-  return result;
-}
-
 int Derive(const char* tdiFile, const char* tdoFile, const char* maskFile,
            unsigned int addressLength, unsigned int dataLength) {
   using fusekit::legacy::RowFile;
@@ -63,8 +53,10 @@ int Derive(const char* tdiFile, const char* tdoFile, const char* maskFile,
 int GREND_IN(const char* tdiFile, const char* tdoFile, const char* maskFile, const char* resultFile,
              unsigned int addressLength, unsigned int dataLength) {
   try {
-    return WriteResult(resultFile, Derive(tdiFile, tdoFile, maskFile, addressLength, dataLength));
+    const int result = Derive(tdiFile, tdoFile, maskFile, addressLength, dataLength);
+    return fusekit::legacy::WriteResultFile(resultFile, result, ResultText(result));
   } catch (...) {
-    return WriteResult(resultFile, kGrendCannotWrite);
+    return fusekit::legacy::WriteResultFile(resultFile, kGrendCannotWrite,
+                                            ResultText(kGrendCannotWrite));
   }
 }

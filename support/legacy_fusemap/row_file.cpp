@@ -55,4 +55,13 @@ bool WriteRowFile(const std::string& path, const RowFile& rows) {
   return std::ferror(file.get()) == 0;
 }
 
+int WriteResultFile(const char* path, int result, const char* meaning) {
+  if (path != nullptr && path[0] != '\0') {
+    if (std::unique_ptr<std::FILE, Closer> file{std::fopen(path, "wb")}) {
+      std::fprintf(file.get(), "%d %s\n", result, meaning);
+    }
+  }
+  return result;
+}
+
 }  // namespace fusekit::legacy

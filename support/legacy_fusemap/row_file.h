@@ -24,6 +24,10 @@ bool ReadRowFile(const std::string& path, RowFile& rows);
 // Writes rows in index order, array rows first, then -1 and -2. False on a write error.
 bool WriteRowFile(const std::string& path, const RowFile& rows);
 
+// Writes the one-line result file of a legacy-library call, "<result> <meaning>", when path is
+// given; returns result. A result file that cannot be written is passed over.
+int WriteResultFile(const char* path, int result, const char* meaning);
+
 }  // namespace fusekit::legacy
 
 #endif  // FUSEKIT_SUPPORT_LEGACY_FUSEMAP_ROW_FILE_H

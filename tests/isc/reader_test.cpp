@@ -1,4 +1,5 @@
 // The ISC readers: round trips through the writer, every status, and the narrow readers.
+#include <filesystem>
 #include <list>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@ namespace {
 
 using fusekit::testing::JedecBuilder;
 using fusekit::testing::RandomFuses;
+using fusekit::testing::ReadFile;
 using fusekit::testing::TempDir;
 using Bytes = std::vector<std::uint8_t>;
 
@@ -197,6 +199,115 @@ TEST(IscReader, ValuesOfTheBaseFile) {
   ASSERT_EQ(Read(dir.Write("g.isc", text), single, one_row), 1);
   EXPECT_EQ(single.GetAddressLength(), 1u);
   EXPECT_EQ(single.GetFuseNumber(), 24u);
+}
+
+// The Grend PLD devices (vendor "Helvar") are read through a row file and a JEDEC file built by
+// the legacy library; the read-back rows of the ISC file become the fuses.
+DeviceInfo GrendDevice() {
+  DeviceInfo device = Device("Grend", 4, 12);
+  device.SetVendor("Helvar");
+  PackageList packages;
+  Package package;
+  package.SetType("PLCC44");
+  package.SetJDF("gr120.j44");
+  packages.AddPackage(package);
+  device.SetDevicePackage(packages);
+  device.SaveDeviceBackupValue();
+  return device;
+}
+
+std::string GrendIsc(const TempDir& dir, SVFPlusData& from_jedec) {
+  DeviceInfo device = GrendDevice();
+  JedecBuilder b;
+  b.fuses = RandomFuses(48, 77);
+  b.extra_fields = "UHCAFE0123*";
+  std::string jed = dir.Write("g.jed", b.Build());
+  EXPECT_EQ(JEDEC2SVFPlus(jed.data(), &device, 1, &from_jedec, "", dir.Path("").c_str(), "", ""),
+            0);
+  const std::string isc = dir.Path("g.isc");
+  EXPECT_GE(SVFPlus2ISC(&from_jedec, nullptr, isc.c_str(), "GR", 0, 0, "test"), 0);
+  return isc;
+}
+
+int ReadGrend(std::string path, DeviceInfo& device, SVFPlusData& data, std::string work,
+              char* data_crc = nullptr) {
+  char install[] = "C:\\Tools\\Grend";
+  return ISC2SVFPlus(path.data(), &device, 1, &data, "", work.data(), "PLCC44", install,
+                     static_cast<KvObjList*>(nullptr), data_crc, nullptr);
+}
+
+TEST(IscReader, GrendDevicesKeepTheirFusesThroughTheLegacyLibrary) {
+  TempDir dir;
+  SVFPlusData from_jedec;
+  const std::string isc = GrendIsc(dir, from_jedec);
+  DeviceInfo device = GrendDevice();
+  SVFPlusData from_isc;
+  char data_crc[16] = "";
+  ASSERT_EQ(ReadGrend(isc, device, from_isc, dir.Path(""), data_crc), 1);
+  for (const char* name :
+       {"FuseArray_TDI", "Usercode_TDI", "FuseArray_TDO", "Usercode_TDO", "FuseArray_MASK", "ID"})
+    ExpectSameField(from_jedec, from_isc, name);
+  char expected[16];
+  SVFDataField* tdo = from_isc.GetDataField("FuseArray_TDO");
+  tdo->ResetRowPointer();
+  GetDataCRC(nullptr, nullptr, tdo, nullptr, true, expected);
+  EXPECT_STREQ(data_crc, expected);
+  for (const char* work : {"tvex.tdo", "result.txt", "gr120.jed"})
+    EXPECT_FALSE(std::filesystem::exists(dir.Path(work))) << work;
+}
+
+TEST(IscReader, StatusesOfTheGrendPath) {
+  TempDir dir;
+  SVFPlusData from_jedec;
+  const std::string isc = GrendIsc(dir, from_jedec);
+  {
+    DeviceInfo device = GrendDevice();
+    SVFPlusData data;
+    EXPECT_EQ(ReadGrend(isc, device, data, dir.Path("no/such/folder")), -1);
+  }
+  {
+    // The base file has no array_tdo block.
+    DeviceInfo device = GrendDevice();
+    SVFPlusData data;
+    EXPECT_EQ(ReadGrend(dir.Write("base.isc", kBase), device, data, dir.Path("")), -3);
+  }
+  {
+    // An array of no rows: the legacy library finds no array rows (its result 4).
+    std::string text = ReadFile(isc);
+    for (std::size_t at = 0; (at = text.find("COLUMN_WIDTH = 4", at)) != std::string::npos;)
+      text.replace(at, 16, "COLUMN_WIDTH = 0");
+    DeviceInfo device = GrendDevice();
+    SVFPlusData data;
+    EXPECT_EQ(ReadGrend(dir.Write("empty.isc", text), device, data, dir.Path("")), -8);
+  }
+  {
+    // The JEDEC file cannot be written (its result 7): a folder of its name is in the way.
+    std::filesystem::create_directory(dir.Path("gr120.jed"));
+    DeviceInfo device = GrendDevice();
+    SVFPlusData data;
+    EXPECT_EQ(ReadGrend(isc, device, data, dir.Path("")), -11);
+    std::filesystem::remove(dir.Path("gr120.jed"));
+  }
+  {
+    // The JEDEC file does not fit the device: its fuse count is not the device's.
+    DeviceInfo device = GrendDevice();
+    device.SetFuseNumber(50);
+    device.SaveDeviceBackupValue();
+    SVFPlusData data;
+    EXPECT_EQ(ReadGrend(isc, device, data, dir.Path("")), -13);
+    EXPECT_FALSE(std::filesystem::exists(dir.Path("gr120.jed")));
+  }
+  {
+    // The usercode reader takes the same path, and never has the array it needs.
+    DeviceInfo device = GrendDevice();
+    SVFPlusData data;
+    std::string path = isc;
+    std::string work = dir.Path("");
+    char install[] = "";
+    EXPECT_EQ(USERCODEISC2SVFPlus(path.data(), &device, 1, &data, "", work.data(), "PLCC44",
+                                  install, nullptr, nullptr, nullptr),
+              -3);
+  }
 }
 
 TEST(IscReader, NarrowReaders) {
