@@ -104,4 +104,38 @@ FUSEKIT_API int JEDEC2ISC(char* sourceFile, DeviceInfo* device, int jedecMode,
                           const char* readerOption3, char* entity, char* outFile,
                           int usercodeFromCRC, const char* creator);
 
+// One data block of an ISC data file as GetISCSummary finds it.
+struct ISCBlockSummary {
+  std::string name;            // the block name as written
+  std::string keyword;         // "repeat" or "initialize", lower case
+  bool unprocessed = false;    // written as "unprocessed data"
+  unsigned long rowWidth = 0;  // bits a row: the ROW_WIDTH comment, else four a digit of row 1
+  unsigned long rowCount = 0;  // rows found (COLUMN_WIDTH is not trusted)
+  unsigned long terminateRows = 0;
+  bool hasStoredCRC = false;  // a data_CRC part was present
+  unsigned int storedCRC = 0;
+  unsigned int computedCRC = 0;  // data CRC of the rows and terminate rows as found
+};
+
+// What an ISC data file holds, without a device record.
+struct ISCSummary {
+  std::string comments;  // comment lines before the opening keyword, each "-- text\n"
+  std::string standard;  // STD_Version
+  std::string date;      // Creation_Date
+  std::string creator;   // the Creator text without its quotes
+  std::vector<std::string> entities;
+  bool security = false;  // override proc_program_security ... ON
+  std::vector<ISCBlockSummary> blocks;
+  bool hasFileChecksum = false;  // four hex digits follow the closing parenthesis
+  unsigned short storedFileChecksum = 0;
+  unsigned short computedFileChecksum = 0;  // CRC-16 of the text before those digits
+};
+
+// Reads an ISC data file into summary, row widths taken from its size comments. Result 0; -2 the
+// file cannot be opened, does not open with "IEEE_1532_Data (", or holds an unknown keyword;
+// -13 a syntax error inside a block (a row with too many or too few digits, a character that is
+// not a hex digit); -16 the file ends early; -6 null summary. What was read before a failure is
+// left in summary.
+FUSEKIT_API int GetISCSummary(const char* fileName, ISCSummary* summary);
+
 #endif  // FUSEKIT_ISC_H

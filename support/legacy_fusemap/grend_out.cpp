@@ -127,8 +127,7 @@ int Convert(const char* rowFile, const char* mode, const char* jedecFile) {
 }  // namespace
 
 int GREND_OUT(const char* rowFile, const char* mode, const char* jedecFile, const char* resultFile,
-              const char* /*jedecOption*/, const char* /*workDir*/,
-              const char* /*libraryFolder*/) {
+              const char* /*jedecOption*/, const char* /*workDir*/, const char* /*libraryFolder*/) {
   int result;
   try {
     result = Convert(rowFile, mode, jedecFile);

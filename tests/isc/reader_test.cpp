@@ -360,4 +360,87 @@ TEST(IscHeaderQueries, EntityNames) {
   EXPECT_STREQ(comments, "-- leading comment\n");
 }
 
+TEST(IscSummary, HeaderBlocksAndChecksumsOfTheBaseFile) {
+  TempDir dir;
+  const std::string path = dir.Write("f.isc", kBase);
+  ISCSummary s;
+  ASSERT_EQ(GetISCSummary(path.c_str(), &s), 0);
+  EXPECT_EQ(s.comments, "-- leading comment\n");
+  EXPECT_EQ(s.standard, "STD_1532_2001");
+  EXPECT_EQ(s.date, "20261121.1200");
+  EXPECT_EQ(s.creator, "a tool");
+  EXPECT_EQ(s.entities, (std::vector<std::string>{"DEV1", "DEV2"}));
+  EXPECT_TRUE(s.security);
+  ASSERT_EQ(s.blocks.size(), 2u);
+  EXPECT_EQ(s.blocks[0].name, "array");
+  EXPECT_EQ(s.blocks[0].keyword, "repeat");
+  EXPECT_EQ(s.blocks[0].rowWidth, 12u);
+  EXPECT_EQ(s.blocks[0].rowCount, 2u);
+  EXPECT_TRUE(s.blocks[0].hasStoredCRC);
+  EXPECT_EQ(s.blocks[0].storedCRC, 0x12345678u);
+  // The rows 0xABC and 0x123, twelve bits each, least significant bit first.
+  SVFDataField rows;
+  for (const Bytes& row : {Bytes{0x0A, 0xBC}, Bytes{0x01, 0x23}}) {
+    KvByteBuffer* added = rows.AddRow(12);
+    for (std::uint8_t b : row) added->WriteData(b);
+  }
+  GetDataCRC(nullptr, &rows, nullptr, nullptr, false, nullptr);
+  EXPECT_EQ(s.blocks[0].computedCRC, GetBlockCRCRegister());
+  EXPECT_EQ(s.blocks[1].name, "usercode");
+  EXPECT_EQ(s.blocks[1].rowWidth, 32u);
+  EXPECT_FALSE(s.blocks[1].hasStoredCRC);
+  EXPECT_TRUE(s.hasFileChecksum);
+  EXPECT_EQ(s.storedFileChecksum, 0xBEEF);
+  EXPECT_NE(s.computedFileChecksum, 0xBEEF);
+}
+
+TEST(IscSummary, AgreesWithTheWriter) {
+  TempDir dir;
+  DeviceInfo device = Device("TestFamily", 6, 20);
+  JedecBuilder b;
+  b.fuses = RandomFuses(120, 9);
+  std::string jed = dir.Write("f.jed", b.Build());
+  SVFPlusData data;
+  ASSERT_EQ(JEDEC2SVFPlus(jed.data(), &device, 1, &data, "", "", "", ""), 0);
+  const std::string isc = dir.Path("f.isc");
+  const int checksum = SVFPlus2ISC(&data, "-- one\n--\n", isc.c_str(), "E1", 0, 0, "me");
+  ASSERT_GE(checksum, 0);
+  ISCSummary s;
+  ASSERT_EQ(GetISCSummary(isc.c_str(), &s), 0);
+  EXPECT_EQ(s.comments, "-- one\n--\n");
+  EXPECT_EQ(s.creator, "me");
+  ASSERT_FALSE(s.blocks.empty());
+  EXPECT_EQ(s.blocks[0].rowCount, 6u);
+  EXPECT_EQ(s.blocks[0].rowWidth, 20u);
+  EXPECT_TRUE(s.blocks[0].hasStoredCRC);
+  EXPECT_EQ(s.blocks[0].computedCRC, s.blocks[0].storedCRC);
+  EXPECT_EQ(s.storedFileChecksum, checksum);
+  EXPECT_EQ(s.computedFileChecksum, checksum);
+}
+
+TEST(IscSummary, Statuses) {
+  const struct {
+    const char* what;
+    std::string text;
+    int status;
+  } cases[] = {
+      {"no opening keyword", "HEADER (\n)\n", -2},
+      {"no ( after the opening", With("IEEE_1532_Data (", "IEEE_1532_Data"), -2},
+      {"unknown keyword", With(" data array (", " frobnicate data array ("), -2},
+      {"too many digits", With("abc,", "abcd,"), -13},
+      {"not a hex digit", With("123", "12G"), -13},
+      {"unknown part", With("  data_CRC (", "  checksum ("), -13},
+      {"block never closed", kBase.substr(0, kBase.find(" data usercode")), -16},
+      {"empty file", "", -2},
+  };
+  TempDir dir;
+  for (const auto& c : cases) {
+    ISCSummary s;
+    EXPECT_EQ(GetISCSummary(dir.Write("f.isc", c.text).c_str(), &s), c.status) << c.what;
+  }
+  ISCSummary s;
+  EXPECT_EQ(GetISCSummary(dir.Path("missing.isc").c_str(), &s), -2);
+  EXPECT_EQ(GetISCSummary(dir.Path("missing.isc").c_str(), nullptr), -6);
+}
+
 }  // namespace

@@ -16,10 +16,10 @@ using fusekit::testing::ReadFile;
 using fusekit::testing::TempDir;
 
 int ConvertRows(const TempDir& dir, const std::string& rows, const char* mode = "r",
-        const std::string& jedec = "out.jed") {
+                const std::string& jedec = "out.jed") {
   const std::string row_file = dir.Write("rows.tdo", rows);
-  return GREND_OUT(row_file.c_str(), mode, dir.Path(jedec).c_str(),
-                   dir.Path("result.txt").c_str(), "", dir.Path("").c_str(), "");
+  return GREND_OUT(row_file.c_str(), mode, dir.Path(jedec).c_str(), dir.Path("result.txt").c_str(),
+                   "", dir.Path("").c_str(), "");
 }
 
 TEST(GrendOut, WritesTheJedecFileOfTheRows) {
@@ -83,9 +83,9 @@ TEST(GrendOut, ResultCodes) {
   EXPECT_EQ(GREND_OUT(dir.Path("missing.tdo").c_str(), "r", dir.Path("out.jed").c_str(), nullptr,
                       nullptr, nullptr, nullptr),
             kGrendOutCannotReadRows);
-  EXPECT_EQ(GREND_OUT(nullptr, "r", dir.Path("out.jed").c_str(), nullptr, nullptr, nullptr,
-                      nullptr),
-            kGrendOutCannotReadRows);
+  EXPECT_EQ(
+      GREND_OUT(nullptr, "r", dir.Path("out.jed").c_str(), nullptr, nullptr, nullptr, nullptr),
+      kGrendOutCannotReadRows);
 }
 
 // The file GREND_OUT writes is what the JEDEC conversion of the Grend devices reads: the rows
@@ -97,8 +97,7 @@ TEST(GrendOut, JedecConversionReadsTheRowsBack) {
   device.SaveDeviceBackupValue();
   const std::vector<std::string> rows = {"1000000001", "0110100111", "0000011111"};
   std::string text;
-  for (std::size_t a = 0; a < rows.size(); ++a)
-    text += "\n\t" + std::to_string(a) + "\n" + rows[a];
+  for (std::size_t a = 0; a < rows.size(); ++a) text += "\n\t" + std::to_string(a) + "\n" + rows[a];
   text += "\n\t-1\n11001010111111100000000100100011";
   ASSERT_EQ(ConvertRows(dir, text), 0);
   std::string name = dir.Path("out.jed");

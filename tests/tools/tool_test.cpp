@@ -194,4 +194,32 @@ TEST(Tool, InfoOfAJedecFile) {
   EXPECT_EQ(RunTool("info " + dir.Write("x.bin", "no frame here")).status, 3);
 }
 
+TEST(Tool, InfoOfAnIscFile) {
+  fusekit::testing::TempDir dir;
+  const std::string isc = dir.Path("tv64.isc");
+  ASSERT_EQ(RunTool("convert " + kSample + " " + isc + " --device TV64").status, 0);
+  ToolRun run = RunTool("info " + isc + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  for (const char* part : {"standard                STD_1532_2001", "entities                TV64",
+                           "    -- TOTAL_FUSES = 2304",
+                           "array                repeat         24 rows x 96 bits, data CRC "
+                           "22B60D55 stored, 22B60D55 computed: match",
+                           "usercode             initialize      1 row  x 32 bits", ": valid",
+                           "status 1 (read), 3 fields, 24 array rows, data CRC 22B60D55"})
+    EXPECT_TRUE(Contains(run.out, part)) << part << "\n" << run.out;
+
+  // One digit of the array changed: the block's CRC and the file checksum no longer agree.
+  std::string text = fusekit::testing::ReadFile(isc);
+  const std::size_t row = text.find("     ", text.find(" data array"));
+  text[row + 5] = text[row + 5] == '0' ? '1' : '0';
+  run = RunTool("info " + dir.Write("edited.isc", text));
+  EXPECT_EQ(run.status, 1) << run.out;
+  EXPECT_TRUE(Contains(run.out, "MISMATCH")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "INVALID")) << run.out;
+
+  run = RunTool("info " + dir.Write("cut.isc", text.substr(0, text.size() / 2)));
+  EXPECT_EQ(run.status, 3) << run.out;
+  EXPECT_TRUE(Contains(run.out, "-16")) << run.out;
+}
+
 }  // namespace

@@ -1,4 +1,5 @@
 // fusekit info: what a programming file holds.
+#include <cctype>
 #include <cstdio>
 #include <fstream>
 #include <vector>
@@ -8,12 +9,20 @@
 namespace fusekit::cli {
 namespace {
 
-bool LooksLikeJedec(const std::string& path) {
+std::string Head(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   char buffer[4096];
   in.read(buffer, sizeof buffer);
-  const std::string head(buffer, static_cast<std::size_t>(in.gcount()));
+  return std::string(buffer, static_cast<std::size_t>(in.gcount()));
+}
+
+bool LooksLikeJedec(const std::string& head) {
   return head.find('\x02') != std::string::npos;
+}
+
+bool LooksLikeIsc(std::string head) {
+  for (char& c : head) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return head.find("IEEE_1532_DATA") != std::string::npos;
 }
 
 void Field(const char* name, int given, long value, const char* format = "%ld") {
@@ -70,25 +79,115 @@ int JedecInfo(const InputFile& input) {
   return kExitOk;
 }
 
-int Info(const std::string& argument) {
+const char* Verdict(bool good) {
+  return good ? "valid" : "INVALID";
+}
+
+void PrintBlocks(const ISCSummary& s, bool& all_good) {
+  std::printf("  blocks:\n");
+  for (const ISCBlockSummary& b : s.blocks) {
+    std::printf("    %-20s %-10s %6lu row%s x %lu bits", b.name.c_str(), b.keyword.c_str(),
+                b.rowCount, b.rowCount == 1 ? " " : "s", b.rowWidth);
+    if (b.terminateRows != 0) std::printf(", terminate %lu", b.terminateRows);
+    if (b.unprocessed) std::printf(", unprocessed");
+    if (b.hasStoredCRC) {
+      const bool match = b.storedCRC == b.computedCRC;
+      all_good = all_good && match;
+      std::printf(", data CRC %.8X stored, %.8X computed: %s", b.storedCRC, b.computedCRC,
+                  match ? "match" : "MISMATCH");
+    }
+    std::printf("\n");
+  }
+}
+
+// The file as the device reads it: the reader's status and its data CRC.
+void PrintDeviceRead(const InputFile& input, DeviceInfo& device) {
+  std::string path = input.Path();
+  std::string work_dir = ".";
+  char empty[] = "";
+  char data_crc[64] = "";
+  int rows = 0;
+  SVFPlusData data;
+  const int status = ISC2SVFPlus(path.data(), &device, 1, &data, "", work_dir.data(), "", empty,
+                                 static_cast<KvObjList*>(nullptr), data_crc, nullptr, &rows);
+  std::printf("  read for %-15s status %d (%s)", device.GetName(), status,
+              status >= 0 ? "read" : StatusText(status));
+  if (status >= 0) {
+    std::printf(", %d fields, %d array rows, data CRC %s", data.GetDataFieldCount(), rows,
+                data_crc[0] != '\0' ? data_crc : "(none)");
+  }
+  std::printf("\n");
+}
+
+int IscInfo(const GlobalOptions& options, const InputFile& input, const std::string& device_name) {
+  DeviceInfo device;
+  if (!device_name.empty()) {
+    if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
+      return status;
+  }
+  ISCSummary s;
+  const int status = GetISCSummary(input.Path().c_str(), &s);
+  std::printf("%s: ISC data file\n", input.Label().c_str());
+  std::printf("  %-24s%s\n", "standard", s.standard.c_str());
+  std::printf("  %-24s%s\n", "created", s.date.c_str());
+  std::printf("  %-24s%s\n", "creator", s.creator.c_str());
+  std::string entities;
+  for (const std::string& name : s.entities) entities += (entities.empty() ? "" : ", ") + name;
+  std::printf("  %-24s%s\n", "entities", entities.c_str());
+  std::printf("  %-24s%s\n", "security override", s.security ? "on" : "off");
+  if (!s.comments.empty()) {
+    std::printf("  comments:\n");
+    for (std::size_t at = 0; at < s.comments.size();) {
+      const std::size_t end = s.comments.find('\n', at);
+      std::printf("    %s\n", s.comments.substr(at, end - at).c_str());
+      at = end == std::string::npos ? end : end + 1;
+    }
+  }
+  bool all_good = true;
+  PrintBlocks(s, all_good);
+  if (status != 0) {
+    ComplainStatus(input.Label(), "is not a well-formed ISC data file", status);
+    return kExitInvalidInput;
+  }
+  if (s.hasFileChecksum) {
+    const bool good = s.storedFileChecksum == s.computedFileChecksum;
+    all_good = all_good && good;
+    std::printf("  %-24s%.4X stored, %.4X computed: %s\n", "file checksum", s.storedFileChecksum,
+                s.computedFileChecksum, Verdict(good));
+  } else {
+    all_good = false;
+    std::printf("  %-24s(none after the closing parenthesis)\n", "file checksum");
+  }
+  if (!device_name.empty()) PrintDeviceRead(input, device);
+  return all_good ? kExitOk : kExitDifferent;
+}
+
+int Info(const GlobalOptions& options, const std::string& argument, const std::string& device) {
   InputFile input(argument);
   if (!input.Ready() || !IsFileReadable(input.Path().c_str())) {
     Complain(input.Label(), "cannot be opened for reading");
     return kExitInvalidInput;
   }
-  if (LooksLikeJedec(input.Path())) return JedecInfo(input);
+  const std::string head = Head(input.Path());
+  if (LooksLikeIsc(head)) return IscInfo(options, input, device);
+  if (LooksLikeJedec(head)) return JedecInfo(input);
   Complain(input.Label(),
-           "is not a file this command knows (a JEDEC file starts its fields with STX)");
+           "is not a file this command knows (a JEDEC file starts its fields with STX, an ISC "
+           "data file with IEEE_1532_Data)");
   return kExitInvalidInput;
 }
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app, const GlobalOptions& /*options*/, int& exit_status) {
-  CLI::App* command = app.add_subcommand("info", "Show what a programming file holds");
+void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_status) {
+  CLI::App* command = app.add_subcommand("info", "Show what a JEDEC or ISC data file holds");
   auto file = std::make_shared<std::string>();
+  auto device = std::make_shared<std::string>();
   command->add_option("FILE", *file, "the file ('-' for standard input)")->required();
-  command->callback([file, &exit_status] { exit_status = Info(*file); });
+  command->add_option("--device", *device,
+                      "for an ISC data file: also read it for this device of the database");
+  command->callback(
+      [&options, file, device, &exit_status] { exit_status = Info(options, *file, *device); });
 }
 
 }  // namespace fusekit::cli
