@@ -11,9 +11,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   DeviceInfo device = fusekit::fuzzing::FuzzDevice(data[0]);
   std::string path = fusekit::fuzzing::WriteInput(data + 1, size - 1, "control");
   SVFPlusData programming;
-  const int status = CONTROLISC2SVFPlus(path.data(), &device, data[0] & 1, &programming, "", "", "");
-  if (status != 0 && status != 1 && status != -2 && status != -3 && status != -13 &&
-      status != -16)
+  const int status =
+      CONTROLISC2SVFPlus(path.data(), &device, data[0] & 1, &programming, "", "", "");
+  if (status != 0 && status != 1 && status != -2 && status != -3 && status != -13 && status != -16)
     std::abort();
   std::remove(path.c_str());
   return 0;

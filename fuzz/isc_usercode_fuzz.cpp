@@ -16,8 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   SVFPlusData programming;
   const int status = USERCODEISC2SVFPlus(path.data(), &device, 1, &programming, "", empty, "",
                                          empty, nullptr, nullptr, file_crc);
-  if (status != 1 && status != -2 && status != -3 && status != -13 && status != -16)
-    std::abort();
+  if (status != 1 && status != -2 && status != -3 && status != -13 && status != -16) std::abort();
   std::remove(path.c_str());
   return 0;
 }

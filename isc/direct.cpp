@@ -12,6 +12,7 @@
 #include "fusekit/family.h"
 #include "fusekit/isc.h"
 #include "fusekit/jedec.h"
+#include "jedec/header_text.h"
 #include "support/util/crc_engine.h"
 
 namespace fusekit::isc {
@@ -142,13 +143,12 @@ int ConvertJedecToIsc(const char* source, DeviceInfo& device, const ReaderOption
   }
   if (const int status = MakeOmbrelConfiguration(*reading.data, device); status != 0) return status;
 
-  // The comment block carries the JEDEC file's header notes, which never exceed the file.
-  std::size_t header_bytes = 4096;
-  if (core::UniqueFile file = core::OpenFile(source, "rb")) {
-    std::fseek(file.get(), 0, SEEK_END);
-    const long size = std::ftell(file.get());
-    if (size > 0) header_bytes += 2 * static_cast<std::size_t>(size);
-  }
+  // The comment block: its fixed lines, the names given, and the JEDEC file's header notes.
+  std::string notes;
+  jedec::CollectHeaderText(source, true, notes);
+  const std::size_t header_bytes = 4096 + notes.size() + std::strlen(source) +
+                                   (creator != nullptr ? std::strlen(creator) : 0) +
+                                   std::strlen(device.GetPON()) + crc_text.size();
   std::vector<char> header(header_bytes, '\0');
   BuildISCHeader(header.data(), creator, static_cast<int>(device.GetFuseNumber()), device.GetPON(),
                  source, static_cast<unsigned int>(source_checksum), crc_text.c_str());

@@ -1,4 +1,5 @@
 // The ISC data file readers: ISC2SVFPlus and the narrow readers that share its tokenizer.
+#include <array>
 #include <cctype>
 #include <cstring>
 #include <list>
@@ -28,6 +29,29 @@ constexpr int kLengthMissing =
 constexpr int kWrongVersion = -17;
 constexpr int kBlocksFollow = 0;  // a block ended with ","
 constexpr int kDataEnded = 1;     // the file's closing ")"
+
+// The value of each hex digit character, -1 for every other character.
+constexpr std::array<signed char, 256> kHexDigitValue = [] {
+  std::array<signed char, 256> values{};
+  for (int c = 0; c < 256; ++c) {
+    values[static_cast<std::size_t>(c)] =
+        static_cast<signed char>(c >= '0' && c <= '9'   ? c - '0'
+                                 : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                 : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                                        : -1);
+  }
+  return values;
+}();
+
+// Characters of a line of rows that the bulk path takes: hex digits, blanks and commas.
+constexpr std::array<bool, 256> kRowLineCharacter = [] {
+  std::array<bool, 256> accepted{};
+  for (int c = 0; c < 256; ++c) {
+    accepted[static_cast<std::size_t>(c)] =
+        kHexDigitValue[static_cast<std::size_t>(c)] >= 0 || c == ' ' || c == '\t' || c == ',';
+  }
+  return accepted;
+}();
 
 std::string Upper(std::string text) {
   for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -169,24 +193,61 @@ class IscParser {
     if (!skipping && width == 0) return kNullFieldOrRow;
     const unsigned int bytes = (width + 7) / 8;
     const bool short_lead = width % 8 >= 1 && width % 8 <= 4;
-    KvByteBuffer* row = nullptr;
-    unsigned int got = 0;  // bytes of the row stored
-    int byte = -1;         // the byte being built, -1 for none
+    std::vector<unsigned char> row;  // the row being read, stored when it is complete
+    row.reserve(bytes);
+    int byte = short_lead ? 0xF : -1;  // the byte being built, -1 for none; the short first
+                                       // byte waits for one digit only
+    auto end_row = [&]() -> int {
+      if (byte >= 0 || row.size() != bytes) return kSyntax;  // the row must be complete
+      KvByteBuffer* stored = field->AddRow(width);
+      if (stored == nullptr || stored->AppendData(row.data(), bytes) == 0) return kNullFieldOrRow;
+      row.clear();
+      byte = short_lead ? 0xF : -1;
+      return 0;
+    };
+    // One character of the rows: a digit, a blank, or a "," or ")" that ends a row. 1 when the
+    // rows end, 0 to go on, or a status.
+    auto take = [&](char c) -> int {
+      const int digit = kHexDigitValue[static_cast<unsigned char>(c)];
+      if (digit >= 0) {
+        if (byte < 0) {
+          byte = digit;
+          return 0;
+        }
+        if (row.size() >= bytes) return kSyntax;
+        row.push_back(static_cast<unsigned char>((byte << 4) | digit));
+        byte = -1;
+        return 0;
+      }
+      if (c == ',' || c == ')') {
+        if (const int status = end_row(); status != 0) return status;
+        return c == ')' ? 1 : 0;
+      }
+      return c == ' ' || c == '\t' || c == '\n' || c == '\r' ? 0 : kSyntax;
+    };
+    // A line of the bulk path: pairs of digits that start a byte go in at once.
+    auto take_line = [&](const std::uint8_t* p, const std::uint8_t* end) -> int {
+      while (p != end) {
+        if (byte < 0 && end - p >= 2) {
+          const int high = kHexDigitValue[p[0]];
+          const int low = kHexDigitValue[p[1]];
+          if ((high | low) >= 0) {
+            if (row.size() >= bytes) return kSyntax;
+            row.push_back(static_cast<unsigned char>((high << 4) | low));
+            p += 2;
+            continue;
+          }
+        }
+        if (const int status = take(static_cast<char>(*p++)); status != 0) return status;
+      }
+      return 0;
+    };
     std::string token;
-    auto start_row = [&]() -> bool {
-      got = 0;
-      byte = short_lead ? 0xF : -1;  // the short first byte waits for one digit only
-      if (skipping) return true;
-      row = field->AddRow(width);
-      return row != nullptr;
-    };
-    auto store = [&](int value) -> bool {
-      if (got >= bytes) return false;
-      ++got;
-      return skipping || row->WriteData(static_cast<unsigned char>(value)) != 0;
-    };
-    if (!start_row()) return kNullFieldOrRow;
     for (;;) {
+      if (!skipping) {
+        if (const int status = TakeWholeLines(take_line); status != 0)
+          return status < 0 ? status : 0;
+      }
       if (!Next(kRowDelimiters, token)) return kSyntax;
       if (skipping) {
         // A block passed over: its rows are not checked, only its end is looked for.
@@ -194,23 +255,35 @@ class IscParser {
         continue;
       }
       for (const char c : token) {
-        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') continue;
-        if (c == ',' || c == ')') {
-          if (byte >= 0 || got != bytes) return kSyntax;  // the row must be complete
-          if (c == ')') return 0;
-          if (!start_row()) return kNullFieldOrRow;
-          continue;
-        }
-        if (!std::isxdigit(static_cast<unsigned char>(c))) return kSyntax;
-        const int digit =
-            std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : std::toupper(c) - 'A' + 10;
-        if (byte < 0) {
-          byte = digit;
-        } else {
-          if (!store((byte << 4) | digit)) return kSyntax;
-          byte = -1;
-        }
+        if (const int status = take(c); status != 0) return status < 0 ? status : 0;
       }
+    }
+  }
+
+  // Rows come as lines of digits, blanks and commas. Such lines, when the tokenizer would read
+  // each as a line of its own, are handed to take straight from the reader's window, which
+  // gives what the tokens would; a line with anything else (a ")", a comment), a line longer
+  // than the tokenizer's, or one that runs past the window is left to the tokenizer. Returns 0
+  // to go on with the tokenizer, else what take returned.
+  template <class TakeLine>
+  int TakeWholeLines(TakeLine& take_line) {
+    core::TextReader* in = tokens_.ReaderAtLineStart();
+    if (in == nullptr) return 0;
+    for (;;) {
+      const std::uint8_t* p = in->WindowBegin();
+      const std::uint8_t* const end = in->WindowEnd();
+      const std::uint8_t* const limit =
+          end - p > static_cast<std::ptrdiff_t>(kLineChars) ? p + kLineChars - 1 : end;
+      const std::uint8_t* q = p;
+      while (q != limit && kRowLineCharacter[*q]) ++q;
+      if (q == limit || (*q != '\n' && *q != '\r')) return 0;
+      const std::uint8_t* next = q + 1;
+      if (*q == '\r') {
+        if (next == end) return 0;  // a CR LF may be split by the window's end
+        if (*next == '\n') ++next;
+      }
+      if (const int status = take_line(p, q); status != 0) return status;
+      in->Consume(next);
     }
   }
 

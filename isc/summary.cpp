@@ -89,8 +89,7 @@ class Scanner {
       const std::size_t at = upper.find(key);
       if (at == std::string::npos) continue;
       unsigned long value = 0;
-      if (std::sscanf(upper.c_str() + at + std::strlen(key), " = %lu", &value) == 1)
-        width = value;
+      if (std::sscanf(upper.c_str() + at + std::strlen(key), " = %lu", &value) == 1) width = value;
     }
   }
 

@@ -2,14 +2,15 @@
 #include "isc/tokenizer.h"
 
 #include <cstring>
+#include <string_view>
 
 namespace fusekit::isc {
 namespace {
 
-constexpr std::size_t kLineBytes = 256;  // lines of at most 255 characters
+constexpr std::size_t kLineBytes = kLineChars + 1;
 
-bool IsComment(const std::string& line) {
-  return line.compare(0, 2, "--") == 0;
+bool IsComment(std::string_view line) {
+  return line.substr(0, 2) == "--";
 }
 
 }  // namespace
@@ -19,18 +20,20 @@ bool Tokenizer::ReadLine() {
   for (;;) {
     const std::size_t length = in_.ReadLine(buffer, sizeof buffer);
     if (length == 0) return false;
-    std::string line(buffer, length);
+    const std::string_view line(buffer, length);
     if (IsComment(line)) {
       if (!opened_) {
         std::size_t text = 2;
         while (text < line.size() && (line[text] == ' ' || line[text] == '\t')) ++text;
         std::size_t end = line.size();
         while (end > text && (line[end - 1] == '\n' || line[end - 1] == '\r')) --end;
-        comments_ += "-- " + line.substr(text, end - text) + "\n";
+        comments_ += "-- ";
+        comments_ += line.substr(text, end - text);
+        comments_ += "\n";
       }
       continue;
     }
-    if (line.find_first_not_of(" \t\r\n") == std::string::npos) continue;  // blank line
+    if (line.find_first_not_of(" \t\r\n") == std::string_view::npos) continue;  // blank line
     // "(", ")" and "," become tokens of their own; tabs and carriage returns blanks.
     line_.clear();
     for (char c : line) {
@@ -68,6 +71,12 @@ bool Tokenizer::Next(const char* delimiters, std::string& token) {
     }
     return true;
   }
+}
+
+core::TextReader* Tokenizer::ReaderAtLineStart() {
+  if (in_hand_ && line_.find_first_not_of(" \t\n", pos_) != std::string::npos) return nullptr;
+  in_hand_ = false;
+  return &in_;
 }
 
 bool Tokenizer::NextRawLine(std::string& line) {

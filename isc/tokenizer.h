@@ -14,6 +14,9 @@ constexpr const char* kKeywordDelimiters = " \t\n";
 constexpr const char* kValueDelimiters = "\t ";
 constexpr const char* kRowDelimiters = " \t";
 
+// The longest line the tokenizer reads as one; longer lines are read in pieces of this length.
+constexpr std::size_t kLineChars = 255;
+
 class Tokenizer {
  public:
   explicit Tokenizer(core::TextReader& in) : in_(in) {}
@@ -26,6 +29,11 @@ class Tokenizer {
   // Reads the next whole line, as read (for the comment lines of the geometry pass); false at
   // the end of the file. Drops the rest of the line in hand.
   bool NextRawLine(std::string& line);
+
+  // The reader, at the start of a line (or of a piece of a long line), when the line in hand has
+  // no token left; null when it has. A bulk scanner may take whole lines from it that the
+  // tokenizer would have read as lines of their own (at most kLineChars characters each).
+  core::TextReader* ReaderAtLineStart();
 
   // Once the opening keyword is seen, comment lines are no longer collected.
   void SetOpened() { opened_ = true; }

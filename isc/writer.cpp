@@ -31,6 +31,17 @@ class IscOutput {
     text_ += text;
     if (text_.size() >= kFlushBytes) Flush();
   }
+  // Room for at most count characters at the end of the text, to be filled and then closed
+  // with Commit at the end of what was written.
+  char* Extend(std::size_t count) {
+    const std::size_t size = text_.size();
+    text_.resize(size + count);
+    return &text_[size];
+  }
+  void Commit(const char* end) {
+    text_.resize(static_cast<std::size_t>(end - text_.data()));
+    if (text_.size() >= kFlushBytes) Flush();
+  }
   void Put(char c) {
     text_ += c;
     if (text_.size() >= kFlushBytes) Flush();
@@ -70,11 +81,15 @@ class IscOutput {
   void Feed(const std::uint8_t* p, std::size_t count) {
     const std::uint8_t* const end = p + count;
     while (!ended_ && p != end) {
-      const std::uint8_t* run = p;
-      while (run != end && *run != '\r' && *run != 0xFF) ++run;
-      crc_ = crc_engine::Ccitt16::Update(crc_, p, static_cast<std::size_t>(run - p));
-      if (run != end && *run == 0xFF) ended_ = true;
-      p = run == end ? end : run + 1;
+      const auto* cr =
+          static_cast<const std::uint8_t*>(std::memchr(p, '\r', static_cast<std::size_t>(end - p)));
+      if (cr == nullptr) cr = end;
+      const auto* stop =
+          static_cast<const std::uint8_t*>(std::memchr(p, 0xFF, static_cast<std::size_t>(cr - p)));
+      if (stop != nullptr) ended_ = true;
+      if (stop == nullptr) stop = cr;
+      crc_ = crc_engine::Ccitt16::Update(crc_, p, static_cast<std::size_t>(stop - p));
+      p = stop == end ? end : stop + 1;
     }
   }
 
@@ -111,23 +126,30 @@ void WritePartHead(IscOutput& out, const char* keyword, unsigned width, int rows
 
 // Writes a row as hex text: byte 0 holds the W mod 8 leading bits of a row W bits wide, so it is
 // cut to those bits and printed with one digit when they are 1 to 4, two otherwise; the other
-// bytes are printed two digits each, 35 to a line.
+// bytes are printed two digits each, 35 to a line. The digits are those of util_Hex2HexAnsi.
 void WriteRowText(IscOutput& out, const KvByteBuffer& row, unsigned width) {
-  std::string text = "     ";
+  static constexpr char kDigits[] = "0123456789ABCDEF";
   const int size = row.GetDataSize();
+  const unsigned char* bytes = row.GetBuffer();
+  const std::size_t most = 5 + 2 + 2 * static_cast<std::size_t>(size > 0 ? size : 0) +
+                           6 * static_cast<std::size_t>(size > 0 ? size / kRowBytesPerLine : 0);
+  char* p = out.Extend(most);
+  std::memcpy(p, "     ", 5);
+  p += 5;
   const unsigned lead_bits = width % 8;
-  unsigned char first = row.ReadData(0);
+  unsigned char first = size > 0 && bytes != nullptr ? bytes[0] : 0;  // an empty row prints 0
   if (lead_bits != 0) first = static_cast<unsigned char>(first & ((1u << lead_bits) - 1));
-  if (lead_bits == 0 || lead_bits >= 5)
-    text += util_Hex2HexAnsi(static_cast<unsigned char>(first >> 4));
-  text += util_Hex2HexAnsi(first);
+  if (lead_bits == 0 || lead_bits >= 5) *p++ = kDigits[first >> 4];
+  *p++ = kDigits[first & 0xF];
   for (int i = 1; i < size; ++i) {
-    const unsigned char byte = row.ReadData(i);
-    text += util_Hex2HexAnsi(static_cast<unsigned char>(byte >> 4));
-    text += util_Hex2HexAnsi(byte);
-    if (i % kRowBytesPerLine == kRowBytesPerLine - 1) text += "\n     ";
+    *p++ = kDigits[bytes[i] >> 4];
+    *p++ = kDigits[bytes[i] & 0xF];
+    if (i % kRowBytesPerLine == kRowBytesPerLine - 1) {
+      std::memcpy(p, "\n     ", 6);
+      p += 6;
+    }
   }
-  out.Put(text);
+  out.Commit(p);
 }
 
 // Every row of the field from its row pointer, each fed to the block CRC by its width.

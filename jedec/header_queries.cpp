@@ -1,10 +1,15 @@
 // Queries of a JEDEC file's header: note markers found by a line scan, the C and G values found
 // by a walk of the field stream, the header size and the header text.
+#include <array>
 #include <cctype>
 #include <cstdint>
 #include <cstring>
 #include <new>
 #include <string>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "core/file_io.h"
 #include "core/status.h"
@@ -76,6 +81,51 @@ constexpr const char kSkippedLetters[] = "DNPRSTVX";
 
 enum class WalkEnd { kFound, kNotFound, kNoStx, kCannotOpen };
 
+// The characters the walk takes one at a time and goes on from: valid, and neither its own
+// letter nor a skipped one, in either case. A fuse list is nothing else, so the walk passes over
+// runs of them in bulk.
+std::array<bool, 256> InertCharacters(int own_letter) {
+  std::array<bool, 256> inert{};
+  for (int c = 1; c < 256; ++c) {
+    const int upper = AsciiUpper(c);
+    inert[static_cast<std::size_t>(c)] =
+        IsValidChar(c) && upper != own_letter && std::strchr(kSkippedLetters, upper) == nullptr;
+  }
+  return inert;
+}
+
+#if defined(__SSE2__)
+// True when the sixteen bytes are all digits, blanks, line ends or "*": what a fuse list holds
+// between its "L" letters, and inert whatever the walk's own letter.
+bool SixteenFuseListCharacters(const std::uint8_t* p) {
+  const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+  const __m128i from_zero = _mm_sub_epi8(c, _mm_set1_epi8('0'));
+  const __m128i digit = _mm_cmpeq_epi8(_mm_min_epu8(from_zero, _mm_set1_epi8(9)), from_zero);
+  const __m128i other = _mm_or_si128(
+      _mm_or_si128(_mm_cmpeq_epi8(c, _mm_set1_epi8(' ')), _mm_cmpeq_epi8(c, _mm_set1_epi8('\n'))),
+      _mm_or_si128(_mm_cmpeq_epi8(c, _mm_set1_epi8('\r')), _mm_cmpeq_epi8(c, _mm_set1_epi8('*'))));
+  return _mm_movemask_epi8(_mm_or_si128(digit, other)) == 0xFFFF;
+}
+#endif
+
+void PassInert(core::TextReader& in, const std::array<bool, 256>& inert) {
+  for (;;) {
+    const std::uint8_t* p = in.WindowBegin();
+    const std::uint8_t* end = in.WindowEnd();
+    if (p == end) return;
+    for (;;) {
+#if defined(__SSE2__)
+      while (end - p >= 16 && SixteenFuseListCharacters(p)) p += 16;
+#endif
+      const std::uint8_t* const stop = end - p > 16 ? p + 16 : end;
+      while (p != stop && inert[*p]) ++p;
+      if (p != stop || p == end) break;
+    }
+    in.Consume(p);
+    if (p != end) return;
+  }
+}
+
 template <class ReadValue>
 WalkEnd WalkFields(const char* path, int own_letter, ReadValue read_value) {
   core::UniqueFile file = core::OpenFile(path, "rb");
@@ -87,7 +137,9 @@ WalkEnd WalkFields(const char* path, int own_letter, ReadValue read_value) {
     if (c == kStx) break;
   }
   if (!SkipField(in)) return WalkEnd::kNotFound;
+  const std::array<bool, 256> inert = InertCharacters(own_letter);
   for (;;) {
+    PassInert(in, inert);
     const int letter = ReadLetter(in);
     if (letter == EOF || !IsValidChar(letter)) return WalkEnd::kNotFound;
     if (letter == own_letter) {

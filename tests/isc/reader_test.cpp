@@ -131,6 +131,60 @@ std::string With(const std::string& from, const std::string& to) {
   return at == std::string::npos ? text : text.replace(at, from.size(), to);
 }
 
+// Rows are read the same whatever the line ends, line lengths and comment lines between them.
+TEST(IscReader, RowsReadAlikeInEveryLayout) {
+  const std::string head =
+      "IEEE_1532_Data (\n data array (\n  repeat    \n-- ROW_WIDTH = 1200\n"
+      "-- COLUMN_WIDTH = 3\n   (\n";
+  std::string rows[3];
+  for (int r = 0; r < 3; ++r) {
+    for (int i = 0; i < 300; ++i) rows[r] += "0123456789ABCDEFfedcba"[(i * 7 + r * 5) % 22];
+  }
+  auto file = [&](const std::string& eol, std::size_t per_line, const std::string& between) {
+    std::string text = head;
+    for (int r = 0; r < 3; ++r) {
+      text += "     ";
+      for (std::size_t i = 0; i < rows[r].size(); i += per_line) {
+        if (i != 0) text += eol + between;
+        text += rows[r].substr(i, per_line);
+      }
+      text += r == 2 ? eol + "   )" + eol + " )" + eol + ")" + eol : "," + eol;
+    }
+    return text;
+  };
+  const struct {
+    const char* what;
+    std::string text;
+  } layouts[] = {
+      {"LF, 70 digits a line", file("\n", 70, "")},
+      {"CR LF", file("\r\n", 70, "")},
+      {"lone CR", file("\r", 70, "")},
+      {"a whole row a line, longer than 255 characters", file("\n", 300, "")},
+      {"comment lines between the lines of a row", file("\n", 64, "-- a comment\n")},
+      {"blank lines and tabs", file("\n", 50, "\t \n")},
+  };
+  TempDir dir;
+  SVFPlusData reference;
+  DeviceInfo device = Device("TestFamily", 3, 1200);
+  ASSERT_EQ(Read(dir.Write("ref.isc", layouts[0].text), device, reference), 1);
+  const KvByteBuffer* first = reference.GetDataField("FuseArray_TDI")->GetRow(1);
+  EXPECT_EQ(first->GetBuffer()[0], std::stoi(rows[0].substr(0, 2), nullptr, 16));
+  EXPECT_EQ(first->GetBuffer()[149], std::stoi(rows[0].substr(298, 2), nullptr, 16));
+  for (const auto& layout : layouts) {
+    SVFPlusData data;
+    DeviceInfo d = Device("TestFamily", 3, 1200);
+    ASSERT_EQ(Read(dir.Write("f.isc", layout.text), d, data), 1) << layout.what;
+    ExpectSameField(reference, data, "FuseArray_TDI");
+  }
+  for (const char* bad : {"G", "-", ")"}) {
+    std::string text = layouts[0].text;
+    text.replace(head.size() + 5 + 2, 1, bad);
+    SVFPlusData data;
+    DeviceInfo d = Device("TestFamily", 3, 1200);
+    EXPECT_EQ(Read(dir.Write("bad.isc", text), d, data), -13) << bad;
+  }
+}
+
 TEST(IscReader, StatusesOfTheFullReader) {
   const struct {
     const char* what;

@@ -1,0 +1,94 @@
+// JEDEC-to-ISC conversion by the fusekit tool and the ISC reader on a large file beside the I/O
+// floors, in one run:
+//   isc_peers TOOL DEVICE_DB JEDEC_FILE ISC_FILE FUSES
+// times reading JEDEC_FILE and ISC_FILE with fread in 1 MiB blocks, `TOOL --device-db DEVICE_DB
+// convert JEDEC_FILE ISC_FILE --device BENCH`, and ISC2SVFPlus of the result (best of three
+// runs each), and prints each time with its ratio to the floor of the file it reads.
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "fusekit/fusekit.h"
+
+namespace {
+
+double BestSeconds(const std::function<void()>& run) {
+  double best = 1e30;
+  for (int i = 0; i < 3; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    run();
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    if (took.count() < best) best = took.count();
+  }
+  return best;
+}
+
+double ReadFloor(const std::string& path) {
+  std::vector<char> block(1 << 20);
+  return BestSeconds([&] {
+    std::FILE* f = std::fopen(path.c_str(), "rb");
+    while (std::fread(block.data(), 1, block.size(), f) == block.size()) {
+    }
+    std::fclose(f);
+  });
+}
+
+DeviceInfo BenchDevice(unsigned long fuses) {
+  DeviceInfo device;
+  device.SetName("BENCH");
+  device.SetFamily("generic");
+  device.SetDataLength(128);
+  device.SetAddressLength(static_cast<unsigned int>(fuses / 128));
+  device.SetFuseNumber(static_cast<unsigned int>(fuses));
+  device.SetIDLength(32);
+  device.SetPhysicalUESLength(32);
+  device.SetjtagLogicalUESLength(32);
+  device.SaveDeviceBackupValue();
+  return device;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 6) {
+    std::fprintf(stderr, "usage: isc_peers TOOL DEVICE_DB JEDEC_FILE ISC_FILE FUSES\n");
+    return 2;
+  }
+  const std::string tool = argv[1], db = argv[2], jedec = argv[3];
+  std::string isc = argv[4];
+  DeviceInfo device = BenchDevice(std::strtoul(argv[5], nullptr, 10));
+  const std::string command = tool + " --device-db " + db + " convert " + jedec + " " + isc +
+                              " --device BENCH >/dev/null";
+  int converted = 0;
+  const double convert = BestSeconds([&] { converted = std::system(command.c_str()); });
+  if (converted != 0) {
+    std::fprintf(stderr, "conversion failed: %s\n", command.c_str());
+    return 1;
+  }
+  int status = 0;
+  char empty[] = "";
+  const double read = BestSeconds([&] {
+    SVFPlusData data;
+    status = ISC2SVFPlus(isc.data(), &device, 1, &data, "", empty, "", empty,
+                         static_cast<KvObjList*>(nullptr), nullptr, nullptr);
+  });
+  if (status != 1) {
+    std::fprintf(stderr, "ISC2SVFPlus failed: %d\n", status);
+    return 1;
+  }
+  const double jedec_floor = ReadFloor(jedec);
+  const double isc_floor = ReadFloor(isc);
+
+  std::printf("%-44s %10s %10s %8s\n", "", "time (ms)", "x fread", "target");
+  std::printf("%-44s %10.1f %10s\n", "fread of the JEDEC file (I/O floor)", jedec_floor * 1e3,
+              "1.0");
+  std::printf("%-44s %10.1f %10.2f %8s\n", "fusekit convert JEDEC -> ISC (whole process)",
+              convert * 1e3, convert / jedec_floor, "<= 12");
+  std::printf("%-44s %10.1f %10s\n", "fread of the ISC file (I/O floor)", isc_floor * 1e3, "1.0");
+  std::printf("%-44s %10.1f %10.2f %8s\n", "ISC2SVFPlus of the result", read * 1e3,
+              read / isc_floor, "<= 6");
+  return 0;
+}
