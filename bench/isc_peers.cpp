@@ -60,8 +60,8 @@ int main(int argc, char** argv) {
   const std::string tool = argv[1], db = argv[2], jedec = argv[3];
   std::string isc = argv[4];
   DeviceInfo device = BenchDevice(std::strtoul(argv[5], nullptr, 10));
-  const std::string command = tool + " --device-db " + db + " convert " + jedec + " " + isc +
-                              " --device BENCH >/dev/null";
+  const std::string command =
+      tool + " --device-db " + db + " convert " + jedec + " " + isc + " --device BENCH >/dev/null";
   int converted = 0;
   const double convert = BestSeconds([&] { converted = std::system(command.c_str()); });
   if (converted != 0) {

@@ -2,12 +2,14 @@
 #ifndef FUSEKIT_FUSEKIT_H
 #define FUSEKIT_FUSEKIT_H
 
+#include "fusekit/bitstream.h"
 #include "fusekit/core.h"
 #include "fusekit/crc.h"
 #include "fusekit/devicedb.h"
 #include "fusekit/export.h"
 #include "fusekit/family.h"
 #include "fusekit/fields.h"
+#include "fusekit/image.h"
 #include "fusekit/isc.h"
 #include "fusekit/jedec.h"
 #include "fusekit/progdata.h"

@@ -1,0 +1,184 @@
+// The binary and hex-text image readers: BIN2SVFPlus, HEX2SVFPlus, HEXCheck, MCS2SVFPlus and
+// Firmware2SVFPlus.
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "core/file_io.h"
+#include "fusekit/bitstream.h"
+#include "fusekit/family.h"
+#include "fusekit/image.h"
+#include "image/hex_text.h"
+#include "image/row_filler.h"
+#include "support/util/bit_ops.h"
+
+namespace fusekit::image {
+namespace {
+
+constexpr int kOk = 0;
+constexpr int kCannotOpen = -2;
+constexpr int kNullArgument = -6;
+constexpr unsigned kWideRowBits = 2048;  // the rows of the 2048-bit families and of MCS images
+constexpr unsigned kConfigurationBits = 48;
+constexpr int kConfigurationCopyStart = 6;
+
+bool IsWideRowFamily(const DeviceInfo& device) {
+  return IsOrlanD6Family(device.GetFamily()) || IsGrendMHFamily(device.GetFamily());
+}
+
+// The row width of the generic layout: the fuse number for a device of one address, else the
+// data length.
+unsigned GenericRowBits(const DeviceInfo& device) {
+  return device.GetAddressLength() == 1 ? device.GetFuseNumber() : device.GetDataLength();
+}
+
+// The generic layout: rows of "FuseArray_TDI" from the bytes, and the bytes that land on indexes
+// 6 down to 0 of a row also at the same indexes of the 48-bit "CFGArray_TDI" row (index 6 lies
+// past that row and is left out by the row itself).
+int ReadGenericLayout(std::FILE* file, SVFPlusData& data, const DeviceInfo& device,
+                      bool close_with_zero) {
+  SVFDataField* array = NewField(data, "FuseArray_TDI");
+  SVFDataField* configuration = NewField(data, "CFGArray_TDI");
+  if (array == nullptr || configuration == nullptr) return kRowFailed;
+  const unsigned bits = GenericRowBits(device);
+  RowFiller fuses(*array, bits, 0x00);
+  RowFiller copy(*configuration, kConfigurationBits, 0x00);
+  if (!fuses.StartRow() || !copy.StartRow()) return kRowFailed;
+  int copy_index = kConfigurationCopyStart;
+  ByteSource source(file);
+  for (std::uint8_t byte; source.Next(byte);) {
+    if (fuses.RowFull() && bits != 0 && !fuses.StartRow()) return kRowFailed;
+    if (copy_index >= 0 && fuses.Index() == copy_index) {
+      copy.Row()->WriteData(copy_index--, bits::Mirror(byte));
+    }
+    if (!fuses.Put(byte)) return kRowFailed;
+  }
+  if (close_with_zero) {
+    fuses.Poke(0x00);
+    if (copy_index >= 0) copy.Row()->WriteData(copy_index, 0x00);
+  }
+  return kOk;
+}
+
+// The 2048-bit families: "FuseArray_TDI" rows pre-filled with 0xFF.
+int ReadWideLayout(std::FILE* file, SVFPlusData& data) {
+  SVFDataField* array = NewField(data, "FuseArray_TDI");
+  if (array == nullptr) return kRowFailed;
+  RowFiller fuses(*array, kWideRowBits, 0xFF);
+  if (!fuses.StartRow()) return kRowFailed;
+  ByteSource source(file);
+  for (std::uint8_t byte; source.Next(byte);) {
+    if (!fuses.Put(byte)) return kRowFailed;
+  }
+  return kOk;
+}
+
+int ReadBinary(const char* file_name, DeviceInfo& device, SVFPlusData& data, bool close_with_zero) {
+  core::UniqueFile file = core::OpenFile(file_name, "rb");
+  if (!file) return kCannotOpen;
+  const bool wide = IsWideRowFamily(device);
+  const int status = wide ? ReadWideLayout(file.get(), data)
+                          : ReadGenericLayout(file.get(), data, device, close_with_zero);
+  device.RestoreDeviceBackupValue();
+  if (status != kOk) return status;
+  if (!wide && GenericRowBits(device) < 1) return kOk;
+  return AddIspIdField(data, device);
+}
+
+// The temporary binary of the hex-text readers, removed when the object goes.
+class TemporaryBinary {
+ public:
+  explicit TemporaryBinary(const char* work_dir)
+      : path_(core::PathInFolder(work_dir, "tmpBitstream.bit")) {}
+  ~TemporaryBinary() { std::remove(path_.c_str()); }
+  TemporaryBinary(const TemporaryBinary&) = delete;
+  TemporaryBinary& operator=(const TemporaryBinary&) = delete;
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+}  // namespace
+
+int ReadHexText(const char* file_name, const char* work_dir,
+                const std::function<int(const char*)>& read) {
+  if (!core::OpenFile(file_name, "rb")) return kCannotOpen;
+  TemporaryBinary binary(work_dir);
+  if (!HexTextToBinary(file_name, binary.Path(), WhiteSpaceShift::kLeftFourRightOne))
+    return kCannotOpen;
+  return read(binary.Path().c_str());
+}
+
+}  // namespace fusekit::image
+
+using fusekit::image::Guarded;
+
+int BIN2SVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, char*, char*, char*) {
+  if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  return Guarded([&] { return fusekit::image::ReadBinary(fileName, *device, *data, false); });
+}
+
+int HEX2SVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, char*, char*,
+                char* workDir) {
+  if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  return Guarded([&] {
+    return fusekit::image::ReadHexText(fileName, workDir, [&](const char* binary) {
+      return fusekit::image::ReadBinary(binary, *device, *data, true);
+    });
+  });
+}
+
+int HEXCheck(const char* fileName, DeviceInfo* device, unsigned long* bitLength) {
+  if (device == nullptr) return -6;
+  fusekit::core::UniqueFile file = fusekit::core::OpenFile(fileName, "rb");
+  if (!file) return -1;
+  const std::uint64_t pairs = fusekit::image::DecodeHexPairs(
+      file.get(), fusekit::image::WhiteSpaceShift::kLeftFourRightOne, [](std::uint8_t) {});
+  if (bitLength != nullptr) *bitLength = static_cast<unsigned long>(pairs * 8 + 8);
+  return 0;
+}
+
+int MCS2SVFPlus(char* fileName, DeviceInfo* device, unsigned long, SVFPlusData* data, char*, char*,
+                char*) {
+  if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  return Guarded([&] {
+    fusekit::core::UniqueFile file = fusekit::core::OpenFile(fileName, "rb");
+    if (!file) return fusekit::image::kCannotOpen;
+    SVFDataField* field = fusekit::image::NewField(*data, "EFuseArray_TDI");
+    if (field == nullptr) return fusekit::image::kRowFailed;
+    fusekit::image::RowFiller rows(*field, fusekit::image::kWideRowBits, 0xFF);
+    if (!rows.StartRow()) return fusekit::image::kRowFailed;
+    fusekit::image::ByteSource source(file.get());
+    for (std::uint8_t byte; source.Next(byte);) {
+      if (!rows.Put(byte)) return fusekit::image::kRowFailed;
+    }
+    return fusekit::image::kOk;
+  });
+}
+
+int Firmware2SVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, char*, char*,
+                     char*) {
+  if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  const std::string name(fileName);
+  const std::size_t dot = name.find_last_of('.');
+  std::string extension = dot == std::string::npos ? "" : name.substr(dot);
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (extension != ".bin") return fusekit::image::kCannotOpen;  // images of the model: not yet
+  return Guarded([&] {
+    unsigned long bits = 0;
+    if (BITCheck(fileName, &bits) < 0) return fusekit::image::kCannotOpen;
+    fusekit::core::UniqueFile file = fusekit::core::OpenFile(fileName, "rb");
+    if (!file) return fusekit::image::kCannotOpen;
+    SVFDataField* field = fusekit::image::NewField(*data, "Firmware_FuseArray_TDI");
+    if (field == nullptr) return fusekit::image::kRowFailed;
+    fusekit::image::RowFiller row(*field, static_cast<unsigned int>(bits), 0x00);
+    if (!row.StartRow()) return fusekit::image::kRowFailed;
+    fusekit::image::ByteSource source(file.get());
+    for (std::uint8_t byte; source.Next(byte) && !row.RowFull();) row.Put(byte);
+    device->RestoreDeviceBackupValue();
+    return fusekit::image::kOk;
+  });
+}

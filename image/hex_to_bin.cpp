@@ -1,0 +1,226 @@
+// HEX2BIN, MOT2BIN and TEKHEX2BIN: record files to flat binary files, with the raw-hex fallback of
+// HEX2BIN, and the small classifiers of image files.
+#include <cstdint>
+#include <cstdio>
+#include <new>
+#include <string_view>
+
+#include "core/file_io.h"
+#include "fusekit/image.h"
+#include "fusekit/util.h"
+#include "image/hex_text.h"
+#include "image/line_reader.h"
+#include "image/records.h"
+#include "image/sparse_image.h"
+#include "support/util/bit_ops.h"
+
+namespace fusekit::image {
+namespace {
+
+constexpr int kFailed = -1;
+
+// The Intel address mode: fixed by the file's first extended-address record.
+struct IntelBase {
+  RecordKind mode = RecordKind::kIgnored;  // kSegmentAddress, kLinearAddress, or not yet fixed
+  std::uint64_t base = 0;
+
+  // Takes an extended-address record; false when the mode passes it over.
+  bool Takes(const Record& record) {
+    if (mode == RecordKind::kIgnored) mode = record.kind;
+    return record.kind == mode;
+  }
+  void Set(const Record& record) {
+    base = record.kind == RecordKind::kLinearAddress ? std::uint64_t{record.value} << 16
+                                                     : std::uint64_t{record.value} * 16;
+  }
+};
+
+// Where a data record's bytes start: Intel adds the base of the last extended-address record.
+std::uint64_t StartOf(RecordFormat format, const Record& record, const IntelBase& intel) {
+  return format == RecordFormat::kIntel ? intel.base + record.address : record.address;
+}
+
+// The first pass: the highest data address of the records before the first line that is not a
+// record. kFailed for a Tektronix address length other than 8.
+int FirstPass(std::FILE* file, RecordFormat format, std::uint64_t& highest, RecordKind& mode) {
+  LineReader lines(file);
+  IntelBase intel;
+  std::string_view line;
+  highest = 0;
+  while (lines.Next(line) && !line.empty() && IsRecordMark(format, line[0])) {
+    const Record record = ParseRecord(format, line);
+    if (record.kind == RecordKind::kBadAddressLength) return kFailed;
+    if (record.kind == RecordKind::kSegmentAddress || record.kind == RecordKind::kLinearAddress) {
+      if (intel.Takes(record)) intel.Set(record);
+    } else if (record.kind == RecordKind::kData && record.data_bytes > 0) {
+      const std::uint64_t last =
+          StartOf(format, record, intel) + static_cast<std::uint64_t>(record.data_bytes) - 1;
+      if (last > highest) highest = last;
+    }
+  }
+  mode = intel.mode;
+  return 0;
+}
+
+struct Placement {
+  SparseImage image;
+  std::uint64_t size = 0;  // the flat buffer's size: highest + 16
+  std::uint64_t lowest = 0;
+  std::uint64_t highest = 0;
+  bool any = false;
+  bool error = false;
+};
+
+// The second pass: every data record that fits the buffer is checked and placed, mirrored.
+int SecondPass(std::FILE* file, RecordFormat format, RecordKind mode, Placement& out) {
+  LineReader lines(file);
+  IntelBase intel;
+  intel.mode = mode;
+  std::string_view line;
+  std::uint8_t data[256];
+  out.lowest = out.size - 1;
+  out.highest = 0;
+  while (lines.Next(line) && !line.empty()) {
+    if (line[0] == ' ' || line[0] == '\t') continue;  // passed over, no record of its own
+    if (!IsRecordMark(format, line[0])) break;
+    const Record record = ParseRecord(format, line);
+    switch (record.kind) {
+      case RecordKind::kBadAddressLength:
+        return kFailed;
+      case RecordKind::kMalformed:
+        out.error = true;
+        break;
+      case RecordKind::kSegmentAddress:
+      case RecordKind::kLinearAddress:
+        if (!intel.Takes(record)) break;
+        if (!CheckRecord(format, record, data)) out.error = true;
+        intel.Set(record);
+        break;
+      case RecordKind::kChecked:
+        if (!CheckRecord(format, record, data)) out.error = true;
+        break;
+      case RecordKind::kData: {
+        const std::uint64_t start = StartOf(format, record, intel);
+        const std::uint64_t length = record.data_bytes > 0 ? record.data_bytes : 0;
+        if (record.data_bytes < 0 || start + length > out.size - 1) {
+          if (record.data_bytes < 0) out.error = true;
+          break;  // beyond the buffer: skipped unchecked
+        }
+        if (!CheckRecord(format, record, data)) {
+          out.error = true;
+          if (record.rest.size() < length * 2) break;  // the bytes are not all there
+        }
+        if (length == 0) break;
+        for (std::uint64_t i = 0; i < length; ++i) data[i] = bits::Mirror(data[i]);
+        out.image.Write(start, data, static_cast<std::size_t>(length));
+        if (!out.any || start < out.lowest) out.lowest = start;
+        if (!out.any || start + length - 1 > out.highest) out.highest = start + length - 1;
+        out.any = true;
+        break;
+      }
+      default:
+        break;
+    }
+  }
+  return 0;
+}
+
+int Convert(RecordFormat format, const char* in_name, unsigned int* start_address,
+            const char* out_name, int alignment) {
+  core::UniqueFile in = core::OpenFile(in_name, "rb");
+  if (!in) return kFailed;
+  std::uint64_t highest = 0;
+  RecordKind mode = RecordKind::kIgnored;
+  if (FirstPass(in.get(), format, highest, mode) != 0) return kFailed;
+  std::rewind(in.get());
+  core::UniqueFile out = core::OpenFile(out_name, "wb");
+  if (!out) return kFailed;
+  Placement placement;
+  placement.size = highest + 16;
+  if (SecondPass(in.get(), format, mode, placement) != 0) return kFailed;
+  std::uint64_t first = placement.lowest;
+  if (!placement.any) {
+    if (start_address != nullptr) *start_address = 0;
+    return placement.error ? kFailed : 0;  // no data record: an empty file
+  }
+  if (start_address != nullptr) {
+    const auto align = static_cast<std::uint64_t>(static_cast<unsigned int>(alignment));
+    if (first != 0 && align != 0) first -= first % align;
+    *start_address = static_cast<unsigned int>(first);
+  }
+  if (!placement.image.WriteRange(out.get(), first, placement.highest)) return kFailed;
+  return placement.error ? kFailed : 0;
+}
+
+int ConvertGuarded(RecordFormat format, const char* in_name, unsigned int* start_address,
+                   const char* out_name, int alignment) {
+  try {
+    return Convert(format, in_name, start_address, out_name, alignment);
+  } catch (const std::bad_alloc&) {
+    return kFailed;
+  }
+}
+
+}  // namespace
+}  // namespace fusekit::image
+
+using fusekit::image::ConvertGuarded;
+using fusekit::image::RecordFormat;
+
+int CheckValidIntelHexFile(char* fileName) {
+  fusekit::core::UniqueFile file = fusekit::core::OpenFile(fileName, "rb");
+  if (!file) return -1;
+  return std::fgetc(file.get()) == ':' ? 0 : -1;
+}
+
+int HEX2BIN(char* hexFile, unsigned int* startAddress, char* binFile, int alignment) {
+  if (CheckValidIntelHexFile(hexFile) != 0) {
+    if (hexFile == nullptr || binFile == nullptr) return -1;
+    return fusekit::image::HexTextToBinary(hexFile, binFile,
+                                           fusekit::image::WhiteSpaceShift::kRightOne)
+               ? 0
+               : -1;
+  }
+  return ConvertGuarded(RecordFormat::kIntel, hexFile, startAddress, binFile, alignment);
+}
+
+int MOT2BIN(char* motFile, unsigned int* startAddress, char* binFile, int alignment) {
+  return ConvertGuarded(RecordFormat::kMotorola, motFile, startAddress, binFile, alignment);
+}
+
+int TEKHEX2BIN(char* tekFile, unsigned int* startAddress, char* binFile, int alignment) {
+  return ConvertGuarded(RecordFormat::kTektronix, tekFile, startAddress, binFile, alignment);
+}
+
+int IsITELAndMOTFile(const char* fileName) {
+  if (fileName == nullptr) return -1;
+  const std::string_view name(fileName);
+  // Each ending is searched for from four characters (five for ".xtek") before the end.
+  auto ends_with = [&](const char* ending) {
+    const std::size_t length = std::char_traits<char>::length(ending);
+    const std::size_t from = name.size() >= length ? name.size() - length : 0;
+    return FindSubString(fileName + from, ending) >= 0;
+  };
+  if (ends_with(".bit")) return -1;
+  if (ends_with(".mcs") || ends_with(".MCS") || ends_with(".hex") || ends_with(".HEX")) return 0;
+  if (ends_with(".exo") || ends_with(".EXO")) return 1;
+  if (ends_with(".xtek") || ends_with(".XTEK")) return 2;
+  if (ends_with(".BIN") || ends_with(".bin")) return 3;
+  return -1;
+}
+
+int hex_parse_raw_hex(FILE* stream, unsigned char** buffer, unsigned int count,
+                      unsigned int* readCount) {
+  if (readCount != nullptr) *readCount = 0;
+  if (stream == nullptr) return -1;
+  const int first = std::fgetc(stream);
+  if (first == ':') return -1;
+  std::rewind(stream);
+  for (unsigned int i = 0; i < count; ++i) {
+    unsigned int value = 0;
+    if (std::fscanf(stream, "%x", &value) != 1) continue;  // the end is not checked for
+    if (buffer != nullptr && *buffer != nullptr) (*buffer)[i] = static_cast<unsigned char>(value);
+  }
+  if (readCount != nullptr) *readCount = count;
+  return 1;
+}
