@@ -191,7 +191,7 @@ TEST(Tool, InfoOfAJedecFile) {
   EXPECT_TRUE(Contains(run.out, "C (fuse checksum)       59ED")) << run.out;
   EXPECT_TRUE(Contains(run.out, "-- Sample fuse map for the TV64 device")) << run.out;
   fusekit::testing::TempDir dir;
-  EXPECT_EQ(RunTool("info " + dir.Write("x.bin", "no frame here")).status, 3);
+  EXPECT_EQ(RunTool("info " + dir.Write("x.dat", "no frame here")).status, 3);
 }
 
 TEST(Tool, InfoOfAnIscFile) {
@@ -220,6 +220,40 @@ TEST(Tool, InfoOfAnIscFile) {
   run = RunTool("info " + dir.Write("cut.isc", text.substr(0, text.size() / 2)));
   EXPECT_EQ(run.status, 3) << run.out;
   EXPECT_TRUE(Contains(run.out, "-16")) << run.out;
+}
+
+TEST(Tool, ImagesToBinariesAndIscFiles) {
+  fusekit::testing::TempDir dir;
+  // Two records at 0x10010 with a gap; the bytes come out mirrored (0x01 -> 0x80).
+  const std::string hex =
+      dir.Write("a.hex", ":020000040001F9\r\n:0200100001F0FD\r\n:0100130002EA\r\n:00000001FF\r\n");
+  ToolRun run = RunTool("convert " + hex + " " + dir.Path("a.bin"));
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "start address 0x00010010, 4 bytes")) << run.out;
+  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("a.bin")), std::string("\x80\x0F\xFF\x40", 4));
+  run = RunTool("convert " + hex + " " + dir.Path("b.bin") + " --align 65536");
+  EXPECT_TRUE(Contains(run.out, "start address 0x00010000, 20 bytes")) << run.out;
+  const std::string s19 = dir.Write("a.s19", "S1050000A55AFA\n");
+  run = RunTool("convert " + s19 + " " + dir.Path("c.bin"));
+  EXPECT_EQ(run.status, 1) << run.out;  // the checksum is wrong; the file is still written
+  EXPECT_EQ(RunTool("convert " + dir.Path("none.hex") + " " + dir.Path("d.bin")).status, 3);
+  EXPECT_EQ(RunTool("convert " + dir.Write("x.txt", "") + " " + dir.Path("d.bin")).status, 2);
+
+  run = RunTool("info " + s19);
+  EXPECT_EQ(run.status, 1) << run.out;
+  EXPECT_TRUE(Contains(run.out, "Motorola S-record image")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "bad records at lines: 1")) << run.out;
+  run = RunTool("info " + hex);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "address range                    0x00010010 to 0x00010013"))
+      << run.out;
+
+  const std::string isc = dir.Path("a.isc");
+  run = RunTool("convert " + dir.Path("a.bin") + " " + isc + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "written for TV64")) << run.out;
+  EXPECT_EQ(RunTool("info " + isc).status, 0);
+  EXPECT_EQ(RunTool("convert " + dir.Path("a.bin") + " " + isc).status, 2);  // no --device
 }
 
 }  // namespace

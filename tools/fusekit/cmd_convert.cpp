@@ -1,8 +1,10 @@
-// fusekit convert: a JEDEC file to an ISC data file for a device.
+// fusekit convert: a JEDEC file or an image to an ISC data file for a device, and record files
+// to flat binaries.
 #include <cstdio>
 #include <string>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/image_support.h"
 
 namespace fusekit::cli {
 namespace {
@@ -14,22 +16,25 @@ struct ConvertOptions {
   std::string entity;
   std::string creator = std::string("fusekit ") + LibraryVersion();
   bool usercode_crc = false;
+  int alignment = 1;
 };
 
-bool EndsWith(const std::string& text, const std::string& suffix) {
-  if (text.size() < suffix.size()) return false;
-  for (std::size_t i = 0; i < suffix.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(text[text.size() - suffix.size() + i])) !=
-        suffix[i])
-      return false;
-  }
-  return true;
-}
-
 int Convert(const GlobalOptions& options, const ConvertOptions& convert) {
-  if (!EndsWith(convert.output, ".isc")) {
-    Complain(convert.output, "this build converts JEDEC files to ISC data files (OUT.isc) only");
+  const std::string out = Extension(convert.output);
+  const std::string in = Extension(convert.input);
+  if (out == ".bin")
+    return ConvertRecordsToBinary(convert.input, convert.output, convert.alignment);
+  if (out != ".isc") {
+    Complain(convert.output, "is neither an ISC data file (.isc) nor a binary image (.bin)");
     return kExitUsage;
+  }
+  if (convert.device.empty()) {
+    Complain("", "converting to an ISC data file needs --device");
+    return kExitUsage;
+  }
+  if (in == ".bin" || in == ".hex" || in == ".mcs") {
+    return ConvertImageToIsc(options, convert.input, convert.output, convert.device, convert.entity,
+                             convert.creator);
   }
   if (!IsFileReadable(convert.input.c_str())) {
     Complain(convert.input, "cannot be opened for reading");
@@ -64,11 +69,14 @@ int Convert(const GlobalOptions& options, const ConvertOptions& convert) {
 }  // namespace
 
 void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_status) {
-  CLI::App* command = app.add_subcommand("convert", "Convert a JEDEC file to an ISC data file");
+  CLI::App* command = app.add_subcommand(
+      "convert", "Convert a JEDEC file or an image to an ISC data file, or records to a binary");
   auto convert = std::make_shared<ConvertOptions>();
-  command->add_option("IN", convert->input, "the JEDEC file")->required();
-  command->add_option("OUT", convert->output, "the ISC data file to write (.isc)")->required();
-  command->add_option("--device", convert->device, "the device of the database")->required();
+  command->add_option("IN", convert->input, "the JEDEC file, image or record file")->required();
+  command->add_option("OUT", convert->output, "the file to write (.isc or .bin)")->required();
+  command->add_option("--device", convert->device, "the device of the database (for .isc)");
+  command->add_option("--align", convert->alignment,
+                      "records to .bin: round the start address down to a multiple of N");
   command->add_option("--entity", convert->entity, "the entity name (default: the device name)");
   command->add_option("--creator", convert->creator, "the creator text of the header");
   command->add_flag("--usercode-crc", convert->usercode_crc,

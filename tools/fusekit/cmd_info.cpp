@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/image_support.h"
 
 namespace fusekit::cli {
 namespace {
@@ -18,6 +19,14 @@ std::string Head(const std::string& path) {
 
 bool LooksLikeJedec(const std::string& head) {
   return head.find('\x02') != std::string::npos;
+}
+
+// Intel hex, S-records or extended Tektronix by their first characters.
+bool LooksLikeRecords(const std::string& head) {
+  if (head.empty()) return false;
+  if (head[0] == ':' || head[0] == '%') return true;
+  return (head[0] == 'S' || head[0] == 's') && head.size() > 1 &&
+         std::isdigit(static_cast<unsigned char>(head[1]));
 }
 
 bool LooksLikeIsc(std::string head) {
@@ -171,16 +180,19 @@ int Info(const GlobalOptions& options, const std::string& argument, const std::s
   const std::string head = Head(input.Path());
   if (LooksLikeIsc(head)) return IscInfo(options, input, device);
   if (LooksLikeJedec(head)) return JedecInfo(input);
+  if (ImageKind(argument) != 0 || LooksLikeRecords(head))
+    return ImageInfo(input.Path(), input.Label());
   Complain(input.Label(),
            "is not a file this command knows (a JEDEC file starts its fields with STX, an ISC "
-           "data file with IEEE_1532_Data)");
+           "data file with IEEE_1532_Data, an image has an image file's ending)");
   return kExitInvalidInput;
 }
 
 }  // namespace
 
 void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_status) {
-  CLI::App* command = app.add_subcommand("info", "Show what a JEDEC or ISC data file holds");
+  CLI::App* command =
+      app.add_subcommand("info", "Show what a JEDEC file, ISC data file or image holds");
   auto file = std::make_shared<std::string>();
   auto device = std::make_shared<std::string>();
   command->add_option("FILE", *file, "the file ('-' for standard input)")->required();

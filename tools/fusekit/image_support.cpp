@@ -1,0 +1,203 @@
+// The image conversions and listings of the tool.
+#include "tools/fusekit/image_support.h"
+
+#include <unistd.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+namespace fusekit::cli {
+namespace {
+
+// A scratch folder for the intermediate files of a conversion, removed with its contents.
+class ScratchFolder {
+ public:
+  ScratchFolder() {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "fusekit-image-XXXXXX").string();
+    if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  bool Ready() const { return !path_.empty(); }
+  std::string Path(const char* name) const { return path_ + "/" + name; }
+  std::string& Folder() { return path_; }
+
+ private:
+  std::string path_;
+};
+
+int RecordsToBinary(char kind, std::string input, std::string output, unsigned int* start,
+                    int alignment) {
+  switch (kind) {
+    case 'm':
+      return MOT2BIN(input.data(), start, output.data(), alignment);
+    case 't':
+      return TEKHEX2BIN(input.data(), start, output.data(), alignment);
+    default:
+      return HEX2BIN(input.data(), start, output.data(), alignment);
+  }
+}
+
+bool IsIscLayoutFamily(const DeviceInfo& device) {
+  return IsMarskFamily(device.GetFamily()) || IsZentivFamily(device.GetFamily());
+}
+
+// Reads an image into data for the device: binary images directly, hex text as digit pairs,
+// Intel hex and MCS through HEX2BIN first (which mirrors each byte, as MCS2SVFPlus expects).
+int ReadImage(const std::string& input, DeviceInfo& device, SVFPlusData& data,
+              ScratchFolder& scratch) {
+  std::string name = input;
+  char empty[] = "";
+  const std::string extension = Extension(input);
+  const bool intel_records = CheckValidIntelHexFile(name.data()) == 0;
+  if (extension == ".mcs" || (extension == ".hex" && intel_records)) {
+    const std::string binary = scratch.Path("image.bin");
+    unsigned int start = 0;
+    const int converted = RecordsToBinary('i', input, binary, &start, 1);
+    if (converted != 0) return converted;
+    std::string binary_name = binary;
+    if (extension == ".mcs")
+      return MCS2SVFPlus(binary_name.data(), &device, 0, &data, empty, empty, empty);
+    return BIN2SVFPlus(binary_name.data(), &device, 0, &data, empty, empty, empty);
+  }
+  if (extension == ".hex") {
+    return IsIscLayoutFamily(device)
+               ? HEX2ISCSVFPlus(name.data(), &device, 0, &data, empty, empty,
+                                scratch.Folder().data())
+               : HEX2SVFPlus(name.data(), &device, 0, &data, empty, empty, scratch.Folder().data());
+  }
+  return IsIscLayoutFamily(device)
+             ? BIN2ISCSVFPlus(name.data(), &device, 0, &data, empty, empty, empty)
+             : BIN2SVFPlus(name.data(), &device, 0, &data, empty, empty, empty);
+}
+
+}  // namespace
+
+std::string Extension(const std::string& path) {
+  const std::size_t dot = path.find_last_of('.');
+  const std::size_t slash = path.find_last_of('/');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
+  std::string extension = path.substr(dot);
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return extension;
+}
+
+char ImageKind(const std::string& path) {
+  const std::string e = Extension(path);
+  if (e == ".hex" || e == ".mcs" || e == ".ihex" || e == ".ihx") return 'i';
+  if (e == ".mot" || e == ".s19" || e == ".s28" || e == ".s37" || e == ".srec" || e == ".exo")
+    return 'm';
+  if (e == ".xtek" || e == ".tek") return 't';
+  if (e == ".bin") return 'b';
+  return 0;
+}
+
+int ConvertRecordsToBinary(const std::string& input, const std::string& output, int alignment) {
+  const char kind = ImageKind(input);
+  if (kind == 0 || kind == 'b') {
+    Complain(input, "is not a record file (.hex, .mcs, .mot, .s19, .s28, .s37, .srec, .xtek)");
+    return kExitUsage;
+  }
+  if (alignment < 1) {
+    Complain("", "--align must be at least 1");
+    return kExitUsage;
+  }
+  if (!IsFileReadable(input.c_str())) {
+    Complain(input, "cannot be opened for reading");
+    return kExitInvalidInput;
+  }
+  unsigned int start = 0;
+  const int result = RecordsToBinary(kind, input, output, &start, alignment);
+  std::error_code error;
+  const auto size = std::filesystem::file_size(output, error);
+  if (error) {
+    Complain(output, "could not be written");
+    return kExitInvalidInput;
+  }
+  std::printf("%s: start address 0x%08X, %llu bytes\n", output.c_str(), start,
+              static_cast<unsigned long long>(size));
+  if (result != 0) {
+    Complain(input,
+             "has records that fail their checksum or cannot be read (the file was "
+             "written with what could be placed; `fusekit info` lists them)");
+    return kExitDifferent;
+  }
+  return kExitOk;
+}
+
+int ConvertImageToIsc(const GlobalOptions& options, const std::string& input,
+                      const std::string& output, const std::string& device_name,
+                      const std::string& entity, const std::string& creator) {
+  if (!IsFileReadable(input.c_str())) {
+    Complain(input, "cannot be opened for reading");
+    return kExitInvalidInput;
+  }
+  DeviceInfo device;
+  if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
+    return status;
+  ScratchFolder scratch;
+  if (!scratch.Ready()) {
+    Complain("", "cannot make a scratch folder");
+    return kExitInvalidInput;
+  }
+  SVFPlusData data;
+  const int read = ReadImage(input, device, data, scratch);
+  if (read < 0) {
+    ComplainStatus(input, "cannot be read as an image for " + device_name, read);
+    return kExitInvalidInput;
+  }
+  const std::string entity_name = entity.empty() ? device.GetName() : entity;
+  const int checksum =
+      SVFPlus2ISC(&data, nullptr, output.c_str(), entity_name.c_str(), 0, 0, creator.c_str());
+  if (checksum < 0) {
+    ComplainStatus(output, "cannot be written", checksum);
+    return kExitInvalidInput;
+  }
+  char data_crc[16] = "(none)";
+  if (SVFDataField* array = data.GetDataField("FuseArray_TDI")) {
+    array->ResetRowPointer();
+    GetDataCRC(nullptr, array, nullptr, nullptr, true, data_crc);
+  }
+  std::printf("%s: written for %s, file checksum %.4X, data CRC %s\n", output.c_str(),
+              device.GetName(), checksum, data_crc);
+  return kExitOk;
+}
+
+int ImageInfo(const std::string& path, const std::string& label) {
+  ImageSummary s;
+  const int status = GetImageSummary(path.c_str(), &s);
+  if (status != 0) {
+    ComplainStatus(label, "cannot be read as an image", status);
+    return kExitInvalidInput;
+  }
+  std::printf("%s: %s image\n", label.c_str(), s.format.c_str());
+  if (!s.records.empty()) {
+    std::printf("  %-32s %10s %14s\n", "records", "count", "bad checksum");
+    for (const ImageRecordCount& r : s.records)
+      std::printf("  %-32s %10lu %14lu\n", r.kind.c_str(), r.count, r.badChecksum);
+    std::printf("  %-32s %10lu\n", "lines read", s.lines);
+  }
+  if (s.hasData) {
+    std::printf("  %-32s 0x%08llX to 0x%08llX\n", "address range", s.lowestAddress,
+                s.highestAddress);
+  } else {
+    std::printf("  %-32s (no data)\n", "address range");
+  }
+  std::printf("  %-32s %llu\n", "data bytes", s.dataBytes);
+  std::printf("  %-32s %lu\n", "bad records", s.badRecords);
+  if (!s.badLines.empty()) {
+    std::printf("  bad records at lines:");
+    for (unsigned long line : s.badLines) std::printf(" %lu", line);
+    std::printf(s.badRecords > s.badLines.size() ? " ...\n" : "\n");
+  }
+  return s.badRecords == 0 ? kExitOk : kExitDifferent;
+}
+
+}  // namespace fusekit::cli

@@ -1,0 +1,33 @@
+// The image side of the tool: which files are images, and their conversions.
+#ifndef FUSEKIT_TOOLS_IMAGE_SUPPORT_H
+#define FUSEKIT_TOOLS_IMAGE_SUPPORT_H
+
+#include <string>
+
+#include "tools/fusekit/cli.h"
+
+namespace fusekit::cli {
+
+// The record format of an image file by its extension: 'i' Intel hex (.hex, .mcs, .ihex),
+// 'm' Motorola S-records (.mot, .s19, .s28, .s37, .srec, .exo), 't' extended Tektronix (.xtek,
+// .tek), 'b' raw binary (.bin), or 0 for another file.
+char ImageKind(const std::string& path);
+
+// Lower-case ending of a path, from its last '.' ("" without one).
+std::string Extension(const std::string& path);
+
+// convert IN.(hex|mot|s19|srec|xtek|...) OUT.bin [--align N]: prints the start address and
+// size.
+int ConvertRecordsToBinary(const std::string& input, const std::string& output, int alignment);
+
+// convert IN.(bin|hex|mcs) OUT.isc --device NAME, through the image readers.
+int ConvertImageToIsc(const GlobalOptions& options, const std::string& input,
+                      const std::string& output, const std::string& device_name,
+                      const std::string& entity, const std::string& creator);
+
+// info IMAGE.
+int ImageInfo(const std::string& path, const std::string& label);
+
+}  // namespace fusekit::cli
+
+#endif  // FUSEKIT_TOOLS_IMAGE_SUPPORT_H
