@@ -2,12 +2,15 @@
 # Side-by-side speed figures, in one run, on generated inputs (never committed):
 #   JEDEC: a file of 100,000,000 fuses (128 digits a line) read by JEDEC2SVFPlus and compared
 #   with itself by fnJEDFileCompare, beside reading the same file with fread (the I/O floor).
+#   Images: a 32 MiB image as Intel hex, S3 records and extended Tektronix converted to binary
+#   by fusekit, srec_cat and objcopy, beside the fread floor of each input.
 #   ISC: the same file converted to an ISC data file by `fusekit convert` and read back by
 #   ISC2SVFPlus, each beside the fread floor of the file it reads.
-# Usage: bench/peers.sh [FUSES]
+# Usage: bench/peers.sh [FUSES [IMAGE_BYTES]]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 fuses="${1:-100000000}"
+image_bytes="${2:-33554432}"
 work="${TMPDIR:-/tmp}/fusekit-peers"
 mkdir -p "$work"
 
@@ -34,3 +37,15 @@ isc="$work/fuses-$fuses.isc"
 echo "== ISC, $fuses fuses"
 build/bench/bench/isc_peers build/bench/bin/fusekit "$db" "$jedec" "$isc" "$fuses"
 echo "ISC data file: $(du -h "$isc" | cut -f1)"
+
+image="$work/image-$image_bytes"
+if [ ! -s "$image.objcopy.xtek" ]; then
+  echo "generating $image.*" >&2
+  python3 bench/gen_image.py "$image" "$image_bytes"
+fi
+echo "== Images, $image_bytes bytes (Intel hex $(du -h "$image.hex" | cut -f1))"
+if command -v srec_cat >/dev/null && command -v objcopy >/dev/null; then
+  build/bench/bench/image_peers "$PWD/build/bench/bin/fusekit" "$image"
+else
+  echo "srec_cat (Debian srecord) and objcopy (binutils) are needed for the image figures"
+fi

@@ -19,7 +19,6 @@ namespace {
 
 constexpr int kOk = 0;
 constexpr int kCannotOpen = -2;
-constexpr int kNullArgument = -6;
 constexpr unsigned kWideRowBits = 2048;  // the rows of the 2048-bit families and of MCS images
 constexpr unsigned kConfigurationBits = 48;
 constexpr int kConfigurationCopyStart = 6;

@@ -118,13 +118,19 @@ bool DecodeBytes(std::string_view text, long count, std::uint8_t* out, unsigned&
   return true;
 }
 
-// The value of a character in the Tektronix checksum: 0-9, A-F as 10-15, a-f as 40-45, else 0.
-unsigned TekValue(char c) {
-  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-  if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 40);
-  return 0;
-}
+// The value of each character in the Tektronix checksum: 0-9, A-F as 10-15, a-f as 40-45, and 0
+// for every other character.
+constexpr std::array<unsigned char, 256> kTekValues = [] {
+  std::array<unsigned char, 256> values{};
+  for (int c = 0; c < 256; ++c) {
+    values[static_cast<std::size_t>(c)] =
+        static_cast<unsigned char>(c >= '0' && c <= '9'   ? c - '0'
+                                   : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                   : c >= 'a' && c <= 'f' ? c - 'a' + 40
+                                                          : 0);
+  }
+  return values;
+}();
 
 // The digits of value as "%<width>X" prints them, each counted by its value.
 unsigned FormattedDigitSum(std::uint64_t value) {
@@ -164,7 +170,7 @@ bool CheckTektronix(const Record& r, std::uint8_t* data) {
   unsigned sum = FormattedDigitSum(static_cast<std::uint64_t>(r.count)) +
                  FormattedDigitSum(static_cast<std::uint64_t>(r.type)) + 8 +
                  FormattedDigitSum(r.address);
-  for (char c : r.rest) sum += TekValue(c);
+  for (char c : r.rest) sum += kTekValues[static_cast<unsigned char>(c)];
   if (r.kind == RecordKind::kData) {
     unsigned ignored = 0;
     if (!DecodeBytes(r.rest, r.data_bytes, data, ignored)) return false;

@@ -30,17 +30,26 @@ void SparseImage::Write(std::uint64_t address, const std::uint8_t* bytes, std::s
 }
 
 bool SparseImage::WriteRange(std::FILE* file, std::uint64_t first, std::uint64_t last) const {
+  constexpr std::size_t kBlankBytes = std::size_t{1} << 16;
   static const auto kBlank = [] {
-    std::unique_ptr<std::uint8_t[]> blank(new std::uint8_t[kPageBytes]);
-    std::memset(blank.get(), 0xFF, kPageBytes);
+    std::unique_ptr<std::uint8_t[]> blank(new std::uint8_t[kBlankBytes]);
+    std::memset(blank.get(), 0xFF, kBlankBytes);
     return blank;
   }();
   for (std::uint64_t address = first; address <= last && address >= first;) {
-    const std::uint64_t number = address >> kPageBits;
-    const std::size_t offset = static_cast<std::size_t>(address & (kPageBytes - 1));
-    const std::uint64_t room = std::min<std::uint64_t>(kPageBytes - offset, last - address + 1);
-    const auto page = pages_.find(number);
-    const std::uint8_t* from = page != pages_.end() ? page->second->bytes + offset : kBlank.get();
+    const auto page = pages_.lower_bound(address >> kPageBits);
+    const std::uint64_t page_start = page != pages_.end() ? page->first << kPageBits : last + 1;
+    std::uint64_t room;
+    const std::uint8_t* from;
+    if (page_start > address) {
+      // A gap up to the next page that holds data (or to the end): blank bytes.
+      room = std::min<std::uint64_t>({page_start - address, last - address + 1, kBlankBytes});
+      from = kBlank.get();
+    } else {
+      const std::size_t offset = static_cast<std::size_t>(address & (kPageBytes - 1));
+      room = std::min<std::uint64_t>(kPageBytes - offset, last - address + 1);
+      from = page->second->bytes + offset;
+    }
     if (std::fwrite(from, 1, static_cast<std::size_t>(room), file) != room) return false;
     address += room;
   }
