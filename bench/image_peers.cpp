@@ -96,11 +96,11 @@ int main(int argc, char** argv) {
                                 prefix + f.objcopy_extension + " " + out + " 2>/dev/null";
     const double oc = BestSeconds([&] { return std::system(objcopy.c_str()); }, status);
     const bool oc_ok = status == 0 && Contents(out) == image;
-    std::printf("%-20s %9.1f %9.1f %-2s %9.1f %-2s %9.1f %-2s %10.2f %10.2f\n", f.name,
-                floor * 1e3, fk * 1e3, fk_ok ? "" : "!", sc * 1e3, sc_ok ? "" : "!", oc * 1e3,
-                oc_ok ? "" : "!", sc / fk, oc / fk);
-    std::printf("%-20s %9s %9.1fx %12.1fx %11.1fx   (times the fread floor)\n", "", "",
-                fk / floor, sc / floor, oc / floor);
+    std::printf("%-20s %9.1f %9.1f %-2s %9.1f %-2s %9.1f %-2s %10.2f %10.2f\n", f.name, floor * 1e3,
+                fk * 1e3, fk_ok ? "" : "!", sc * 1e3, sc_ok ? "" : "!", oc * 1e3, oc_ok ? "" : "!",
+                sc / fk, oc / fk);
+    std::printf("%-20s %9s %9.1fx %12.1fx %11.1fx   (times the fread floor)\n", "", "", fk / floor,
+                sc / floor, oc / floor);
     failures += !fk_ok + !sc_ok + !oc_ok;
   }
   std::remove(out.c_str());

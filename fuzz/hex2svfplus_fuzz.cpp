@@ -22,11 +22,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string in = fusekit::fuzzing::WriteInput(data + 1, size - 1, "hextext");
   char empty[] = "";
   SVFPlusData programming;
-  const int status = (data[0] & 0x40) != 0
-                         ? HEX2ISCSVFPlus(in.data(), &device, 0, &programming, empty, empty,
-                                          work.data())
-                         : HEX2SVFPlus(in.data(), &device, 0, &programming, empty, empty,
-                                       work.data());
+  const int status =
+      (data[0] & 0x40) != 0
+          ? HEX2ISCSVFPlus(in.data(), &device, 0, &programming, empty, empty, work.data())
+          : HEX2SVFPlus(in.data(), &device, 0, &programming, empty, empty, work.data());
   if (status != 0 && status != -1 && status != -2 && status != -3) std::abort();
   unsigned long bits = 0;
   if (HEXCheck(in.c_str(), &device, &bits) != 0) std::abort();
