@@ -11,7 +11,7 @@
 #include "fusekit/family.h"
 #include "fusekit/image.h"
 #include "image/hex_text.h"
-#include "image/row_filler.h"
+#include "image/image_support.h"
 #include "support/util/bit_ops.h"
 
 namespace fusekit::image {

@@ -11,7 +11,7 @@
 
 #include "core/file_io.h"
 #include "fusekit/image.h"
-#include "image/row_filler.h"
+#include "image/image_support.h"
 
 namespace fusekit::image {
 namespace {

@@ -95,6 +95,10 @@ class FUSEKIT_API DeviceInfo {
   void SetFamily(const char* text);
   void SetCodeName(const char* text);
   void SetVendor(const char* text);
+  // The command table of the family's bitstreams: one command a line, as the bitstream model
+  // library reads it (docs/bitstream-format.md). Empty for the built-in table.
+  const char* GetBitstreamCommands() const;
+  void SetBitstreamCommands(const char* text);
   void SetPON(const char* text);
 
   // Geometry of the main fuse array; the four setters are the temporary ones.
@@ -167,6 +171,7 @@ class FUSEKIT_API DeviceInfo {
   std::string family_;
   std::string code_name_;
   std::string vendor_;
+  std::string bitstream_commands_;
   std::string pon_;
   Geometry geometry_;
   Geometry backup_;      // geometry in force before the first temporary change

@@ -3,6 +3,7 @@
 #define FUSEKIT_FUSEKIT_H
 
 #include "fusekit/bitstream.h"
+#include "fusekit/bitstream_model.h"
 #include "fusekit/core.h"
 #include "fusekit/crc.h"
 #include "fusekit/devicedb.h"

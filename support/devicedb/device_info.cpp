@@ -36,6 +36,14 @@ void DeviceInfo::SetCodeName(const char* text) {
 void DeviceInfo::SetVendor(const char* text) {
   AssignText(vendor_, text);
 }
+
+const char* DeviceInfo::GetBitstreamCommands() const {
+  return bitstream_commands_.c_str();
+}
+
+void DeviceInfo::SetBitstreamCommands(const char* text) {
+  AssignText(bitstream_commands_, text);
+}
 void DeviceInfo::SetPON(const char* text) {
   AssignText(pon_, text);
 }

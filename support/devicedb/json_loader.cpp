@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <new>
 #include <set>
 
@@ -223,6 +224,25 @@ DeviceInfo ReadDevice(const json& entry, const std::string& where) {
   return device;
 }
 
+// "bitstream_commands": {"<family or default>": ["<command line>", ...], ...}: the command
+// tables of the bitstream model library, each kept as its lines joined by line feeds.
+std::map<std::string, std::string> ReadBitstreamCommands(const json& root) {
+  std::map<std::string, std::string> tables;
+  if (!root.contains("bitstream_commands")) return tables;
+  const json& section = root["bitstream_commands"];
+  if (!section.is_object()) Fail("bitstream_commands", "expected an object of families");
+  for (const auto& item : section.items()) {
+    const std::string where = "bitstream_commands." + item.key();
+    if (!item.value().is_array()) Fail(where, "expected an array of command lines");
+    std::string table;
+    for (std::size_t i = 0; i < item.value().size(); ++i) {
+      table += ReadText(item.value()[i], where + "[" + std::to_string(i) + "]") + "\n";
+    }
+    tables[item.key()] = table;
+  }
+  return tables;
+}
+
 std::vector<DeviceInfo> ReadDatabase(std::string_view text) {
   if (!NestingWithinLimit(text)) Fail("database", "nested deeper than the format allows");
   json root;
@@ -239,12 +259,16 @@ std::vector<DeviceInfo> ReadDatabase(std::string_view text) {
   if (!root.contains("devices") || !root["devices"].is_array()) {
     Fail("database", "\"devices\" must be an array");
   }
+  const std::map<std::string, std::string> commands = ReadBitstreamCommands(root);
   const json& entries = root["devices"];
   std::vector<DeviceInfo> devices;
   std::set<std::string> names;
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const std::string where = "devices[" + std::to_string(i) + "]";
     devices.push_back(ReadDevice(entries[i], where));
+    auto table = commands.find(devices.back().GetFamily());
+    if (table == commands.end()) table = commands.find("default");
+    if (table != commands.end()) devices.back().SetBitstreamCommands(table->second.c_str());
     std::string folded = devices.back().GetName();
     for (char& c : folded) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     if (!names.insert(folded).second) {

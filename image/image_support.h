@@ -1,7 +1,6 @@
-// The byte placement of the image readers: rows of a field, each pre-filled, receive bytes
-// bit-reversed from their last index downward; a new row starts when the index has passed 0.
-#ifndef FUSEKIT_IMAGE_ROW_FILLER_H
-#define FUSEKIT_IMAGE_ROW_FILLER_H
+// Helpers of the image readers: the byte source, fields, the identifier and the guard.
+#ifndef FUSEKIT_IMAGE_IMAGE_SUPPORT_H
+#define FUSEKIT_IMAGE_IMAGE_SUPPORT_H
 
 #include <cstdint>
 #include <cstdio>
@@ -10,37 +9,13 @@
 
 #include "fusekit/devicedb.h"
 #include "fusekit/progdata.h"
+#include "support/progdata/row_filler.h"
 
 namespace fusekit::image {
 
+using progdata::RowFiller;
+
 constexpr int kRowFailed = -3;
-
-class RowFiller {
- public:
-  // Rows of bits bits, (bits + 7) / 8 bytes of fill each.
-  RowFiller(SVFDataField& field, unsigned int bits, std::uint8_t fill);
-
-  // Adds a row and sets the index to its last byte; false when the row cannot be added.
-  bool StartRow();
-  // Starts a row when none is open or the index has passed 0, then stores the byte
-  // bit-reversed at the index and moves down. False when a row cannot be added.
-  bool Put(std::uint8_t byte);
-  // Stores byte bit-reversed at the index without moving (nothing when the index has passed 0).
-  void Poke(std::uint8_t byte);
-
-  int Index() const { return index_; }
-  bool RowFull() const { return row_ == nullptr || index_ < 0; }
-  int Rows() const { return rows_; }
-  KvByteBuffer* Row() const { return row_; }
-
- private:
-  SVFDataField& field_;
-  unsigned int bits_;
-  std::vector<std::uint8_t> fill_;
-  KvByteBuffer* row_ = nullptr;
-  int index_ = -1;
-  int rows_ = 0;
-};
 
 // Bytes of an open file, read one at a time through the C runtime's buffer.
 class ByteSource {
@@ -91,4 +66,4 @@ int Guarded(Body&& body) {
 
 }  // namespace fusekit::image
 
-#endif  // FUSEKIT_IMAGE_ROW_FILLER_H
+#endif  // FUSEKIT_IMAGE_IMAGE_SUPPORT_H

@@ -1,0 +1,19 @@
+// Building the bitstream model of a file the way every bitstream operation does: a log opened in
+// append mode on the current log-file name, the factory, and the name released afterwards.
+#ifndef FUSEKIT_BITSTREAM_MODEL_ACCESS_H
+#define FUSEKIT_BITSTREAM_MODEL_ACCESS_H
+
+#include "fusekit/bitstream_model.h"
+
+namespace fusekit::bitstream {
+
+// The configuration model of fileName for device. Returns the factory's result.
+int BuildConfigModel(XFPBitstreamModel& model, DeviceInfo& device, const char* fileName);
+
+// The value of "key:" in a comment text: after the key and one more character, trimmed and cut
+// at the first blank, tab, line feed or carriage return. found is false without the key.
+std::string CommentValue(const char* comment, const char* key, bool& found);
+
+}  // namespace fusekit::bitstream
+
+#endif  // FUSEKIT_BITSTREAM_MODEL_ACCESS_H

@@ -1,0 +1,305 @@
+// Parsing the binary and ASCII forms into a model.
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "fusekit/family.h"
+#include "support/bitstream_model/stream.h"
+
+namespace fusekit::bitstream_model {
+namespace {
+
+bool IsMarkerLetter(std::uint8_t byte) {
+  return byte != 0 && std::strchr(kMarker, byte) != nullptr;
+}
+
+bool StartsLeadIn(const std::vector<std::uint8_t>& data, std::size_t pos) {
+  return data.size() - pos >= 4 && std::memcmp(&data[pos], kLeadInStart, 4) == 0;
+}
+
+std::string Trim(const std::string& text) {
+  std::size_t a = 0, b = text.size();
+  while (a < b && std::isspace(static_cast<unsigned char>(text[a]))) ++a;
+  while (b > a && std::isspace(static_cast<unsigned char>(text[b - 1]))) --b;
+  return text.substr(a, b - a);
+}
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
+// The four bytes after "00010004" on a hex lead-in line; false when they are not there.
+bool HexLeadIn(const std::string& line, std::size_t at, std::vector<std::uint8_t>& lead_in) {
+  std::string digits;
+  for (std::size_t i = at + 8; i < line.size() && digits.size() < 8; ++i) {
+    if (line[i] != ' ' && line[i] != '\t') digits += line[i];
+  }
+  if (digits.size() != 8) return false;
+  lead_in.assign(kLeadInStart, kLeadInStart + 4);
+  for (int i = 0; i < 4; ++i) {
+    const int high = HexDigit(digits[static_cast<std::size_t>(2 * i)]);
+    const int low = HexDigit(digits[static_cast<std::size_t>(2 * i + 1)]);
+    if (high < 0 || low < 0) return false;
+    lead_in.push_back(static_cast<std::uint8_t>(high << 4 | low));
+  }
+  return true;
+}
+
+bool BinaryLeadIn(const std::string& next_line, std::vector<std::uint8_t>& lead_in) {
+  std::string bits;
+  for (char c : next_line) {
+    if (c == '0' || c == '1') bits += c;
+  }
+  if (bits.size() < 32) return false;
+  lead_in.assign(kLeadInStart, kLeadInStart + 4);
+  for (int i = 0; i < 4; ++i) {
+    lead_in.push_back(static_cast<std::uint8_t>(
+        std::stoul(bits.substr(static_cast<std::size_t>(8 * i), 8), nullptr, 2)));
+  }
+  return true;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    std::string line = text.substr(start, end - start);
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    lines.push_back(line);
+    start = end + 1;
+  }
+  return lines;
+}
+
+}  // namespace
+
+LeadIns LeadInsOf(const char* family) {
+  LeadIns lead_ins;
+  lead_ins.block = IsVorskFamily(family) != 0;
+  lead_ins.marker = lead_ins.block || IsPelmo3DFamily(family) || IsOrlanFamily(family);
+  return lead_ins;
+}
+
+bool ReadWholeFile(const char* name, std::vector<std::uint8_t>& bytes) {
+  struct Closer {
+    void operator()(std::FILE* f) const { std::fclose(f); }
+  };
+  std::unique_ptr<std::FILE, Closer> file(name != nullptr ? std::fopen(name, "rb") : nullptr);
+  if (!file) return false;
+  bytes.clear();
+  std::uint8_t buffer[1 << 16];
+  std::size_t got;
+  while ((got = std::fread(buffer, 1, sizeof buffer, file.get())) > 0)
+    bytes.insert(bytes.end(), buffer, buffer + got);
+  return std::ferror(file.get()) == 0;
+}
+
+int ParseBinaryHeader(const std::vector<std::uint8_t>& data, const LeadIns& lead_ins,
+                      std::size_t& pos, Stream& out) {
+  for (;;) {
+    if (lead_ins.marker && pos < data.size() && IsMarkerLetter(data[pos])) {
+      out.marker = true;
+      ++pos;
+    } else if (lead_ins.block && StartsLeadIn(data, pos) && data.size() - pos >= 8) {
+      out.lead_in.assign(data.begin() + static_cast<std::ptrdiff_t>(pos),
+                         data.begin() + static_cast<std::ptrdiff_t>(pos + 8));
+      pos += 8;
+    } else {
+      break;
+    }
+  }
+  if (data.size() - pos < 2 || data[pos] != 0xFF || data[pos + 1] != 0x00) {
+    out.error = "the header does not begin with 0xFF 0x00";
+    return kXFPNoHeader;
+  }
+  std::size_t end = pos + 2;
+  while (end < data.size() && data[end] != 0xFF) ++end;
+  if (end == data.size()) {
+    out.error = "no 0xFF closes the comment block";
+    return kXFPHeaderNotClosed;
+  }
+  out.verbatim.assign(data.begin() + static_cast<std::ptrdiff_t>(pos + 1),
+                      data.begin() + static_cast<std::ptrdiff_t>(end));
+  // The block after its leading 0x00: entries, each ended by a NUL.
+  if (end > pos + 2 && data[end - 1] != 0x00) {
+    out.error = "the last comment entry has no NUL";
+    return kXFPCommentNotEnded;
+  }
+  std::string entry;
+  for (std::size_t i = pos + 2; i < end; ++i) {
+    if (data[i] != 0) {
+      entry += static_cast<char>(data[i]);
+    } else if (!entry.empty()) {
+      out.entries.push_back(entry);
+      entry.clear();
+    }
+  }
+  out.verbatim.erase(out.verbatim.begin());  // the 0x00 after 0xFF belongs to the frame
+  pos = end;
+  return kXFPOk;
+}
+
+int ParseBody(const std::vector<std::uint8_t>& data, std::size_t pos,
+              const std::vector<CommandSpec>& table, const DeviceInfo& device, Stream& out) {
+  const std::size_t preamble = pos;
+  while (pos < data.size() && data[pos] == 0xFF) ++pos;
+  if (pos == preamble || data.size() - pos < 2 || data[pos] != kSync[0] ||
+      data[pos + 1] != kSync[1]) {
+    out.error = "the preamble is not followed by the synchronisation word BA B3";
+    return kXFPNoSync;
+  }
+  pos += 2;
+  while (pos < data.size()) {
+    const int opcode = data[pos];
+    if (opcode == 0xFF) {
+      ++pos;
+      continue;
+    }
+    const CommandSpec* spec = FindByOpcode(table, opcode);
+    char where[96];
+    std::snprintf(where, sizeof where, "command 0x%02X at byte %zu", static_cast<unsigned>(opcode),
+                  pos);
+    if (spec == nullptr) {
+      out.error = std::string("unknown ") + where;
+      return kXFPUnknownCommand;
+    }
+    if (data.size() - pos < 4) {
+      out.error = std::string(where) + " runs past the end of the file";
+      return kXFPTruncatedCommand;
+    }
+    const std::uint32_t operand =
+        std::uint32_t{data[pos + 1]} << 16 | std::uint32_t{data[pos + 2]} << 8 | data[pos + 3];
+    XFPFrameModel frame(spec->frame.c_str(), opcode);
+    frame.AddComponent(XFPFrameComponentModel("CommandInfo", &data[pos + 1], 3, 24));
+    const std::size_t start = pos;
+    pos += 4;
+    for (const ComponentSpec& component : spec->components) {
+      std::uint64_t bits = 0, bytes = 0;
+      ComponentSize(component, device, operand, bits, bytes);
+      if (bytes > data.size() - pos) {
+        out.error = std::string(where) + " runs past the end of the file";
+        return kXFPTruncatedCommand;
+      }
+      frame.AddComponent(XFPFrameComponentModel(
+          component.name.c_str(), bytes != 0 ? &data[pos] : nullptr,
+          static_cast<unsigned int>(bytes), static_cast<unsigned int>(bits)));
+      pos += static_cast<std::size_t>(bytes);
+    }
+    (void)start;
+    out.frames.push_back(frame);
+    out.encrypted = out.encrypted || spec->encrypted;
+    out.compressed = out.compressed || spec->compressed;
+    out.authenticated = out.authenticated || spec->authenticated;
+  }
+  return kXFPOk;
+}
+
+int ParseAsciiHeader(const std::string& text, const LeadIns& lead_ins, Stream& out,
+                     std::vector<std::uint8_t>& body) {
+  const std::vector<std::string> lines = Lines(text);
+  std::size_t i = 0;
+  for (; i < lines.size(); ++i) {
+    const std::string line = Trim(lines[i]);
+    if (line.empty() || line.compare(0, 2, "//") == 0) continue;
+    if (lead_ins.block) {
+      const std::size_t hex = line.find("00010004");
+      if (line.find(kBinaryLeadInLine) != std::string::npos && i + 1 < lines.size() &&
+          BinaryLeadIn(lines[i + 1], out.lead_in)) {
+        ++i;
+        continue;
+      }
+      if (hex != std::string::npos && HexLeadIn(line, hex, out.lead_in)) continue;
+    }
+    if (line[0] == '0' || line[0] == '1') break;
+    if (lead_ins.marker && line.compare(0, 4, kMarker) == 0) {
+      out.marker = true;
+    } else if (line.find(':') != std::string::npos) {
+      out.entries.push_back(line);
+      out.verbatim.insert(out.verbatim.end(), line.begin(), line.end());
+      out.verbatim.push_back(0);
+    }
+  }
+  unsigned byte = 0;
+  int bits = 0;
+  bool any = false;
+  for (; i < lines.size(); ++i) {
+    if (Trim(lines[i]).compare(0, 2, "//") == 0) continue;
+    for (char c : lines[i]) {
+      if (std::isspace(static_cast<unsigned char>(c))) continue;
+      any = true;
+      byte = byte << 1 | (c == '1' ? 1u : 0u);
+      if (++bits == 8) {
+        body.push_back(static_cast<std::uint8_t>(byte));
+        byte = 0;
+        bits = 0;
+      }
+    }
+  }
+  if (!any) {
+    out.error = "no data lines";
+    return kXFPNoData;
+  }
+  return kXFPOk;
+}
+
+}  // namespace fusekit::bitstream_model
+
+using fusekit::bitstream_model::Stream;
+
+int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log) {
+  namespace bm = fusekit::bitstream_model;
+  const DeviceInfo device = device_;
+  const int kind = kind_;
+  Clear();
+  device_ = device;
+  kind_ = kind;
+  Stream stream;
+  int result = kXFPOk;
+  try {
+    std::vector<bm::CommandSpec> table;
+    std::vector<std::uint8_t> data;
+    if (fileName == nullptr) return kXFPNullArgument;
+    if (!bm::CommandTableOf(device_, table)) {
+      stream.error = "the command table of the device cannot be read";
+      result = kXFPBadCommandTable;
+    } else if (!bm::ReadWholeFile(fileName, data)) {
+      stream.error = "cannot be opened";
+      result = kXFPCannotOpen;
+    } else if (ascii) {
+      std::vector<std::uint8_t> body;
+      result = bm::ParseAsciiHeader(std::string(data.begin(), data.end()),
+                                    bm::LeadInsOf(device_.GetFamily()), stream, body);
+      if (result == kXFPOk) result = bm::ParseBody(body, 0, table, device_, stream);
+    } else {
+      std::size_t pos = 0;
+      result = bm::ParseBinaryHeader(data, bm::LeadInsOf(device_.GetFamily()), pos, stream);
+      if (result == kXFPOk) result = bm::ParseBody(data, pos, table, device_, stream);
+    }
+  } catch (const std::bad_alloc&) {
+    stream.error = "out of memory";
+    result = kXFPTruncatedCommand;
+  }
+  if (result != kXFPOk) {
+    if (log != nullptr && log->IsOpen())
+      log->WriteMessage("Bitstream %s: %s\n", fileName, stream.error.c_str());
+    return result;
+  }
+  marker_ = stream.marker;
+  if (!stream.lead_in.empty()) SetLeadIn(&stream.lead_in[4]);
+  for (const std::string& entry : stream.entries) comment_ += entry + "\n";
+  if (!stream.verbatim.empty())
+    verbatim_.AppendData(stream.verbatim.data(), static_cast<unsigned int>(stream.verbatim.size()));
+  frames_ = std::move(stream.frames);
+  encrypted_ = stream.encrypted;
+  compressed_ = stream.compressed;
+  authenticated_ = stream.authenticated;
+  UpdateBitstreamHeaderSegmentLength();
+  return kXFPOk;
+}

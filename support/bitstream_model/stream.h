@@ -1,0 +1,71 @@
+// The two file forms of a bitstream as the model library reads and writes them.
+//
+// Binary form: optional lead-ins (the marker letters "CRVN" for the Pelmo3D, Orlan and Vorsk
+// families; for Vorsk the eight bytes 00 01 00 04 and four more), the header 0xFF 0x00 and a
+// block of NUL-terminated comment entries, then the body: a preamble of 0xFF bytes (the first
+// one closes the header), the synchronisation word 0xBA 0xB3, and the commands. A command is an
+// opcode byte, three operand bytes (most significant first) and the components the command
+// table gives it; a 0xFF byte between commands is padding.
+//
+// ASCII form: a banner and other header lines, lead-in lines ("CRVN", "00010004" and eight hex
+// digits), the comment entries one a line, then the body's bits as "0" and "1" characters, most
+// significant bit of each byte first.
+#ifndef FUSEKIT_SUPPORT_BITSTREAM_MODEL_STREAM_H
+#define FUSEKIT_SUPPORT_BITSTREAM_MODEL_STREAM_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "fusekit/bitstream_model.h"
+#include "support/bitstream_model/command_table.h"
+
+namespace fusekit::bitstream_model {
+
+constexpr std::uint8_t kSync[2] = {0xBA, 0xB3};
+constexpr std::uint8_t kLeadInStart[4] = {0x00, 0x01, 0x00, 0x04};
+constexpr char kMarker[] = "CRVN";
+constexpr char kBanner[] = "Corvane Semiconductor Corporation ASCII Bitstream";
+constexpr char kBinaryLeadInLine[] = "00000000000000010000000000000100";
+constexpr int kPreambleBytes = 4;
+
+// What a parse finds.
+struct Stream {
+  bool marker = false;
+  std::vector<std::uint8_t> lead_in;  // eight bytes or none
+  std::vector<std::string> entries;
+  std::vector<std::uint8_t> verbatim;  // the comment block as found
+  std::vector<XFPFrameModel> frames;
+  bool encrypted = false;
+  bool compressed = false;
+  bool authenticated = false;
+  std::string error;  // what went wrong, for the log
+};
+
+// Which lead-ins a family may have.
+struct LeadIns {
+  bool marker = false;
+  bool block = false;
+};
+LeadIns LeadInsOf(const char* family);
+
+// The lead-ins and header of the binary form from data[pos]; pos ends at the 0xFF that closes
+// the header. 0 or an XFPResult.
+int ParseBinaryHeader(const std::vector<std::uint8_t>& data, const LeadIns& lead_ins,
+                      std::size_t& pos, Stream& out);
+// The body from data[pos]: preamble, synchronisation word and commands.
+int ParseBody(const std::vector<std::uint8_t>& data, std::size_t pos,
+              const std::vector<CommandSpec>& table, const DeviceInfo& device, Stream& out);
+// The ASCII form: header lines into out, the body's bytes into body.
+int ParseAsciiHeader(const std::string& text, const LeadIns& lead_ins, Stream& out,
+                     std::vector<std::uint8_t>& body);
+
+// The body bytes of a model's frames: preamble, synchronisation word and commands.
+int BuildBody(const XFPBitstreamModel& model, const std::vector<CommandSpec>& table,
+              std::vector<std::uint8_t>& out);
+
+bool ReadWholeFile(const char* name, std::vector<std::uint8_t>& bytes);
+
+}  // namespace fusekit::bitstream_model
+
+#endif  // FUSEKIT_SUPPORT_BITSTREAM_MODEL_STREAM_H

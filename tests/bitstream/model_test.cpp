@@ -1,0 +1,201 @@
+// The bitstream model library: the generator's layout, parsing back, the ASCII form, the command
+// table, the extractions and every error the parser reports.
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/bitstream/bitstream_support.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using namespace fusekit::testing;
+
+Bytes FileBytes(const std::string& path) {
+  const std::string text = ReadFile(path);
+  return Bytes(text.begin(), text.end());
+}
+
+int Parse(const std::string& path, DeviceInfo& device, XFPBitstreamModel& model,
+          int kind = kXFPConfig) {
+  KvLog log;
+  return kind == kXFPReadBack ? XFPObjectFactory::CreateReadBackBitstreamModel(
+                                    model, device, log, path.c_str(), nullptr, nullptr)
+                              : XFPObjectFactory::CreateConfigBitstreamModel(
+                                    model, device, log, path.c_str(), nullptr, nullptr);
+}
+
+TEST(BitstreamModel, GeneratorLayoutAndRoundTrip) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  const XFPBitstreamModel model = SampleModel(device, {"Config Mode: SPI", "Usercode: 0x12345678"},
+                                              {0x12, 0x34, 0x56, 0x78}, 1);
+  const std::string path = dir.Path("a.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, path.c_str()), 0);
+  Bytes expected = {0xFF, 0x00};
+  for (const char* entry : {"Config Mode: SPI", "Usercode: 0x12345678"}) {
+    expected.insert(expected.end(), entry, entry + std::string(entry).size());
+    expected.push_back(0x00);
+  }
+  const Bytes body = {0xFF, 0xFF, 0xFF, 0xFF, 0xBA, 0xB3,              // preamble, sync
+                      0xC3, 0x00, 0x00, 0x00, 0x12, 0x34, 0x56, 0x78,  // usercode
+                      0x41, 0x00, 0x00, 0x00, 0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17};
+  expected.insert(expected.end(), body.begin(), body.end());
+  EXPECT_EQ(FileBytes(path), expected);
+
+  XFPBitstreamModel parsed;
+  ASSERT_EQ(Parse(path, device, parsed), 0);
+  EXPECT_STREQ(parsed.GetComment(), "Config Mode: SPI\nUsercode: 0x12345678\n");
+  ASSERT_EQ(parsed.GetFrameCount(), 2u);
+  EXPECT_STREQ(parsed.GetFrame(1)->GetName(), "Data Frame");
+  const XFPFrameComponentModel* data = parsed.FindComponent("Data Frame", "Data");
+  ASSERT_NE(data, nullptr);
+  EXPECT_EQ(data->GetBitSize(), 64u);
+  EXPECT_EQ(data->GetByte(7), 0x17);
+  EXPECT_EQ(parsed.FindComponent("Usercode Frame", "CommandInfo")->GetByteSize(), 3u);
+  // model -> bitstream -> model -> bitstream gives the same file.
+  const std::string again = dir.Path("b.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(parsed, again.c_str()), 0);
+  EXPECT_EQ(FileBytes(again), expected);
+}
+
+TEST(BitstreamModel, AsciiFormAndBackToBinary) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("CorvaneVorsk");
+  XFPBitstreamModel model = SampleModel(device, {"Design: top"}, {}, 2);
+  model.SetMarker(true);
+  const unsigned char lead[4] = {0xDE, 0xAD, 0xBE, 0xEF};
+  model.SetLeadIn(lead);
+  model.AddFrame(Frame("Write Patch Init Address Frame", {}, "Unused", 0));
+  model.AddFrame(Frame("Write Patch Program Increment Frame", {0xAB, 0xCD}));
+  const std::string binary = dir.Path("a.bit");
+  const std::string ascii = dir.Path("a.rbt");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, binary.c_str()), 0);
+  ASSERT_EQ(XFPGenerateBitstream::GenerateAscii(model, ascii.c_str()), 0);
+  const std::string text = ReadFile(ascii);
+  EXPECT_EQ(text.rfind("Corvane Semiconductor Corporation ASCII Bitstream\nCreated by fusekit\n"
+                       "CRVN\n00010004DEADBEEF\nDesign: top\n11111111111111111111111111111111\n",
+                       0),
+            0u)
+      << text;
+  // binary -> ASCII -> binary.
+  XFPBitstreamModel from_ascii;
+  ASSERT_EQ(Parse(ascii, device, from_ascii), 0);
+  EXPECT_TRUE(from_ascii.HasMarker());
+  EXPECT_EQ(from_ascii.GetLeadIn().GetDataSize(), 8);
+  const std::string back = dir.Path("back.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(from_ascii, back.c_str()), 0);
+  EXPECT_EQ(FileBytes(back), FileBytes(binary));
+  // The Vorsk extraction adds the patch data as the firmware row.
+  SVFPlusData data;
+  ASSERT_TRUE(from_ascii.GetVorskSVFPlusData(&data));
+  EXPECT_EQ(RowBytes(data, "Firmware_FuseArray_TDI"), (Bytes{0xAB, 0xCD}));
+  EXPECT_EQ(data.GetDataField("FuseArray_TDI")->GetRowCount(), 2);
+}
+
+TEST(BitstreamModel, ExtractionsAndFlags) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  XFPBitstreamModel model = SampleModel(device, {}, {0xA1, 0xB2, 0xC3, 0xD4}, 2);
+  model.AddFrame(Frame("Encrypted Data Frame", {1, 2, 3}));
+  model.AddFrame(Frame("Authentication Frame", {9}, "Signature"));
+  const std::string path = dir.Path("e.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, path.c_str()), 0);
+  XFPBitstreamModel parsed;
+  ASSERT_EQ(Parse(path, device, parsed, kXFPReadBack), 0);
+  EXPECT_TRUE(parsed.IsEncrypted());
+  EXPECT_TRUE(parsed.IsAuthenticated());
+  EXPECT_FALSE(parsed.IsCompressed());
+  // The operand of an operand-sized component is its byte count.
+  EXPECT_EQ(parsed.FindComponent("Encrypted Data Frame", "CommandInfo")->GetByte(2), 3);
+  SVFPlusData plain, sram;
+  ASSERT_TRUE(parsed.GetSVFPlusData(&plain));
+  ASSERT_TRUE(parsed.GetPelmo2_SRAM_SVFPlusData(&sram));
+  // A read-back model fills "FuseArray_TDO" and has no usercode field.
+  EXPECT_EQ(RowBytes(plain, "FuseArray_TDO", 2),
+            (Bytes{0x20, 0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27}));
+  EXPECT_EQ(plain.GetDataField("Usercode_TDI"), nullptr);
+  EXPECT_EQ(RowBytes(sram, "FuseArray_TDO", 2),
+            (Bytes{Reverse(0x27), Reverse(0x26), Reverse(0x25), Reverse(0x24), Reverse(0x23),
+                   Reverse(0x22), Reverse(0x21), Reverse(0x20)}));
+  EXPECT_EQ(parsed.GetSize(), 5u);
+  parsed.Clear();
+  EXPECT_EQ(parsed.GetSize(), 0u);
+}
+
+// A command table from the device record: other opcodes, and a frame the default does not have.
+TEST(BitstreamModel, CommandTableOfTheDevice) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  device.SetBitstreamCommands("# ours\n61 Data Frame: Data=frame\n62 Trailer: Tail=2\n");
+  XFPBitstreamModel model = SampleModel(device, {}, {}, 1);
+  model.AddFrame(Frame("Trailer", {0x55, 0xAA}, "Tail"));
+  const std::string path = dir.Path("t.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, path.c_str()), 0);
+  const Bytes file = FileBytes(path);
+  EXPECT_EQ(file[8], 0x61);
+  EXPECT_EQ(Bytes(file.end() - 6, file.end()), (Bytes{0x62, 0, 0, 0, 0x55, 0xAA}));
+  XFPBitstreamModel parsed;
+  ASSERT_EQ(Parse(path, device, parsed), 0);
+  EXPECT_EQ(parsed.FindComponent("Trailer", "Tail")->GetByte(1), 0xAA);
+  // The default table does not know opcode 0x62; a usercode frame is not in this table.
+  DeviceInfo plain = BitstreamDevice("TestFamily");
+  EXPECT_EQ(Parse(path, plain, parsed), kXFPUnknownCommand);
+  XFPBitstreamModel with_usercode = SampleModel(device, {}, {1, 2, 3, 4}, 1);
+  EXPECT_EQ(XFPGenerateBitstream::Generate(with_usercode, path.c_str()), kXFPUnknownFrame);
+  for (const char* bad : {"ZZ Data Frame: Data=frame", "61 Data Frame: Data=lots",
+                          "61 Data Frame [secret]", "61 A\n61 B", "FF Padding"}) {
+    device.SetBitstreamCommands(bad);
+    EXPECT_EQ(Parse(path, device, parsed), kXFPBadCommandTable) << bad;
+  }
+}
+
+TEST(BitstreamModel, ErrorsOfTheParser) {
+  const Bytes good_head = {0xFF, 0x00, 'A', ':', ' ', 'b', 0x00};
+  auto with = [&](Bytes tail) {
+    Bytes file = good_head;
+    file.insert(file.end(), tail.begin(), tail.end());
+    return file;
+  };
+  const struct {
+    const char* what;
+    Bytes file;
+    int status;
+  } cases[] = {
+      {"a good stream", with({0xFF, 0xBA, 0xB3, 0x41, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8}), 0},
+      {"padding between commands", with({0xFF, 0xBA, 0xB3, 0xFF, 0xFF, 0x79, 0, 0, 0}), 0},
+      {"only 0xFF", Bytes(64, 0xFF), kXFPNoHeader},
+      {"no header at all", Bytes{0x41, 0x42}, kXFPNoHeader},
+      {"a header without its closing 0xFF", Bytes{0xFF, 0x00, 'A', 0x00, 'B', 0x00},
+       kXFPHeaderNotClosed},
+      {"a comment block without NUL", Bytes{0xFF, 0x00, 'A', ':', 'b', 0xFF, 0xBA, 0xB3},
+       kXFPCommentNotEnded},
+      {"no synchronisation word", with({0xFF, 0xFF, 0xB3, 0xBA}), kXFPNoSync},
+      {"the file ends in the preamble", with({0xFF, 0xFF}), kXFPNoSync},
+      {"an unknown command", with({0xFF, 0xBA, 0xB3, 0x13, 0, 0, 0}), kXFPUnknownCommand},
+      {"a command past the end", with({0xFF, 0xBA, 0xB3, 0x41, 0, 0, 0, 1, 2, 3}),
+       kXFPTruncatedCommand},
+      {"an operand past the end", with({0xFF, 0xBA, 0xB3, 0x81, 0, 0x10, 0, 1, 2}),
+       kXFPTruncatedCommand},
+      {"no operand bytes", with({0xFF, 0xBA, 0xB3, 0x41, 0}), kXFPTruncatedCommand},
+  };
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  for (const auto& c : cases) {
+    const std::string path = dir.Write("f.bit", std::string(c.file.begin(), c.file.end()));
+    XFPBitstreamModel model;
+    EXPECT_EQ(Parse(path, device, model), c.status) << c.what;
+  }
+  XFPBitstreamModel model;
+  EXPECT_EQ(Parse(dir.Path("missing.bit"), device, model), kXFPCannotOpen);
+  EXPECT_EQ(Parse(dir.Write("empty.rbt", "just a banner\n"), device, model), kXFPNoData);
+  // The comment of a file, without a device.
+  XFPBitstreamFile file;
+  ASSERT_EQ(file.OpenFile(dir.Write("c.bit", std::string("\xFF\x00Key: v\x00\xFF", 10)).c_str()),
+            0);
+  EXPECT_STREQ(file.GetComment(), "Key: v\n");
+  EXPECT_EQ(file.OpenFile(dir.Path("missing.bit").c_str()), kXFPCannotOpen);
+}
+
+}  // namespace
