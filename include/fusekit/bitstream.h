@@ -42,4 +42,40 @@ FUSEKIT_API int RBTCheck(const char* fileName, unsigned long* bitLength);
 // device.
 FUSEKIT_API int RBTCheck(const char* fileName, DeviceInfo* device, unsigned long* bitLength);
 
+// True when the bitstream model of the file says the stream is compressed.
+FUSEKIT_API bool IsBitstreamCompressed(const char* fileName, DeviceInfo* device);
+// 0 not encrypted; when encrypted: 2 for a "Config Mode:" of "SPI" or "SPIM", 1 for another mode
+// (or for no mode in the Torvik4, Glimra, Pelmo3D, Orlan and Vorsk families); -1 when the mode is
+// empty or missing in other families, or the model cannot be built.
+FUSEKIT_API int IsBitstreamEncrypted(const char* fileName, DeviceInfo* device);
+// 0 neither, 1 authenticated, 2 encrypted, 3 both, or the model's negative result; names other
+// than ".bit" and ".rbt" (any case) give 0. The model's messages go to logFile.
+FUSEKIT_API int GetAuthenticatedInfo(char* fileName, DeviceInfo* device, const char* logFile);
+// The value of a comment entry of a ".bit" or ".rbt" file; names are compared without white
+// space and case. Empty when the entry or the file is not there.
+FUSEKIT_API void GetBitstreamComment(KvCString& value, const char* key, const char* fileName);
+// 1 when a ".jed" or ".isc" file has a line holding "AN ENCRYPTED JEDEC", else 0.
+FUSEKIT_API int GetEncrytedFromFile(const char* fileName);
+// The number after "TOTAL_FUSES" and "=" in a ".jed" or ".isc" file, or 0.
+FUSEKIT_API unsigned long GetISCFuseCountByFilename(const char* fileName);
+// The device name a programming file declares (docs/bitstream-format.md), or "".
+FUSEKIT_API void GetDeviceNameFromFile(KvCString& value, const char* fileName);
+
+// A hex dump of any file: offset, sixteen bytes and their characters a line. 0; -1 a file cannot
+// be opened.
+FUSEKIT_API int fnBITFileDisplay(const char* fileName, const char* outFile);
+// A listing of a binary bitstream (".bit"), read-back (".rbk") or mask (".msk"): the header
+// comment, then every frame with its components in hex. 0 (also for a null device, with an
+// empty listing); -1 a file cannot be opened; -2 another extension or an unreadable stream
+// (with a line saying so in the listing).
+FUSEKIT_API int fnBITFileDisplay(char* fileName, DeviceInfo* device, const char* outFile,
+                                 const char* unused);
+// The same for the ASCII forms (".rbt", ".rbka", ".mska").
+FUSEKIT_API int fnRBTFileDisplay(char* fileName, DeviceInfo* device, const char* outFile,
+                                 const char* unused);
+// The user flash data of a ".bit" stream: a head, then the "Data" of every "Data Frame", 18
+// bytes a line; with a mask stream, only the bits its frames mark with 1.
+FUSEKIT_API int fnEBRFileDisplay(char* fileName, DeviceInfo* device, const char* outFile,
+                                 const char* maskFile, const char* unused);
+
 #endif  // FUSEKIT_BITSTREAM_H

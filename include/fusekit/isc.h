@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "fusekit/bitstream_model.h"
 #include "fusekit/devicedb.h"
 #include "fusekit/export.h"
 #include "fusekit/progdata.h"
@@ -103,6 +104,60 @@ FUSEKIT_API int JEDEC2ISC(char* sourceFile, DeviceInfo* device, int jedecMode,
                           const char* readerOption1, const char* workDir, char* readerOption2,
                           const char* readerOption3, char* entity, char* outFile,
                           int usercodeFromCRC, const char* creator);
+
+// The same for a binary bitstream (BIT2SVFPlus) and an ASCII one (RBT2SVFPlus); readerOption2 is
+// not used. usercodeFromCRC puts the first digits of the array's data CRC into "Usercode_TDI"
+// (when the JTAG logical usercode length is not 0). The comment block carries the creator, part
+// number, fuse count and source name. Result: the ISC file's checksum, or -3 a field or row
+// cannot be made, -7 the CRC text holds another character than a hex digit or blank, -100 null
+// device, or the reader's or writer's negative status.
+FUSEKIT_API int BIT2ISC(char* sourceFile, DeviceInfo* device, int jedecMode,
+                        const char* readerOption1, const char* workDir, char* readerOption2,
+                        const char* readerOption3, char* entity, char* outFile, int usercodeFromCRC,
+                        const char* creator);
+FUSEKIT_API int RBT2ISC(char* sourceFile, DeviceInfo* device, int jedecMode,
+                        const char* readerOption1, const char* workDir, char* readerOption2,
+                        const char* readerOption3, char* entity, char* outFile, int usercodeFromCRC,
+                        const char* creator);
+
+// Up to three bitstreams of one device (a configuration bitstream, a read-back bitstream and a
+// read-back mask) as programming data and as an ISC data file. The file names are borrowed.
+class FUSEKIT_API CBitstreamToISC {
+ public:
+  CBitstreamToISC();
+  virtual ~CBitstreamToISC();
+  CBitstreamToISC(const CBitstreamToISC&);
+  CBitstreamToISC& operator=(const CBitstreamToISC&);
+
+  // Makes the models of the files given (null or empty names are left out), logging failures
+  // into logFile. -1 a null outFile or logFile; else a model's negative result, or 0.
+  int Initialize(DeviceInfo& device, const char* outFile, const char* logFile,
+                 const char* configFile, const char* readbackFile, const char* maskFile);
+  // The same, and data receives each model's frames by the family's extraction. -1 a null data
+  // or logFile, or an extraction that failed.
+  int Initialize(DeviceInfo& device, SVFPlusData* data, const char* logFile, const char* configFile,
+                 const char* readbackFile, const char* maskFile);
+  // Writes the ISC file of the first Initialize: the models' data, the comment block (from
+  // commentFile when given, else naming the files), the security override when the
+  // configuration's "security" comment is "on". The file checksum, or a negative status.
+  int Generate(const char* entity, const char* creator, bool usercodeFromCRC,
+               const char* commentFile);
+
+ private:
+  void Remember(DeviceInfo& device, const char* logFile, const char* configFile,
+                const char* readbackFile, const char* maskFile);
+  int CreateModels(DeviceInfo& device, const char* logFile, SVFPlusData* data);
+
+  const char* config_file_ = nullptr;
+  const char* readback_file_ = nullptr;
+  const char* mask_file_ = nullptr;
+  const char* log_file_ = nullptr;
+  DeviceInfo* device_ = nullptr;
+  std::string out_file_;
+  XFPBitstreamModel config_model_;
+  XFPBitstreamModel readback_model_;
+  XFPBitstreamModel mask_model_;
+};
 
 // One data block of an ISC data file as GetISCSummary finds it.
 struct ISCBlockSummary {
