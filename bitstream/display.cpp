@@ -16,6 +16,7 @@ namespace {
 
 constexpr unsigned kFrameLineBytes = 1023;
 constexpr unsigned kEbrLineBytes = 18;
+constexpr char kBanner[] = "Corvane Semiconductor Corporation ASCII Bitstream";
 
 std::string Extension(const char* name) {
   const char* dot = std::strrchr(name, '.');
@@ -106,7 +107,7 @@ bool AsciiHeader(std::FILE* out, const char* input) {
     const bool lead_in = text.find("00010004") != std::string::npos ||
                          text.find("00000000000000010000000000000100") != std::string::npos;
     if ((text[first] == '0' || text[first] == '1') && !lead_in) break;
-    if (text.compare(first, 48, "Corvane Semiconductor Corporation ASCII Bitstream") == 0 ||
+    if (text.compare(first, std::strlen(kBanner), kBanner) == 0 ||
         text.compare(first, 4, "CRVN") == 0 || lead_in) {
       std::fprintf(out, "\n-- %s\n", text.c_str() + first);
     } else {
