@@ -114,6 +114,10 @@ TEST(DatabaseLoader, RejectsWhatIsNotADatabase) {
       {Replace(kBase, "\"devices\": [", "\"devices\": {"), "JSON"},
       {kBase.substr(0, kBase.size() / 2), "JSON"},
       {std::string(100, '[') + std::string(100, ']'), "nested"},
+      {Replace(kBase, "\"version\": 1", "\"version\": 1, \"bitstream_commands\": []"),
+       "bitstream_commands"},
+      {Replace(kBase, "\"version\": 1", "\"version\": 1, \"bitstream_commands\": {\"X\": [1]}"),
+       "bitstream_commands.X[0]"},
       {"", "JSON"},
   };
   for (const auto& c : cases) {
@@ -135,6 +139,23 @@ TEST(DatabaseLoader, ReadsNumbersInEveryForm) {
   EXPECT_EQ(d.GetlistControlEBR().size(), 2u);
   EXPECT_EQ(d.GetlistControlEBR()[1], 2u);
   EXPECT_EQ(d.GetDevicePackage()->GetPackageCount(), 1);
+}
+
+// The command tables of the bitstream model go to the records of their family, else "default".
+TEST(DatabaseLoader, BitstreamCommandTablesByFamily) {
+  const std::string text = Replace(
+      kBase, "\"version\": 1",
+      "\"version\": 1, \"bitstream_commands\": {\"CorvaneOrlan\": [\"41 Data Frame: Data=frame\", "
+      "\"79 Done\"], \"default\": [\"42 eDataFrame: Data=frame\"]}");
+  DeviceDatabase db;
+  ASSERT_EQ(db.LoadText(text.data(), text.size()), 0) << db.GetLastError();
+  EXPECT_STREQ(db.GetDevice(0)->GetBitstreamCommands(), "41 Data Frame: Data=frame\n79 Done\n");
+  DeviceDatabase builtin;
+  ASSERT_EQ(builtin.LoadDefault(), 0);
+  EXPECT_NE(std::string(builtin.FindDevice("VK-100")->GetBitstreamCommands()).find("61 Data Frame"),
+            std::string::npos);
+  EXPECT_NE(std::string(builtin.FindDevice("TV64")->GetBitstreamCommands()).find("41 Data Frame"),
+            std::string::npos);
 }
 
 TEST(DatabaseLoader, Files) {
