@@ -197,6 +197,10 @@ class FUSEKIT_API XFPGenerateBitstream {
   // The ASCII form of the same stream: the banner, lead-in lines, the comment entries as lines,
   // then the bits of the body, 32 to a line.
   static int GenerateAscii(const XFPBitstreamModel& model, const char* fileName);
+  // Rewrites a bitstream file in the other form, without a device: a binary input (".bit",
+  // ".rbk", ".msk", any case) becomes the ASCII form and any other input the binary form. The
+  // lead-ins, comment entries and body bytes are carried over as they are.
+  static int ConvertForm(const char* inFile, const char* outFile);
 };
 
 // The comment of a bitstream file, read without a device.

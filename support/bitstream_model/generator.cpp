@@ -1,4 +1,6 @@
 // Writing models as bitstream files, in the binary and the ASCII form.
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -112,27 +114,76 @@ int XFPGenerateBitstream::Generate(const XFPBitstreamModel& model, const char* f
   return Generate(model, header, fileName);
 }
 
+namespace fusekit::bitstream_model {
+namespace {
+
+// The ASCII form of a stream whose body bytes are given.
+int WriteAscii(const XFPBitstreamModel& model, const std::vector<std::uint8_t>& body,
+               const char* fileName) {
+  std::string text = std::string(bm::kBanner) + "\nCreated by fusekit\n";
+  if (model.HasMarker()) text += std::string(bm::kMarker) + "\n";
+  const KvByteBuffer& lead_in = model.GetLeadIn();
+  if (lead_in.GetDataSize() == 8) {
+    char line[32];
+    std::snprintf(line, sizeof line, "00010004%02X%02X%02X%02X\n", lead_in.GetBuffer()[4],
+                  lead_in.GetBuffer()[5], lead_in.GetBuffer()[6], lead_in.GetBuffer()[7]);
+    text += line;
+  }
+  text += model.GetComment();
+  for (std::size_t i = 0; i < body.size(); ++i) {
+    for (int bit = 7; bit >= 0; --bit) text += ((body[i] >> bit) & 1) != 0 ? '1' : '0';
+    if (i % 4 == 3 || i + 1 == body.size()) text += '\n';
+  }
+  return WriteBytes(fileName, std::vector<std::uint8_t>(text.begin(), text.end()));
+}
+
+}  // namespace
+}  // namespace fusekit::bitstream_model
+
 int XFPGenerateBitstream::GenerateAscii(const XFPBitstreamModel& model, const char* fileName) {
   try {
     std::vector<bm::CommandSpec> table;
     if (!bm::CommandTableOf(model.GetDevice(), table)) return kXFPBadCommandTable;
     std::vector<std::uint8_t> body;
     if (const int status = bm::BuildBody(model, table, body); status != kXFPOk) return status;
-    std::string text = std::string(bm::kBanner) + "\nCreated by fusekit\n";
-    if (model.HasMarker()) text += std::string(bm::kMarker) + "\n";
-    const KvByteBuffer& lead_in = model.GetLeadIn();
-    if (lead_in.GetDataSize() == 8) {
-      char line[32];
-      std::snprintf(line, sizeof line, "00010004%02X%02X%02X%02X\n", lead_in.GetBuffer()[4],
-                    lead_in.GetBuffer()[5], lead_in.GetBuffer()[6], lead_in.GetBuffer()[7]);
-      text += line;
+    return bm::WriteAscii(model, body, fileName);
+  } catch (const std::bad_alloc&) {
+    return kXFPCannotWrite;
+  }
+}
+
+int XFPGenerateBitstream::ConvertForm(const char* inFile, const char* outFile) {
+  try {
+    std::vector<std::uint8_t> data;
+    if (!bm::ReadWholeFile(inFile, data)) return kXFPCannotOpen;
+    bm::Stream stream;
+    bm::LeadIns any;
+    any.marker = any.block = true;
+    std::vector<std::uint8_t> body;
+    const std::string name = inFile;
+    std::string extension = name.substr(std::min(name.find_last_of('.'), name.size()));
+    for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const bool binary = extension == ".bit" || extension == ".rbk" || extension == ".msk";
+    int result;
+    if (binary) {
+      std::size_t pos = 0;
+      result = bm::ParseBinaryHeader(data, any, pos, stream);
+      body.assign(data.begin() + static_cast<std::ptrdiff_t>(std::min(pos, data.size())),
+                  data.end());
+    } else {
+      result = bm::ParseAsciiHeader(std::string(data.begin(), data.end()), any, stream, body);
     }
-    text += model.GetComment();
-    for (std::size_t i = 0; i < body.size(); ++i) {
-      for (int bit = 7; bit >= 0; --bit) text += ((body[i] >> bit) & 1) != 0 ? '1' : '0';
-      if (i % 4 == 3 || i + 1 == body.size()) text += '\n';
+    if (result != kXFPOk) return result;
+    XFPBitstreamModel model;
+    model.SetMarker(stream.marker);
+    if (!stream.lead_in.empty()) model.SetLeadIn(&stream.lead_in[4]);
+    for (const std::string& entry : stream.entries) model.AddCommentEntry(entry.c_str());
+    if (!binary) {
+      std::vector<std::uint8_t> bytes = bm::BinaryHeader(model, model.GetComment(), 0);
+      bytes.insert(bytes.end(), body.begin(), body.end());
+      return bm::WriteBytes(outFile, bytes);
     }
-    return bm::WriteBytes(fileName, std::vector<std::uint8_t>(text.begin(), text.end()));
+    return bm::WriteAscii(model, body, outFile);
   } catch (const std::bad_alloc&) {
     return kXFPCannotWrite;
   }

@@ -256,4 +256,44 @@ TEST(Tool, ImagesToBinariesAndIscFiles) {
   EXPECT_EQ(RunTool("convert " + dir.Path("a.bin") + " " + isc).status, 2);  // no --device
 }
 
+TEST(Tool, Bitstreams) {
+  fusekit::testing::TempDir dir;
+  const std::string bit = std::string(FUSEKIT_SOURCE_DIR) + "/data/samples/tv64.bit";
+  ToolRun run = RunTool("info " + bit + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  for (const char* part :
+       {"Design: demo", "usercode                DEADBEEF", "length in bits          3408",
+        "Data Frame                                     24"})
+    EXPECT_TRUE(Contains(run.out, part)) << part << "\n" << run.out;
+  run = RunTool("info " + bit);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "need --device")) << run.out;
+
+  // binary -> ASCII -> binary gives the file back.
+  const std::string rbt = dir.Path("a.rbt");
+  const std::string back = dir.Path("b.bit");
+  EXPECT_EQ(RunTool("convert " + bit + " " + rbt).status, 0);
+  EXPECT_EQ(RunTool("convert " + rbt + " " + back).status, 0);
+  EXPECT_EQ(fusekit::testing::ReadFile(back), fusekit::testing::ReadFile(bit));
+  run = RunTool("info " + rbt + " --device TV64");
+  EXPECT_TRUE(Contains(run.out, "ASCII bitstream")) << run.out;
+
+  run = RunTool("convert " + bit + " " + dir.Path("a.isc") + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_EQ(RunTool("info " + dir.Path("a.isc")).status, 0);
+  run = RunTool("convert --config " + bit + " " + dir.Path("m.isc") + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(fusekit::testing::ReadFile(dir.Path("m.isc")),
+                       "override proc_program_security program ON"));
+  EXPECT_EQ(RunTool("convert --config " + bit + " " + dir.Path("m.isc")).status, 2);
+
+  run = RunTool("dump " + bit);
+  EXPECT_TRUE(Contains(run.out, "00000000   FF 00 44 65 73 69 67 6E")) << run.out;
+  run = RunTool("dump " + bit + " --device TV64 -o " + dir.Path("l.txt"));
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(fusekit::testing::ReadFile(dir.Path("l.txt")),
+                       "// Usercode Frame\n 000000  DEADBEEF \n"));
+  EXPECT_EQ(RunTool("dump " + dir.Path("none.bit")).status, 3);
+}
+
 }  // namespace

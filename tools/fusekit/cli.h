@@ -65,6 +65,7 @@ void AddCompareCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
 void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddExtractCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+void AddDumpCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 
 }  // namespace fusekit::cli
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/image_support.h"
 
@@ -17,11 +18,34 @@ struct ConvertOptions {
   std::string creator = std::string("fusekit ") + LibraryVersion();
   bool usercode_crc = false;
   int alignment = 1;
+  std::string config;
+  std::string readback;
+  std::string mask;
 };
 
-int Convert(const GlobalOptions& options, const ConvertOptions& convert) {
+int Convert(const GlobalOptions& options, ConvertOptions convert) {
+  const bool models = !convert.config.empty() || !convert.readback.empty() || !convert.mask.empty();
+  if (models && convert.output.empty()) std::swap(convert.input, convert.output);  // OUT alone
+  if (convert.output.empty()) {
+    Complain("", "convert needs IN and OUT");
+    return kExitUsage;
+  }
   const std::string out = Extension(convert.output);
   const std::string in = Extension(convert.input);
+  if (models) {
+    if (out != ".isc" || convert.device.empty() || !convert.input.empty()) {
+      Complain("", "--config/--readback/--mask take OUT.isc and --device, and no IN");
+      return kExitUsage;
+    }
+    return ConvertModelsToIsc(options, convert.config, convert.readback, convert.mask,
+                              convert.output, convert.device, convert.entity, convert.creator);
+  }
+  if (convert.input.empty()) {
+    Complain("", "convert needs IN and OUT");
+    return kExitUsage;
+  }
+  if (IsBitstreamName(convert.input) && IsBitstreamName(convert.output))
+    return ConvertBitstreamForm(convert.input, convert.output);
   if (out == ".bin")
     return ConvertRecordsToBinary(convert.input, convert.output, convert.alignment);
   if (out != ".isc") {
@@ -31,6 +55,10 @@ int Convert(const GlobalOptions& options, const ConvertOptions& convert) {
   if (convert.device.empty()) {
     Complain("", "converting to an ISC data file needs --device");
     return kExitUsage;
+  }
+  if (IsBitstreamName(convert.input)) {
+    return ConvertBitstreamToIsc(options, convert.input, convert.output, convert.device,
+                                 convert.entity, convert.creator, convert.usercode_crc);
   }
   if (in == ".bin" || in == ".hex" || in == ".mcs") {
     return ConvertImageToIsc(options, convert.input, convert.output, convert.device, convert.entity,
@@ -72,8 +100,11 @@ void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
   CLI::App* command = app.add_subcommand(
       "convert", "Convert a JEDEC file or an image to an ISC data file, or records to a binary");
   auto convert = std::make_shared<ConvertOptions>();
-  command->add_option("IN", convert->input, "the JEDEC file, image or record file")->required();
-  command->add_option("OUT", convert->output, "the file to write (.isc or .bin)")->required();
+  command->add_option("IN", convert->input, "the JEDEC file, bitstream, image or record file");
+  command->add_option("OUT", convert->output, "the file to write (.isc, .bin, .bit or .rbt)");
+  command->add_option("--config", convert->config, "with OUT.isc: a configuration bitstream");
+  command->add_option("--readback", convert->readback, "with OUT.isc: a read-back bitstream");
+  command->add_option("--mask", convert->mask, "with OUT.isc: a read-back mask");
   command->add_option("--device", convert->device, "the device of the database (for .isc)");
   command->add_option("--align", convert->alignment,
                       "records to .bin: round the start address down to a multiple of N");

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <vector>
 
+#include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/image_support.h"
 
@@ -177,6 +178,7 @@ int Info(const GlobalOptions& options, const std::string& argument, const std::s
     Complain(input.Label(), "cannot be opened for reading");
     return kExitInvalidInput;
   }
+  if (IsBitstreamName(argument)) return BitstreamInfo(options, input.Path(), input.Label(), device);
   const std::string head = Head(input.Path());
   if (LooksLikeIsc(head)) return IscInfo(options, input, device);
   if (LooksLikeJedec(head)) return JedecInfo(input);
@@ -197,7 +199,7 @@ void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_statu
   auto device = std::make_shared<std::string>();
   command->add_option("FILE", *file, "the file ('-' for standard input)")->required();
   command->add_option("--device", *device,
-                      "for an ISC data file: also read it for this device of the database");
+                      "read an ISC data file or a bitstream for this device of the database");
   command->callback(
       [&options, file, device, &exit_status] { exit_status = Info(options, *file, *device); });
 }

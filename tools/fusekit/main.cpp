@@ -20,6 +20,7 @@ int main(int argc, char** argv) {
   AddCheckCommand(app, options, exit_status);
   AddCompareCommand(app, options, exit_status);
   AddInfoCommand(app, options, exit_status);
+  AddDumpCommand(app, options, exit_status);
   AddConvertCommand(app, options, exit_status);
   AddExtractCommand(app, options, exit_status);
 
