@@ -89,6 +89,29 @@ inline DeviceInfo FuzzDevice(unsigned choice) {
   return d;
 }
 
+// Device records of the bitstream family groups: generic, Pelmo3D and Orlan (marker), Vorsk
+// (lead-in block, firmware), Torvik2 (encrypted scrub), "TEBU"; choice picks one, and its high
+// bit gives the record a command table of its own.
+inline DeviceInfo BitstreamFuzzDevice(unsigned choice) {
+  static const char* const kFamilies[] = {"generic",        "CorvanePelmo3D", "CorvaneVorsk",
+                                          "CorvaneTorvik2", "TEBUfuzz",       "CorvaneOrlan"};
+  DeviceInfo d;
+  d.SetName("FUZZ");
+  d.SetFamily(kFamilies[choice % 6]);
+  d.SetAddressLength((choice & 0x40) != 0 ? 1 : 4);
+  d.SetDataLength(64);
+  d.SetFuseNumber(4096 + 8 * (choice & 7));
+  d.SetIDLength(32);
+  d.SetjtagDeviceID(0x012B2043);
+  d.SetPhysicalUESLength(32);
+  d.SetjtagLogicalUESLength(32);
+  if ((choice & 0x80) != 0) {
+    d.SetBitstreamCommands("41 Data Frame: Data=frame\n52 Odd Frame: A=3, B=operand, C=id\n");
+  }
+  d.SaveDeviceBackupValue();
+  return d;
+}
+
 }  // namespace fusekit::fuzzing
 
 #endif  // FUSEKIT_FUZZ_FUZZ_SUPPORT_H

@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 
+#include "bitstream/model_access.h"
 #include "core/file_io.h"
 #include "fusekit/bitstream.h"
 #include "fusekit/family.h"
@@ -102,6 +103,25 @@ class TemporaryBinary {
 
 }  // namespace
 
+// A firmware image of the bitstream model: the "Data" of the first "Write Patch Program Increment
+// Frame" as one row of its bit size, its bytes in order from index 0, each bit-reversed.
+int ReadFirmwareModel(const char* file_name, DeviceInfo& device, SVFPlusData& data) {
+  XFPBitstreamModel model;
+  const int built = bitstream::BuildConfigModel(model, device, file_name);
+  if (built < 0) return built;
+  const XFPFrameComponentModel* patch =
+      model.FindComponent("Write Patch Program Increment Frame", "Data");
+  if (patch == nullptr) return kOk;
+  SVFDataField* field = NewField(data, "Firmware_FuseArray_TDI");
+  if (field == nullptr) return kRowFailed;
+  KvByteBuffer* row = field->AddRow(patch->GetBitSize());
+  if (row == nullptr) return kRowFailed;
+  for (unsigned i = 0; i < patch->GetByteSize(); ++i) {
+    if (row->WriteData(bits::Mirror(patch->GetByte(i))) == 0) return kRowFailed;
+  }
+  return kOk;
+}
+
 int ReadHexText(const char* file_name, const char* work_dir,
                 const std::function<int(const char*)>& read) {
   if (!core::OpenFile(file_name, "rb")) return kCannotOpen;
@@ -165,7 +185,9 @@ int Firmware2SVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data,
   const std::size_t dot = name.find_last_of('.');
   std::string extension = dot == std::string::npos ? "" : name.substr(dot);
   for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  if (extension != ".bin") return fusekit::image::kCannotOpen;  // images of the model: not yet
+  if (extension != ".bin") {
+    return Guarded([&] { return fusekit::image::ReadFirmwareModel(fileName, *device, *data); });
+  }
   return Guarded([&] {
     unsigned long bits = 0;
     if (BITCheck(fileName, &bits) < 0) return fusekit::image::kCannotOpen;

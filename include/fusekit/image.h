@@ -61,7 +61,10 @@ FUSEKIT_API int HEXCheck(const char* fileName, DeviceInfo* device, unsigned long
 // The bytes of a file, as they are, into "EFuseArray_TDI" rows of 2048 bits.
 FUSEKIT_API int MCS2SVFPlus(char* fileName, DeviceInfo* device, unsigned long unused,
                             SVFPlusData* data, char* unused1, char* unused2, char* unused3);
-// A firmware image: a ".bin" file as one "Firmware_FuseArray_TDI" row of its length in bits.
+// A firmware image: a ".bin" file as one "Firmware_FuseArray_TDI" row of its length in bits;
+// another file as a bitstream whose firmware patch data ("Data" of the "Write Patch Program
+// Increment Frame") becomes that row, each byte bit-reversed. -2 a ".bin" file cannot be
+// opened; a negative model result for a bitstream that cannot be read.
 FUSEKIT_API int Firmware2SVFPlus(char* fileName, DeviceInfo* device, int unused, SVFPlusData* data,
                                  char* unused1, char* unused2, char* unused3);
 // An NVCM image: a text of hex digit pairs in the layout of BIN2ISCSVFPlus, with the expected

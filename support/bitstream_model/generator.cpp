@@ -176,7 +176,7 @@ int XFPGenerateBitstream::ConvertForm(const char* inFile, const char* outFile) {
     if (result != kXFPOk) return result;
     XFPBitstreamModel model;
     model.SetMarker(stream.marker);
-    if (!stream.lead_in.empty()) model.SetLeadIn(&stream.lead_in[4]);
+    if (stream.lead_in.size() == 8) model.SetLeadIn(&stream.lead_in[4]);
     for (const std::string& entry : stream.entries) model.AddCommentEntry(entry.c_str());
     if (!binary) {
       std::vector<std::uint8_t> bytes = bm::BinaryHeader(model, model.GetComment(), 0);

@@ -40,13 +40,14 @@ bool HexLeadIn(const std::string& line, std::size_t at, std::vector<std::uint8_t
     if (line[i] != ' ' && line[i] != '\t') digits += line[i];
   }
   if (digits.size() != 8) return false;
-  lead_in.assign(kLeadInStart, kLeadInStart + 4);
+  std::vector<std::uint8_t> block(kLeadInStart, kLeadInStart + 4);
   for (int i = 0; i < 4; ++i) {
     const int high = HexDigit(digits[static_cast<std::size_t>(2 * i)]);
     const int low = HexDigit(digits[static_cast<std::size_t>(2 * i + 1)]);
     if (high < 0 || low < 0) return false;
-    lead_in.push_back(static_cast<std::uint8_t>(high << 4 | low));
+    block.push_back(static_cast<std::uint8_t>(high << 4 | low));
   }
+  lead_in = block;
   return true;
 }
 
@@ -56,11 +57,12 @@ bool BinaryLeadIn(const std::string& next_line, std::vector<std::uint8_t>& lead_
     if (c == '0' || c == '1') bits += c;
   }
   if (bits.size() < 32) return false;
-  lead_in.assign(kLeadInStart, kLeadInStart + 4);
+  std::vector<std::uint8_t> block(kLeadInStart, kLeadInStart + 4);
   for (int i = 0; i < 4; ++i) {
-    lead_in.push_back(static_cast<std::uint8_t>(
+    block.push_back(static_cast<std::uint8_t>(
         std::stoul(bits.substr(static_cast<std::size_t>(8 * i), 8), nullptr, 2)));
   }
+  lead_in = block;
   return true;
 }
 
@@ -292,7 +294,7 @@ int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log) {
     return result;
   }
   marker_ = stream.marker;
-  if (!stream.lead_in.empty()) SetLeadIn(&stream.lead_in[4]);
+  if (stream.lead_in.size() == 8) SetLeadIn(&stream.lead_in[4]);
   for (const std::string& entry : stream.entries) comment_ += entry + "\n";
   if (!stream.verbatim.empty())
     verbatim_.AppendData(stream.verbatim.data(), static_cast<unsigned int>(stream.verbatim.size()));

@@ -239,6 +239,21 @@ TEST(FirmwareImage, BinImagesAndTheirMeasure) {
   EXPECT_EQ(bits, 99u);
   std::string missing = dir.Path("none.bin");
   EXPECT_EQ(BITCheck(missing.data(), &bits), -2);
+
+  // A bitstream's firmware patch data, bit-reversed, in order.
+  XFPBitstreamModel model;
+  model.SetDevice(device);
+  XFPFrameModel patch("Write Patch Program Increment Frame", 0x81);
+  const unsigned char bytes[3] = {0x01, 0x02, 0xF0};
+  patch.AddComponent(XFPFrameComponentModel("Data", bytes, 3, 24));
+  model.AddFrame(patch);
+  std::string stream = dir.Path("fw.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, stream.c_str()), 0);
+  SVFPlusData firmware;
+  ASSERT_EQ(Read(Firmware2SVFPlus, stream, device, firmware), 0);
+  EXPECT_EQ(RowOf(firmware, "Firmware_FuseArray_TDI", 1), (Bytes{0x80, 0x40, 0x0F}));
+  SVFPlusData broken;
+  EXPECT_EQ(Read(Firmware2SVFPlus, dir.Write("x.bit", "\x41"), device, broken), kXFPNoHeader);
   EXPECT_EQ(BITCheck(missing.data(), nullptr, &bits), -6);
 }
 
