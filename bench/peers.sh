@@ -4,6 +4,8 @@
 #   with itself by fnJEDFileCompare, beside reading the same file with fread (the I/O floor).
 #   Images: a 32 MiB image as Intel hex, S3 records and extended Tektronix converted to binary
 #   by fusekit, srec_cat and objcopy, beside the fread floor of each input.
+#   Bitstreams: a 32 MiB configuration bitstream written by the generator, read by BIT2SVFPlus
+#   and converted by BIT2ISC, beside its fread floor.
 #   ISC: the same file converted to an ISC data file by `fusekit convert` and read back by
 #   ISC2SVFPlus, each beside the fread floor of the file it reads.
 # Usage: bench/peers.sh [FUSES [IMAGE_BYTES]]
@@ -49,3 +51,6 @@ if command -v srec_cat >/dev/null && command -v objcopy >/dev/null; then
 else
   echo "srec_cat (Debian srecord) and objcopy (binutils) are needed for the image figures"
 fi
+
+echo "== Bitstreams"
+build/bench/bench/bitstream_peers "$work" 32

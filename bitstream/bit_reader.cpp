@@ -34,6 +34,10 @@ class FuseRows {
     ok_ = ok_ && rows_.Put(byte);
     return ok_;
   }
+  bool StoreRun(const std::uint8_t* bytes, std::size_t count) {
+    ok_ = ok_ && rows_.PutRun(bytes, count);
+    return ok_;
+  }
   bool StartFirstRow() { return ok_ = rows_.StartRow(); }
   bool Ok() const { return ok_; }
 
@@ -62,8 +66,15 @@ bool ReadBinary(std::FILE* file, const DeviceInfo& device, FuseRows& rows) {
   int state = 1;
   for (int c = std::getc(file); c != EOF; c = std::getc(file)) {
     if (state == 0) {
+      // The body: the rest of the file is stored as it is, a block at a time.
       if (!rows.Store(static_cast<std::uint8_t>(c))) return false;
-    } else if (state == 1) {
+      return core::ForEachChunk(file,
+                                [&](const std::uint8_t* bytes, std::size_t count) {
+                                  return rows.StoreRun(bytes, count);
+                                }) &&
+             rows.Ok();
+    }
+    if (state == 1) {
       if (vorsk && c == 0x00) {
         const int b1 = std::getc(file), b2 = b1 == EOF ? EOF : std::getc(file),
                   b3 = b2 == EOF ? EOF : std::getc(file);

@@ -116,6 +116,8 @@ class FUSEKIT_API KvByteBuffer {
 
   // Contiguous view of the bytes (null when empty), for code that walks whole rows.
   const unsigned char* GetBuffer() const;
+  // The same bytes for writing in place (null when empty); valid until the buffer grows.
+  unsigned char* GetWritableBuffer();
   // Reserves room for count bytes ahead of appends; false when memory runs out.
   bool Reserve(unsigned int count);
 

@@ -1,6 +1,8 @@
 // Row placement of the bitstream and image readers.
 #include "support/progdata/row_filler.h"
 
+#include <algorithm>
+
 #include "support/util/bit_ops.h"
 
 namespace fusekit::progdata {
@@ -14,6 +16,7 @@ bool RowFiller::StartRow() {
   if (!fill_.empty() &&
       row_->AppendData(fill_.data(), static_cast<unsigned int>(fill_.size())) == 0)
     return false;
+  bytes_ = row_->GetWritableBuffer();
   index_ = static_cast<int>(fill_.size()) - 1;
   ++rows_;
   return true;
@@ -22,12 +25,26 @@ bool RowFiller::StartRow() {
 bool RowFiller::Put(std::uint8_t byte) {
   if (fill_.empty()) return row_ != nullptr || StartRow();  // rows of no bytes take nothing
   if (RowFull() && !StartRow()) return false;
-  row_->WriteData(index_--, bits::Mirror(byte));
+  bytes_[index_--] = bits::Mirror(byte);
+  return true;
+}
+
+bool RowFiller::PutRun(const std::uint8_t* bytes, std::size_t count) {
+  if (fill_.empty()) return count == 0 || row_ != nullptr || StartRow();
+  while (count != 0) {
+    if (RowFull() && !StartRow()) return false;
+    const std::size_t chunk = std::min(count, static_cast<std::size_t>(index_) + 1);
+    std::uint8_t* to = bytes_ + index_;
+    for (std::size_t i = 0; i < chunk; ++i) *to-- = bits::Mirror(bytes[i]);
+    index_ -= static_cast<int>(chunk);
+    bytes += chunk;
+    count -= chunk;
+  }
   return true;
 }
 
 void RowFiller::Poke(std::uint8_t byte) {
-  if (row_ != nullptr && index_ >= 0) row_->WriteData(index_, bits::Mirror(byte));
+  if (row_ != nullptr && index_ >= 0) bytes_[index_] = bits::Mirror(byte);
 }
 
 }  // namespace fusekit::progdata

@@ -22,6 +22,8 @@ class RowFiller {
   // Starts a row when none is open or the index has passed 0, then stores the byte
   // bit-reversed at the index and moves down. False when a row cannot be added.
   bool Put(std::uint8_t byte);
+  // Put of count bytes in turn.
+  bool PutRun(const std::uint8_t* bytes, std::size_t count);
   // Stores byte bit-reversed at the index without moving (nothing when the index has passed 0).
   void Poke(std::uint8_t byte);
 
@@ -35,6 +37,7 @@ class RowFiller {
   unsigned int bits_;
   std::vector<std::uint8_t> fill_;
   KvByteBuffer* row_ = nullptr;
+  std::uint8_t* bytes_ = nullptr;  // the row's bytes, written in place
   int index_ = -1;
   int rows_ = 0;
 };

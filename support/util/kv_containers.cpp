@@ -110,6 +110,9 @@ unsigned int KvByteBuffer::GetTotalSize() const {
 const unsigned char* KvByteBuffer::GetBuffer() const {
   return size_ == 0 ? nullptr : data_;
 }
+unsigned char* KvByteBuffer::GetWritableBuffer() {
+  return size_ == 0 ? nullptr : data_;
+}
 bool KvByteBuffer::Reserve(unsigned int count) {
   return Grow(count);
 }

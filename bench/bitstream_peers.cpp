@@ -1,0 +1,98 @@
+// BIT2SVFPlus and BIT2ISC of a large generated bitstream beside the I/O floor, in one run:
+//   bitstream_peers WORK_FOLDER [MIB]
+// writes a configuration bitstream of MIB MiB (default 32) with the model library's generator,
+// then prints the time of reading it with fread in 1 MiB blocks, of BIT2SVFPlus and of BIT2ISC
+// (best of three runs each) and their ratios to the floor.
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "fusekit/fusekit.h"
+
+namespace {
+
+double BestSeconds(const std::function<void()>& run) {
+  double best = 1e30;
+  for (int i = 0; i < 3; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    run();
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    if (took.count() < best) best = took.count();
+  }
+  return best;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: bitstream_peers WORK_FOLDER [MIB]\n");
+    return 2;
+  }
+  const std::string folder = argv[1];
+  const unsigned mib = argc > 2 ? static_cast<unsigned>(std::atoi(argv[2])) : 32;
+  constexpr unsigned kFrameBytes = 1024;
+  const unsigned frames = mib * 1024;
+  DeviceInfo device;
+  device.SetName("BENCH");
+  device.SetFamily("CorvaneTorvik4");
+  device.SetDataLength(kFrameBytes * 8);
+  device.SetAddressLength(frames);
+  device.SetFuseNumber(frames * kFrameBytes * 8);
+  device.SetIDLength(32);
+  device.SetPhysicalUESLength(32);
+  device.SetjtagLogicalUESLength(32);
+  device.SaveDeviceBackupValue();
+
+  std::string bit = folder + "/bench-" + std::to_string(mib) + "mib.bit";
+  {
+    XFPBitstreamModel model;
+    model.SetDevice(device);
+    model.AddCommentEntry("Design: bench");
+    std::vector<unsigned char> bytes(kFrameBytes);
+    unsigned seed = 1532;
+    for (unsigned f = 0; f < frames; ++f) {
+      for (unsigned char& b : bytes)
+        b = static_cast<unsigned char>((seed = seed * 1103515245 + 12345) >> 16);
+      XFPFrameModel frame("Data Frame", 0x41);
+      frame.AddComponent(
+          XFPFrameComponentModel("Data", bytes.data(), kFrameBytes, kFrameBytes * 8));
+      model.AddFrame(frame);
+    }
+    if (XFPGenerateBitstream::Generate(model, bit.c_str()) != 0) {
+      std::fprintf(stderr, "cannot write %s\n", bit.c_str());
+      return 1;
+    }
+  }
+  std::vector<char> block(1 << 20);
+  const double floor = BestSeconds([&] {
+    std::FILE* f = std::fopen(bit.c_str(), "rb");
+    while (std::fread(block.data(), 1, block.size(), f) == block.size()) {
+    }
+    std::fclose(f);
+  });
+  int status = 0;
+  const double reader = BestSeconds([&] {
+    SVFPlusData data;
+    status = BIT2SVFPlus(bit.data(), &device, 0, &data, "", "", "", false);
+  });
+  if (status != 0) std::fprintf(stderr, "BIT2SVFPlus: %d\n", status);
+  std::string isc = folder + "/bench.isc";
+  std::string entity = "BENCH";
+  char empty[] = "";
+  const double convert = BestSeconds([&] {
+    status = BIT2ISC(bit.data(), &device, 0, "", folder.c_str(), empty, "", entity.data(),
+                     isc.data(), 0, "bench");
+  });
+  if (status < 0) std::fprintf(stderr, "BIT2ISC: %d\n", status);
+  std::remove(isc.c_str());
+  const std::string title = "bitstream of " + std::to_string(mib) + " MiB";
+  std::printf("%-34s %10s %10s %8s\n", title.c_str(), "time (ms)", "x fread", "target");
+  std::printf("%-34s %10.1f %10s\n", "fread, 1 MiB blocks (I/O floor)", floor * 1e3, "1.0");
+  std::printf("%-34s %10.1f %10.2f %8s\n", "BIT2SVFPlus", reader * 1e3, reader / floor, "<= 4");
+  std::printf("%-34s %10.1f %10.2f %8s\n", "BIT2ISC", convert * 1e3, convert / floor, "<= 10");
+  return 0;
+}
