@@ -14,32 +14,12 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
+
 namespace {
 
-double BestSeconds(const std::function<int()>& run, int& status) {
-  double best = 1e30;
-  for (int i = 0; i < 3; ++i) {
-    const auto start = std::chrono::steady_clock::now();
-    status = run();
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    if (took.count() < best) best = took.count();
-  }
-  return best;
-}
-
-double ReadFloor(const std::string& path) {
-  std::vector<char> block(1 << 20);
-  int ignored = 0;
-  return BestSeconds(
-      [&] {
-        std::FILE* f = std::fopen(path.c_str(), "rb");
-        while (std::fread(block.data(), 1, block.size(), f) == block.size()) {
-        }
-        std::fclose(f);
-        return 0;
-      },
-      ignored);
-}
+using fusekit::bench::BestSeconds;
+using fusekit::bench::ReadFloor;
 
 std::string Contents(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -86,15 +66,15 @@ int main(int argc, char** argv) {
     const double floor = ReadFloor(in);
     int status = 0;
     const std::string ours = fusekit + " convert " + in + " " + out + " >/dev/null";
-    const double fk = BestSeconds([&] { return std::system(ours.c_str()); }, status);
+    const double fk = BestSeconds([&] { status = std::system(ours.c_str()); });
     const bool fk_ok = status == 0 && Unmirrored(Contents(out)) == image;
     const std::string srec = std::string("srec_cat ") + in + " " + f.srec_cat_format + " -o " +
                              out + " -Binary 2>/dev/null";
-    const double sc = BestSeconds([&] { return std::system(srec.c_str()); }, status);
+    const double sc = BestSeconds([&] { status = std::system(srec.c_str()); });
     const bool sc_ok = status == 0 && Contents(out) == image;
     const std::string objcopy = std::string("objcopy -I ") + f.objcopy_format + " -O binary " +
                                 prefix + f.objcopy_extension + " " + out + " 2>/dev/null";
-    const double oc = BestSeconds([&] { return std::system(objcopy.c_str()); }, status);
+    const double oc = BestSeconds([&] { status = std::system(objcopy.c_str()); });
     const bool oc_ok = status == 0 && Contents(out) == image;
     std::printf("%-20s %9.1f %9.1f %-2s %9.1f %-2s %9.1f %-2s %10.2f %10.2f\n", f.name, floor * 1e3,
                 fk * 1e3, fk_ok ? "" : "!", sc * 1e3, sc_ok ? "" : "!", oc * 1e3, oc_ok ? "" : "!",

@@ -11,30 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "fusekit/fusekit.h"
 
 namespace {
 
-double BestSeconds(const std::function<void()>& run) {
-  double best = 1e30;
-  for (int i = 0; i < 3; ++i) {
-    const auto start = std::chrono::steady_clock::now();
-    run();
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    if (took.count() < best) best = took.count();
-  }
-  return best;
-}
-
-double ReadFloor(const std::string& path) {
-  std::vector<char> block(1 << 20);
-  return BestSeconds([&] {
-    std::FILE* f = std::fopen(path.c_str(), "rb");
-    while (std::fread(block.data(), 1, block.size(), f) == block.size()) {
-    }
-    std::fclose(f);
-  });
-}
+using fusekit::bench::BestSeconds;
+using fusekit::bench::ReadFloor;
 
 DeviceInfo BenchDevice(unsigned long fuses) {
   DeviceInfo device;

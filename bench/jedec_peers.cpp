@@ -13,20 +13,13 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "fusekit/fusekit.h"
 
 namespace {
 
-double BestSeconds(const std::function<void()>& run) {
-  double best = 1e30;
-  for (int i = 0; i < 3; ++i) {
-    const auto start = std::chrono::steady_clock::now();
-    run();
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    if (took.count() < best) best = took.count();
-  }
-  return best;
-}
+using fusekit::bench::BestSeconds;
+using fusekit::bench::ReadFloor;
 
 long PeakKilobytes() {
   rusage usage{};
@@ -67,13 +60,7 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  std::vector<char> block(1 << 20);
-  const double floor = BestSeconds([&] {
-    std::FILE* f = std::fopen(path.c_str(), "rb");
-    while (std::fread(block.data(), 1, block.size(), f) == block.size()) {
-    }
-    std::fclose(f);
-  });
+  const double floor = ReadFloor(path);
   const double reader = BestSeconds([&] {
     SVFPlusData data;
     JEDEC2SVFPlus(path.data(), &device, 1, &data, "", "", "", "");

@@ -1,22 +1,14 @@
 // Record parsing of the three hex formats.
 #include "image/records.h"
 
+#include "support/util/hex_digits.h"
+
 #include <array>
 
 namespace fusekit::image {
 namespace {
 
-constexpr std::array<signed char, 256> kHexValues = [] {
-  std::array<signed char, 256> values{};
-  for (int c = 0; c < 256; ++c) {
-    values[static_cast<std::size_t>(c)] =
-        static_cast<signed char>(c >= '0' && c <= '9'   ? c - '0'
-                                 : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                 : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                                                        : -1);
-  }
-  return values;
-}();
+constexpr const std::array<signed char, 256>& kHexValues = hex::kDigitValue;
 
 // Reads digits hex digits at text[at]; false when one is missing or not a digit.
 bool ReadHex(std::string_view text, std::size_t at, int digits, std::uint64_t& value) {

@@ -16,6 +16,7 @@
 #include "isc/tokenizer.h"
 #include "support/legacy_fusemap/grend.h"
 #include "support/legacy_fusemap/row_file.h"
+#include "support/util/hex_digits.h"
 
 namespace fusekit::isc {
 namespace {
@@ -30,18 +31,7 @@ constexpr int kWrongVersion = -17;
 constexpr int kBlocksFollow = 0;  // a block ended with ","
 constexpr int kDataEnded = 1;     // the file's closing ")"
 
-// The value of each hex digit character, -1 for every other character.
-constexpr std::array<signed char, 256> kHexDigitValue = [] {
-  std::array<signed char, 256> values{};
-  for (int c = 0; c < 256; ++c) {
-    values[static_cast<std::size_t>(c)] =
-        static_cast<signed char>(c >= '0' && c <= '9'   ? c - '0'
-                                 : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                 : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                                                        : -1);
-  }
-  return values;
-}();
+constexpr const std::array<signed char, 256>& kHexDigitValue = hex::kDigitValue;
 
 // Characters of a line of rows that the bulk path takes: hex digits, blanks and commas.
 constexpr std::array<bool, 256> kRowLineCharacter = [] {
