@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "fusekit/devicedb.h"
+
 namespace fusekit::bench {
 
 // The best of three runs, in seconds.
@@ -32,6 +34,21 @@ inline double ReadFloor(const std::string& path) {
     }
     std::fclose(f);
   });
+}
+
+// A generic device of rows of 128 fuses, the record of the JEDEC and ISC figures.
+inline DeviceInfo BenchDevice(unsigned long fuses) {
+  DeviceInfo device;
+  device.SetName("BENCH");
+  device.SetFamily("generic");
+  device.SetDataLength(128);
+  device.SetAddressLength(static_cast<unsigned int>(fuses / 128));
+  device.SetFuseNumber(static_cast<unsigned int>(fuses));
+  device.SetIDLength(32);
+  device.SetPhysicalUESLength(32);
+  device.SetjtagLogicalUESLength(32);
+  device.SaveDeviceBackupValue();
+  return device;
 }
 
 }  // namespace fusekit::bench

@@ -16,22 +16,9 @@
 
 namespace {
 
+using fusekit::bench::BenchDevice;
 using fusekit::bench::BestSeconds;
 using fusekit::bench::ReadFloor;
-
-DeviceInfo BenchDevice(unsigned long fuses) {
-  DeviceInfo device;
-  device.SetName("BENCH");
-  device.SetFamily("generic");
-  device.SetDataLength(128);
-  device.SetAddressLength(static_cast<unsigned int>(fuses / 128));
-  device.SetFuseNumber(static_cast<unsigned int>(fuses));
-  device.SetIDLength(32);
-  device.SetPhysicalUESLength(32);
-  device.SetjtagLogicalUESLength(32);
-  device.SaveDeviceBackupValue();
-  return device;
-}
 
 }  // namespace
 

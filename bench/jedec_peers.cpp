@@ -36,16 +36,7 @@ int main(int argc, char** argv) {
   }
   std::string path = argv[1];
   const unsigned long fuses = std::strtoul(argv[2], nullptr, 10);
-  DeviceInfo device;
-  device.SetName("BENCH");
-  device.SetFamily("generic");
-  device.SetDataLength(128);
-  device.SetAddressLength(static_cast<unsigned int>(fuses / 128));
-  device.SetFuseNumber(static_cast<unsigned int>(fuses));
-  device.SetIDLength(32);
-  device.SetPhysicalUESLength(32);
-  device.SetjtagLogicalUESLength(32);
-  device.SaveDeviceBackupValue();
+  DeviceInfo device = fusekit::bench::BenchDevice(fuses);
 
   // Memory first, while the process is still small: the conversion's own peak.
   const long before = PeakKilobytes();
