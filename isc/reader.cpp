@@ -13,6 +13,7 @@
 #include "fusekit/family.h"
 #include "fusekit/isc.h"
 #include "fusekit/jedec.h"
+#include "isc/text_case.h"
 #include "isc/tokenizer.h"
 #include "support/legacy_fusemap/grend.h"
 #include "support/legacy_fusemap/row_file.h"
@@ -42,16 +43,6 @@ constexpr std::array<bool, 256> kRowLineCharacter = [] {
   }
   return accepted;
 }();
-
-std::string Upper(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return text;
-}
-
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
 
 bool Is(const std::string& token, const char* keyword) {
   return Upper(token) == keyword;

@@ -14,6 +14,7 @@
 #include "crc/file_crc.h"
 #include "fusekit/isc.h"
 #include "fusekit/util.h"
+#include "isc/text_case.h"
 
 namespace fusekit::isc {
 namespace {
@@ -22,16 +23,6 @@ constexpr int kBadStructure = -2;
 constexpr int kNullSummary = -6;
 constexpr int kSyntax = -13;
 constexpr int kEndedEarly = -16;
-
-std::string Upper(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return text;
-}
-
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
 
 struct Token {
   enum Kind { kEnd, kWord, kOpen, kClose, kComma, kComment } kind = kEnd;

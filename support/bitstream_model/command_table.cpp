@@ -27,19 +27,19 @@ std::string Trim(const std::string& text) {
   return text.substr(a, b - a);
 }
 
-bool ParseSize(const std::string& text, ComponentSpec& spec) {
-  if (text == "frame") return spec.kind = SizeKind::kFrameBits, true;
-  if (text == "id") return spec.kind = SizeKind::kIdBits, true;
-  if (text == "usercode") return spec.kind = SizeKind::kUsercodeBits, true;
-  if (text == "operand") return spec.kind = SizeKind::kOperand, true;
+bool ParseSize(const std::string& text, ComponentDef& def) {
+  if (text == "frame") return def.kind = SizeKind::kFrameBits, true;
+  if (text == "id") return def.kind = SizeKind::kIdBits, true;
+  if (text == "usercode") return def.kind = SizeKind::kUsercodeBits, true;
+  if (text == "operand") return def.kind = SizeKind::kOperand, true;
   if (text.empty() || text.size() > 7 || text.find_first_not_of("0123456789") != std::string::npos)
     return false;
-  spec.kind = SizeKind::kBytes;
-  spec.bytes = static_cast<std::uint32_t>(std::strtoul(text.c_str(), nullptr, 10));
+  def.kind = SizeKind::kBytes;
+  def.bytes = static_cast<std::uint32_t>(std::strtoul(text.c_str(), nullptr, 10));
   return true;
 }
 
-bool ParseComponents(const std::string& text, CommandSpec& command) {
+bool ParseComponents(const std::string& text, CommandDef& command) {
   std::size_t start = 0;
   while (start <= text.size()) {
     std::size_t comma = text.find(',', start);
@@ -47,17 +47,17 @@ bool ParseComponents(const std::string& text, CommandSpec& command) {
     const std::string item = Trim(text.substr(start, comma - start));
     const std::size_t equals = item.find('=');
     if (equals == std::string::npos) return false;
-    ComponentSpec spec;
-    spec.name = Trim(item.substr(0, equals));
-    if (spec.name.empty() || !ParseSize(Trim(item.substr(equals + 1)), spec)) return false;
-    command.components.push_back(spec);
+    ComponentDef def;
+    def.name = Trim(item.substr(0, equals));
+    if (def.name.empty() || !ParseSize(Trim(item.substr(equals + 1)), def)) return false;
+    command.components.push_back(def);
     start = comma + 1;
   }
   return true;
 }
 
 // "<frame name>[ [flag]...]": the name, and the flags that follow it.
-bool ParseFrame(std::string text, CommandSpec& command) {
+bool ParseFrame(std::string text, CommandDef& command) {
   for (std::size_t open = text.find('['); open != std::string::npos; open = text.find('[')) {
     const std::size_t close = text.find(']', open);
     if (close == std::string::npos) return false;
@@ -77,7 +77,7 @@ bool ParseFrame(std::string text, CommandSpec& command) {
   return !command.frame.empty();
 }
 
-bool ParseLine(const std::string& line, CommandSpec& command) {
+bool ParseLine(const std::string& line, CommandDef& command) {
   const std::size_t blank = line.find(' ');
   if (blank == std::string::npos || blank == 0 || blank > 2) return false;
   const std::string opcode = line.substr(0, blank);
@@ -94,8 +94,8 @@ bool ParseLine(const std::string& line, CommandSpec& command) {
 
 }  // namespace
 
-bool ParseCommandTable(const std::string& text, std::vector<CommandSpec>& table) {
-  std::vector<CommandSpec> parsed;
+bool ParseCommandTable(const std::string& text, std::vector<CommandDef>& table) {
+  std::vector<CommandDef> parsed;
   std::size_t start = 0;
   while (start < text.size()) {
     std::size_t end = text.find('\n', start);
@@ -103,7 +103,7 @@ bool ParseCommandTable(const std::string& text, std::vector<CommandSpec>& table)
     const std::string line = Trim(text.substr(start, end - start));
     start = end + 1;
     if (line.empty() || line[0] == '#') continue;
-    CommandSpec command;
+    CommandDef command;
     if (!ParseLine(line, command) || FindByOpcode(parsed, command.opcode) != nullptr) return false;
     parsed.push_back(command);
   }
@@ -111,14 +111,14 @@ bool ParseCommandTable(const std::string& text, std::vector<CommandSpec>& table)
   return true;
 }
 
-bool CommandTableOf(const DeviceInfo& device, std::vector<CommandSpec>& table) {
+bool CommandTableOf(const DeviceInfo& device, std::vector<CommandDef>& table) {
   const char* text = device.GetBitstreamCommands();
   return ParseCommandTable(text != nullptr && text[0] != '\0' ? text : kDefaultCommandTable, table);
 }
 
-void ComponentSize(const ComponentSpec& spec, const DeviceInfo& device, std::uint32_t operand,
+void ComponentSize(const ComponentDef& def, const DeviceInfo& device, std::uint32_t operand,
                    std::uint64_t& bits, std::uint64_t& bytes) {
-  switch (spec.kind) {
+  switch (def.kind) {
     case SizeKind::kFrameBits:
       bits = device.GetDataLength();
       break;
@@ -132,21 +132,21 @@ void ComponentSize(const ComponentSpec& spec, const DeviceInfo& device, std::uin
       bits = std::uint64_t{operand} * 8;
       break;
     default:
-      bits = std::uint64_t{spec.bytes} * 8;
+      bits = std::uint64_t{def.bytes} * 8;
       break;
   }
   bytes = (bits + 7) / 8;
 }
 
-const CommandSpec* FindByOpcode(const std::vector<CommandSpec>& table, int opcode) {
-  for (const CommandSpec& command : table) {
+const CommandDef* FindByOpcode(const std::vector<CommandDef>& table, int opcode) {
+  for (const CommandDef& command : table) {
     if (command.opcode == opcode) return &command;
   }
   return nullptr;
 }
 
-const CommandSpec* FindByFrame(const std::vector<CommandSpec>& table, const std::string& frame) {
-  for (const CommandSpec& command : table) {
+const CommandDef* FindByFrame(const std::vector<CommandDef>& table, const std::string& frame) {
+  for (const CommandDef& command : table) {
     if (command.frame == frame) return &command;
   }
   return nullptr;

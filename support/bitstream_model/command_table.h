@@ -21,37 +21,37 @@ namespace fusekit::bitstream_model {
 
 enum class SizeKind { kBytes, kFrameBits, kIdBits, kUsercodeBits, kOperand };
 
-struct ComponentSpec {
+struct ComponentDef {
   std::string name;
   SizeKind kind = SizeKind::kBytes;
   std::uint32_t bytes = 0;  // for kBytes
 };
 
-struct CommandSpec {
+struct CommandDef {
   int opcode = 0;
   std::string frame;
   bool encrypted = false;
   bool compressed = false;
   bool authenticated = false;
-  std::vector<ComponentSpec> components;
+  std::vector<ComponentDef> components;
 };
 
 // The table written into the library, used for a device record without one.
 extern const char* const kDefaultCommandTable;
 
 // Parses a table; false (with table untouched) when a line cannot be read.
-bool ParseCommandTable(const std::string& text, std::vector<CommandSpec>& table);
+bool ParseCommandTable(const std::string& text, std::vector<CommandDef>& table);
 
 // The table of the device record, or the default one. False when it cannot be read.
-bool CommandTableOf(const DeviceInfo& device, std::vector<CommandSpec>& table);
+bool CommandTableOf(const DeviceInfo& device, std::vector<CommandDef>& table);
 
 // The size of a component for the device: bits, and the bytes that hold them. operand is the
 // command's operand value.
-void ComponentSize(const ComponentSpec& spec, const DeviceInfo& device, std::uint32_t operand,
+void ComponentSize(const ComponentDef& def, const DeviceInfo& device, std::uint32_t operand,
                    std::uint64_t& bits, std::uint64_t& bytes);
 
-const CommandSpec* FindByOpcode(const std::vector<CommandSpec>& table, int opcode);
-const CommandSpec* FindByFrame(const std::vector<CommandSpec>& table, const std::string& frame);
+const CommandDef* FindByOpcode(const std::vector<CommandDef>& table, int opcode);
+const CommandDef* FindByFrame(const std::vector<CommandDef>& table, const std::string& frame);
 
 }  // namespace fusekit::bitstream_model
 

@@ -55,29 +55,29 @@ int WriteBytes(const char* name, const std::vector<std::uint8_t>& bytes) {
 
 }  // namespace
 
-int BuildBody(const XFPBitstreamModel& model, const std::vector<CommandSpec>& table,
+int BuildBody(const XFPBitstreamModel& model, const std::vector<CommandDef>& table,
               std::vector<std::uint8_t>& out) {
   out.insert(out.end(), kPreambleBytes, 0xFF);
   out.insert(out.end(), kSync, kSync + 2);
   for (unsigned int f = 0; f < model.GetFrameCount(); ++f) {
     const XFPFrameModel& frame = *model.GetFrame(f);
-    const CommandSpec* spec = FindByFrame(table, frame.GetName());
-    if (spec == nullptr) return kXFPUnknownFrame;
-    out.push_back(static_cast<std::uint8_t>(spec->opcode));
+    const CommandDef* def = FindByFrame(table, frame.GetName());
+    if (def == nullptr) return kXFPUnknownFrame;
+    out.push_back(static_cast<std::uint8_t>(def->opcode));
     // The operand: as the frame has it, else the byte count of an operand-sized component.
     std::uint32_t operand = 0;
     if (const XFPFrameComponentModel* info = frame.FindComponent("CommandInfo")) {
       operand = std::uint32_t{info->GetByte(0)} << 16 | std::uint32_t{info->GetByte(1)} << 8 |
                 info->GetByte(2);
     }
-    for (const ComponentSpec& component : spec->components) {
+    for (const ComponentDef& component : def->components) {
       const XFPFrameComponentModel* part = frame.FindComponent(component.name.c_str());
       if (component.kind == SizeKind::kOperand && part != nullptr) operand = part->GetByteSize();
     }
     out.push_back(static_cast<std::uint8_t>(operand >> 16));
     out.push_back(static_cast<std::uint8_t>(operand >> 8));
     out.push_back(static_cast<std::uint8_t>(operand));
-    for (const ComponentSpec& component : spec->components) {
+    for (const ComponentDef& component : def->components) {
       std::uint64_t bits = 0, bytes = 0;
       ComponentSize(component, model.GetDevice(), operand, bits, bytes);
       const XFPFrameComponentModel* part = frame.FindComponent(component.name.c_str());
@@ -96,7 +96,7 @@ namespace bm = fusekit::bitstream_model;
 int XFPGenerateBitstream::Generate(const XFPBitstreamModel& model, const XFPHeader& header,
                                    const char* fileName) {
   try {
-    std::vector<bm::CommandSpec> table;
+    std::vector<bm::CommandDef> table;
     if (!bm::CommandTableOf(model.GetDevice(), table)) return kXFPBadCommandTable;
     std::vector<std::uint8_t> bytes =
         bm::BinaryHeader(model, header.GetBitstreamHeader(), header.GetHeaderSegmentLen());
@@ -142,7 +142,7 @@ int WriteAscii(const XFPBitstreamModel& model, const std::vector<std::uint8_t>& 
 
 int XFPGenerateBitstream::GenerateAscii(const XFPBitstreamModel& model, const char* fileName) {
   try {
-    std::vector<bm::CommandSpec> table;
+    std::vector<bm::CommandDef> table;
     if (!bm::CommandTableOf(model.GetDevice(), table)) return kXFPBadCommandTable;
     std::vector<std::uint8_t> body;
     if (const int status = bm::BuildBody(model, table, body); status != kXFPOk) return status;

@@ -149,7 +149,7 @@ int ParseBinaryHeader(const std::vector<std::uint8_t>& data, const LeadIns& lead
 }
 
 int ParseBody(const std::vector<std::uint8_t>& data, std::size_t pos,
-              const std::vector<CommandSpec>& table, const DeviceInfo& device, Stream& out) {
+              const std::vector<CommandDef>& table, const DeviceInfo& device, Stream& out) {
   const std::size_t preamble = pos;
   while (pos < data.size() && data[pos] == 0xFF) ++pos;
   if (pos == preamble || data.size() - pos < 2 || data[pos] != kSync[0] ||
@@ -164,11 +164,11 @@ int ParseBody(const std::vector<std::uint8_t>& data, std::size_t pos,
       ++pos;
       continue;
     }
-    const CommandSpec* spec = FindByOpcode(table, opcode);
+    const CommandDef* def = FindByOpcode(table, opcode);
     char where[96];
     std::snprintf(where, sizeof where, "command 0x%02X at byte %zu", static_cast<unsigned>(opcode),
                   pos);
-    if (spec == nullptr) {
+    if (def == nullptr) {
       out.error = std::string("unknown ") + where;
       return kXFPUnknownCommand;
     }
@@ -178,11 +178,11 @@ int ParseBody(const std::vector<std::uint8_t>& data, std::size_t pos,
     }
     const std::uint32_t operand =
         std::uint32_t{data[pos + 1]} << 16 | std::uint32_t{data[pos + 2]} << 8 | data[pos + 3];
-    XFPFrameModel frame(spec->frame.c_str(), opcode);
+    XFPFrameModel frame(def->frame.c_str(), opcode);
     frame.AddComponent(XFPFrameComponentModel("CommandInfo", &data[pos + 1], 3, 24));
     const std::size_t start = pos;
     pos += 4;
-    for (const ComponentSpec& component : spec->components) {
+    for (const ComponentDef& component : def->components) {
       std::uint64_t bits = 0, bytes = 0;
       ComponentSize(component, device, operand, bits, bytes);
       if (bytes > data.size() - pos) {
@@ -196,9 +196,9 @@ int ParseBody(const std::vector<std::uint8_t>& data, std::size_t pos,
     }
     (void)start;
     out.frames.push_back(frame);
-    out.encrypted = out.encrypted || spec->encrypted;
-    out.compressed = out.compressed || spec->compressed;
-    out.authenticated = out.authenticated || spec->authenticated;
+    out.encrypted = out.encrypted || def->encrypted;
+    out.compressed = out.compressed || def->compressed;
+    out.authenticated = out.authenticated || def->authenticated;
   }
   return kXFPOk;
 }
@@ -265,7 +265,7 @@ int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log) {
   Stream stream;
   int result = kXFPOk;
   try {
-    std::vector<bm::CommandSpec> table;
+    std::vector<bm::CommandDef> table;
     std::vector<std::uint8_t> data;
     if (fileName == nullptr) return kXFPNullArgument;
     if (!bm::CommandTableOf(device_, table)) {

@@ -55,13 +55,13 @@ int ParseBinaryHeader(const std::vector<std::uint8_t>& data, const LeadIns& lead
                       std::size_t& pos, Stream& out);
 // The body from data[pos]: preamble, synchronisation word and commands.
 int ParseBody(const std::vector<std::uint8_t>& data, std::size_t pos,
-              const std::vector<CommandSpec>& table, const DeviceInfo& device, Stream& out);
+              const std::vector<CommandDef>& table, const DeviceInfo& device, Stream& out);
 // The ASCII form: header lines into out, the body's bytes into body.
 int ParseAsciiHeader(const std::string& text, const LeadIns& lead_ins, Stream& out,
                      std::vector<std::uint8_t>& body);
 
 // The body bytes of a model's frames: preamble, synchronisation word and commands.
-int BuildBody(const XFPBitstreamModel& model, const std::vector<CommandSpec>& table,
+int BuildBody(const XFPBitstreamModel& model, const std::vector<CommandDef>& table,
               std::vector<std::uint8_t>& out);
 
 bool ReadWholeFile(const char* name, std::vector<std::uint8_t>& bytes);
