@@ -150,6 +150,15 @@ class FUSEKIT_API XFPBitstreamModel {
   std::vector<XFPFrameModel> frames_;
 };
 
+// A writer of memory images, made by XFPObjectFactory::CreateGenerateFileObject.
+class FUSEKIT_API XFPGenerateFileObject {
+ public:
+  virtual ~XFPGenerateFileObject();
+  // Writes size bytes as an image whose first byte is at startAddress. 0 or an XFPResult.
+  virtual int WriteImage(const char* fileName, const unsigned char* bytes, unsigned long size,
+                         unsigned int startAddress) = 0;
+};
+
 // Makes models of files: the binary form for ".bit", ".rbk", ".msk" (any case), the ASCII form
 // for ".rbt", ".rbka", ".mska" and every other name. The two texts are accepted and not used.
 class FUSEKIT_API XFPObjectFactory {
@@ -163,6 +172,8 @@ class FUSEKIT_API XFPObjectFactory {
   static int CreateReadBackMaskBitstreamModel(XFPBitstreamModel& model, DeviceInfo& device,
                                               KvLog& log, const char* fileName, const char* unused1,
                                               const char* unused2);
+  // The image writer of a kind ("Intel Hex"), owned by the caller; null for another kind.
+  static XFPGenerateFileObject* CreateGenerateFileObject(const char* kind);
 };
 
 // The header a generator writes: the comment entries, the device, and the header segment

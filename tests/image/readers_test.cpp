@@ -142,6 +142,7 @@ TEST(McsImage, WriterAndReaderAgree) {
   SVFPlusData empty;
   EXPECT_EQ(SVFPlus2MCS(mcs.c_str(), &device, &empty, "", "", "", 0), -3);
   EXPECT_EQ(SVFPlus2MCS(mcs.c_str(), nullptr, &empty, "", "", "", 0), -6);
+  EXPECT_EQ(XFPObjectFactory::CreateGenerateFileObject("Motorola"), nullptr);
 }
 
 // An NVCM-style image: sync, 20 bytes, rows each after 4 skipped bytes, then the architecture
