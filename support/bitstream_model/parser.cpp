@@ -96,6 +96,15 @@ bool ReadWholeFile(const char* name, std::vector<std::uint8_t>& bytes) {
   std::unique_ptr<std::FILE, Closer> file(name != nullptr ? std::fopen(name, "rb") : nullptr);
   if (!file) return false;
   bytes.clear();
+  // Read in one go at the size the file has; a file that grows meanwhile is read on in blocks.
+  if (std::fseek(file.get(), 0, SEEK_END) == 0) {
+    const long size = std::ftell(file.get());
+    std::rewind(file.get());
+    if (size > 0) {
+      bytes.resize(static_cast<std::size_t>(size));
+      bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+    }
+  }
   std::uint8_t buffer[1 << 16];
   std::size_t got;
   while ((got = std::fread(buffer, 1, sizeof buffer, file.get())) > 0)
