@@ -336,8 +336,11 @@ int AddUsercodeAndId(const char* file_name, DeviceInfo& device, SVFPlusData& dat
                                    static_cast<std::uint8_t>(id >> 8), 0x01};
     if (AddRowOf(data, "Usercode_TDI", usercode_bits, bytes, 4) != 0) return kRowFailed;
   } else {
+    // Of the model only the comment, the properties and two frames are wanted.
+    static const char* const kFrames[] = {"Usercode Frame", "Write Patch Init Address Frame",
+                                          nullptr};
     XFPBitstreamModel model;
-    const int built = BuildConfigModel(model, device, file_name);
+    const int built = BuildConfigSummary(model, device, file_name, kFrames);
     if (built < 0) {
       if (AddRowOf(data, "Usercode_TDI", usercode_bits, nullptr, 0) != 0) return kRowFailed;
       result = built;

@@ -6,17 +6,23 @@
 
 #include "core/log_name.h"
 #include "fusekit/core.h"
+#include "support/bitstream_model/stream.h"
 
 namespace fusekit::bitstream {
 
-int BuildConfigModel(XFPBitstreamModel& model, DeviceInfo& device, const char* fileName) {
+int BuildConfigSummary(XFPBitstreamModel& model, DeviceInfo& device, const char* fileName,
+                       const char* const* keptFrames) {
   KvLog log;
   const char* log_name = GetLogFileName();
   log.Open(log_name != nullptr ? log_name : "", "a");
   const int result =
-      XFPObjectFactory::CreateConfigBitstreamModel(model, device, log, fileName, nullptr, nullptr);
+      bitstream_model::CreateModel(model, device, log, fileName, kXFPConfig, keptFrames);
   core::ConsumeLogFileName();
   return result;
+}
+
+int BuildConfigModel(XFPBitstreamModel& model, DeviceInfo& device, const char* fileName) {
+  return BuildConfigSummary(model, device, fileName, nullptr);
 }
 
 std::string CommentValue(const char* comment, const char* key, bool& found) {

@@ -9,6 +9,11 @@ namespace fusekit::bitstream {
 
 // The configuration model of fileName for device. Returns the factory's result.
 int BuildConfigModel(XFPBitstreamModel& model, DeviceInfo& device, const char* fileName);
+// The same model with only the frames keptFrames names (a list ended by a null; an empty list
+// keeps none): its comment and properties are whole, and a large stream costs no copy of its
+// data frames.
+int BuildConfigSummary(XFPBitstreamModel& model, DeviceInfo& device, const char* fileName,
+                       const char* const* keptFrames);
 
 // The value of "key:" in a comment text: after the key and one more character, trimmed and cut
 // at the first blank, tab, line feed or carriage return. found is false without the key.

@@ -113,16 +113,21 @@ bool IsJedecOrIsc(char* name) {
 
 namespace bs = fusekit::bitstream;
 
+namespace {
+// The properties need the comment and the flags of a stream, none of its frames.
+constexpr const char* kNoFrames[] = {nullptr};
+}  // namespace
+
 bool IsBitstreamCompressed(const char* fileName, DeviceInfo* device) {
   if (device == nullptr) return false;
   XFPBitstreamModel model;
-  return bs::BuildConfigModel(model, *device, fileName) >= 0 && model.IsCompressed();
+  return bs::BuildConfigSummary(model, *device, fileName, kNoFrames) >= 0 && model.IsCompressed();
 }
 
 int IsBitstreamEncrypted(const char* fileName, DeviceInfo* device) {
   if (device == nullptr) return -1;
   XFPBitstreamModel model;
-  const int built = bs::BuildConfigModel(model, *device, fileName);
+  const int built = bs::BuildConfigSummary(model, *device, fileName, kNoFrames);
   if (built < 0) return -1;
   const std::string comment = model.GetComment();
   if (!model.IsEncrypted()) return built;

@@ -133,6 +133,11 @@ class FUSEKIT_API XFPBitstreamModel {
   // Parses a file in the binary or, when ascii is true, the ASCII form for the device set.
   // Returns 0 or an XFPResult; messages go to log when it is open.
   int Parse(const char* fileName, bool ascii, KvLog* log);
+  // Parse that stores only the frames named in keptFrames, a list ended by a null (every frame
+  // when keptFrames is null). The other frames are checked and passed over without being
+  // copied, and still count for IsEncrypted, IsCompressed and IsAuthenticated; GetSize counts
+  // the frames stored. For callers that want a few frames of a large stream.
+  int Parse(const char* fileName, bool ascii, KvLog* log, const char* const* keptFrames);
 
  private:
   bool ExtractInto(SVFPlusData* data, bool sram, bool firmware) const;

@@ -5,7 +5,7 @@
 
 #include "support/bitstream_model/stream.h"
 
-namespace {
+namespace fusekit::bitstream_model {
 
 bool IsBinaryName(const char* name) {
   const std::string text(name != nullptr ? name : "");
@@ -16,13 +16,22 @@ bool IsBinaryName(const char* name) {
   return extension == ".bit" || extension == ".rbk" || extension == ".msk";
 }
 
-int Create(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const char* fileName,
-           int kind) {
+int CreateModel(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const char* fileName,
+                int kind, const char* const* keptFrames) {
   model.Clear();
   model.SetDevice(device);
   model.SetKind(kind);
   if (fileName == nullptr) return kXFPNullArgument;
-  return model.Parse(fileName, !IsBinaryName(fileName), &log);
+  return model.Parse(fileName, !IsBinaryName(fileName), &log, keptFrames);
+}
+
+}  // namespace fusekit::bitstream_model
+
+namespace {
+
+int Create(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const char* fileName,
+           int kind) {
+  return fusekit::bitstream_model::CreateModel(model, device, log, fileName, kind, nullptr);
 }
 
 }  // namespace
@@ -70,16 +79,19 @@ int XFPBitstreamFile::OpenFile(const char* fileName) {
   comment_.clear();
   if (fileName == nullptr) return kXFPNullArgument;
   try {
-    std::vector<std::uint8_t> data;
-    if (!bm::ReadWholeFile(fileName, data)) return kXFPCannotOpen;
     bm::Stream stream;
     bm::LeadIns any;  // without a device every lead-in is allowed
     any.marker = any.block = true;
     int result;
-    if (IsBinaryName(fileName)) {
-      std::size_t pos = 0;
-      result = bm::ParseBinaryHeader(data, any, pos, stream);
+    if (fusekit::bitstream_model::IsBinaryName(fileName)) {
+      // Only the header is wanted: the file is read no further than its end.
+      bm::InputFile file = bm::OpenInput(fileName);
+      if (!file) return kXFPCannotOpen;
+      bm::ByteSource in(file.get());
+      result = bm::ParseBinaryHeader(in, any, stream);
     } else {
+      std::vector<std::uint8_t> data;
+      if (!bm::ReadWholeFile(fileName, data)) return kXFPCannotOpen;
       std::vector<std::uint8_t> body;
       result = bm::ParseAsciiHeader(std::string(data.begin(), data.end()), any, stream, body);
     }

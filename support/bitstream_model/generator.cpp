@@ -160,16 +160,13 @@ int XFPGenerateBitstream::ConvertForm(const char* inFile, const char* outFile) {
     bm::LeadIns any;
     any.marker = any.block = true;
     std::vector<std::uint8_t> body;
-    const std::string name = inFile;
-    std::string extension = name.substr(std::min(name.find_last_of('.'), name.size()));
-    for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    const bool binary = extension == ".bit" || extension == ".rbk" || extension == ".msk";
+    const bool binary = bm::IsBinaryName(inFile);
     int result;
     if (binary) {
-      std::size_t pos = 0;
-      result = bm::ParseBinaryHeader(data, any, pos, stream);
-      body.assign(data.begin() + static_cast<std::ptrdiff_t>(std::min(pos, data.size())),
-                  data.end());
+      bm::ByteSource in(data);
+      result = bm::ParseBinaryHeader(in, any, stream);
+      const std::size_t pos = std::min(static_cast<std::size_t>(in.Offset()), data.size());
+      body.assign(data.begin() + static_cast<std::ptrdiff_t>(pos), data.end());
     } else {
       result = bm::ParseAsciiHeader(std::string(data.begin(), data.end()), any, stream, body);
     }

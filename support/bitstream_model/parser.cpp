@@ -15,10 +15,6 @@ bool IsMarkerLetter(std::uint8_t byte) {
   return byte != 0 && std::strchr(kMarker, byte) != nullptr;
 }
 
-bool StartsLeadIn(const std::vector<std::uint8_t>& data, std::size_t pos) {
-  return data.size() - pos >= 4 && std::memcmp(&data[pos], kLeadInStart, 4) == 0;
-}
-
 std::string Trim(const std::string& text) {
   std::size_t a = 0, b = text.size();
   while (a < b && std::isspace(static_cast<unsigned char>(text[a]))) ++a;
@@ -90,10 +86,7 @@ LeadIns LeadInsOf(const char* family) {
 }
 
 bool ReadWholeFile(const char* name, std::vector<std::uint8_t>& bytes) {
-  struct Closer {
-    void operator()(std::FILE* f) const { std::fclose(f); }
-  };
-  std::unique_ptr<std::FILE, Closer> file(name != nullptr ? std::fopen(name, "rb") : nullptr);
+  InputFile file = OpenInput(name);
   if (!file) return false;
   bytes.clear();
   // Read in one go at the size the file has; a file that grows meanwhile is read on in blocks.
@@ -112,102 +105,116 @@ bool ReadWholeFile(const char* name, std::vector<std::uint8_t>& bytes) {
   return std::ferror(file.get()) == 0;
 }
 
-int ParseBinaryHeader(const std::vector<std::uint8_t>& data, const LeadIns& lead_ins,
-                      std::size_t& pos, Stream& out) {
+int ParseBinaryHeader(ByteSource& in, const LeadIns& lead_ins, Stream& out) {
   for (;;) {
-    if (lead_ins.marker && pos < data.size() && IsMarkerLetter(data[pos])) {
+    if (lead_ins.marker && in.Need(1) && IsMarkerLetter(in.At()[0])) {
       out.marker = true;
-      ++pos;
-    } else if (lead_ins.block && StartsLeadIn(data, pos) && data.size() - pos >= 8) {
-      out.lead_in.assign(data.begin() + static_cast<std::ptrdiff_t>(pos),
-                         data.begin() + static_cast<std::ptrdiff_t>(pos + 8));
-      pos += 8;
+      in.Advance(1);
+    } else if (lead_ins.block && in.Need(8) && std::memcmp(in.At(), kLeadInStart, 4) == 0) {
+      out.lead_in.assign(in.At(), in.At() + 8);
+      in.Advance(8);
     } else {
       break;
     }
   }
-  if (data.size() - pos < 2 || data[pos] != 0xFF || data[pos + 1] != 0x00) {
+  if (!in.Need(2) || in.At()[0] != 0xFF || in.At()[1] != 0x00) {
     out.error = "the header does not begin with 0xFF 0x00";
     return kXFPNoHeader;
   }
-  std::size_t end = pos + 2;
-  while (end < data.size() && data[end] != 0xFF) ++end;
-  if (end == data.size()) {
+  std::size_t end = 0;
+  if (!in.Find(0xFF, 2, end)) {
     out.error = "no 0xFF closes the comment block";
     return kXFPHeaderNotClosed;
   }
-  out.verbatim.assign(data.begin() + static_cast<std::ptrdiff_t>(pos + 1),
-                      data.begin() + static_cast<std::ptrdiff_t>(end));
+  const std::uint8_t* block = in.At();
   // The block after its leading 0x00: entries, each ended by a NUL.
-  if (end > pos + 2 && data[end - 1] != 0x00) {
+  if (end > 2 && block[end - 1] != 0x00) {
     out.error = "the last comment entry has no NUL";
     return kXFPCommentNotEnded;
   }
+  out.verbatim.assign(block + 2, block + end);  // the 0x00 after 0xFF belongs to the frame
   std::string entry;
-  for (std::size_t i = pos + 2; i < end; ++i) {
-    if (data[i] != 0) {
-      entry += static_cast<char>(data[i]);
+  for (std::size_t i = 2; i < end; ++i) {
+    if (block[i] != 0) {
+      entry += static_cast<char>(block[i]);
     } else if (!entry.empty()) {
       out.entries.push_back(entry);
       entry.clear();
     }
   }
-  out.verbatim.erase(out.verbatim.begin());  // the 0x00 after 0xFF belongs to the frame
-  pos = end;
+  in.Advance(end);
   return kXFPOk;
 }
 
-int ParseBody(const std::vector<std::uint8_t>& data, std::size_t pos,
-              const std::vector<CommandDef>& table, const DeviceInfo& device, Stream& out) {
-  const std::size_t preamble = pos;
-  while (pos < data.size() && data[pos] == 0xFF) ++pos;
-  if (pos == preamble || data.size() - pos < 2 || data[pos] != kSync[0] ||
-      data[pos + 1] != kSync[1]) {
+bool FrameFilter::Keeps(const std::string& frame) const {
+  if (names == nullptr) return true;
+  for (const char* const* name = names; *name != nullptr; ++name) {
+    if (frame == *name) return true;
+  }
+  return false;
+}
+
+int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const DeviceInfo& device,
+              const FrameFilter& filter, Stream& out) {
+  std::uint64_t preamble = 0;
+  while (in.Need(1) && in.At()[0] == 0xFF) {
+    in.Advance(1);
+    ++preamble;
+  }
+  if (preamble == 0 || !in.Need(2) || in.At()[0] != kSync[0] || in.At()[1] != kSync[1]) {
     out.error = "the preamble is not followed by the synchronisation word BA B3";
     return kXFPNoSync;
   }
-  pos += 2;
-  while (pos < data.size()) {
-    const int opcode = data[pos];
+  in.Advance(2);
+  while (in.Need(1)) {
+    const int opcode = in.At()[0];
     if (opcode == 0xFF) {
-      ++pos;
+      in.Advance(1);
       continue;
     }
     const CommandDef* def = FindByOpcode(table, opcode);
     char where[96];
-    std::snprintf(where, sizeof where, "command 0x%02X at byte %zu", static_cast<unsigned>(opcode),
-                  pos);
+    std::snprintf(where, sizeof where, "command 0x%02X at byte %llu", static_cast<unsigned>(opcode),
+                  static_cast<unsigned long long>(in.Offset()));
     if (def == nullptr) {
       out.error = std::string("unknown ") + where;
       return kXFPUnknownCommand;
     }
-    if (data.size() - pos < 4) {
+    if (!in.Need(4)) {
       out.error = std::string(where) + " runs past the end of the file";
       return kXFPTruncatedCommand;
     }
+    const std::uint8_t* command = in.At();
     const std::uint32_t operand =
-        std::uint32_t{data[pos + 1]} << 16 | std::uint32_t{data[pos + 2]} << 8 | data[pos + 3];
-    XFPFrameModel frame(def->frame.c_str(), opcode);
-    frame.AddComponent(XFPFrameComponentModel("CommandInfo", &data[pos + 1], 3, 24));
-    const std::size_t start = pos;
-    pos += 4;
+        std::uint32_t{command[1]} << 16 | std::uint32_t{command[2]} << 8 | command[3];
+    const bool kept = filter.Keeps(def->frame);
+    XFPFrameModel frame(kept ? def->frame.c_str() : "", opcode);
+    if (kept) frame.AddComponent(XFPFrameComponentModel("CommandInfo", command + 1, 3, 24));
+    in.Advance(4);
     for (const ComponentDef& component : def->components) {
       std::uint64_t bits = 0, bytes = 0;
       ComponentSize(component, device, operand, bits, bytes);
-      if (bytes > data.size() - pos) {
+      const bool there = kept ? static_cast<std::size_t>(bytes) == bytes &&
+                                    in.Need(static_cast<std::size_t>(bytes))
+                              : in.Skip(bytes);
+      if (!there) {
         out.error = std::string(where) + " runs past the end of the file";
         return kXFPTruncatedCommand;
       }
+      if (!kept) continue;
       frame.AddComponent(XFPFrameComponentModel(
-          component.name.c_str(), bytes != 0 ? &data[pos] : nullptr,
-          static_cast<unsigned int>(bytes), static_cast<unsigned int>(bits)));
-      pos += static_cast<std::size_t>(bytes);
+          component.name.c_str(), bytes != 0 ? in.At() : nullptr, static_cast<unsigned int>(bytes),
+          static_cast<unsigned int>(bits)));
+      in.Advance(static_cast<std::size_t>(bytes));
     }
-    (void)start;
-    out.frames.push_back(frame);
+    if (kept) out.frames.push_back(std::move(frame));
     out.encrypted = out.encrypted || def->encrypted;
     out.compressed = out.compressed || def->compressed;
     out.authenticated = out.authenticated || def->authenticated;
+  }
+  if (in.Failed()) {
+    out.error = "cannot be read";
+    return kXFPCannotOpen;
   }
   return kXFPOk;
 }
@@ -260,11 +267,41 @@ int ParseAsciiHeader(const std::string& text, const LeadIns& lead_ins, Stream& o
   return kXFPOk;
 }
 
+int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table,
+              const DeviceInfo& device, const FrameFilter& filter, Stream& out) {
+  const LeadIns lead_ins = LeadInsOf(device.GetFamily());
+  if (ascii) {
+    std::vector<std::uint8_t> data;
+    if (!ReadWholeFile(name, data)) {
+      out.error = "cannot be opened";
+      return kXFPCannotOpen;
+    }
+    std::vector<std::uint8_t> body;
+    const int result = ParseAsciiHeader(std::string(data.begin(), data.end()), lead_ins, out, body);
+    if (result != kXFPOk) return result;
+    ByteSource in(body);
+    return ParseBody(in, table, device, filter, out);
+  }
+  InputFile file = OpenInput(name);
+  if (!file) {
+    out.error = "cannot be opened";
+    return kXFPCannotOpen;
+  }
+  ByteSource in(file.get());
+  const int result = ParseBinaryHeader(in, lead_ins, out);
+  return result != kXFPOk ? result : ParseBody(in, table, device, filter, out);
+}
+
 }  // namespace fusekit::bitstream_model
 
 using fusekit::bitstream_model::Stream;
 
 int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log) {
+  return Parse(fileName, ascii, log, nullptr);
+}
+
+int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log,
+                             const char* const* keptFrames) {
   namespace bm = fusekit::bitstream_model;
   const DeviceInfo device = device_;
   const int kind = kind_;
@@ -275,23 +312,12 @@ int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log) {
   int result = kXFPOk;
   try {
     std::vector<bm::CommandDef> table;
-    std::vector<std::uint8_t> data;
     if (fileName == nullptr) return kXFPNullArgument;
     if (!bm::CommandTableOf(device_, table)) {
       stream.error = "the command table of the device cannot be read";
       result = kXFPBadCommandTable;
-    } else if (!bm::ReadWholeFile(fileName, data)) {
-      stream.error = "cannot be opened";
-      result = kXFPCannotOpen;
-    } else if (ascii) {
-      std::vector<std::uint8_t> body;
-      result = bm::ParseAsciiHeader(std::string(data.begin(), data.end()),
-                                    bm::LeadInsOf(device_.GetFamily()), stream, body);
-      if (result == kXFPOk) result = bm::ParseBody(body, 0, table, device_, stream);
     } else {
-      std::size_t pos = 0;
-      result = bm::ParseBinaryHeader(data, bm::LeadInsOf(device_.GetFamily()), pos, stream);
-      if (result == kXFPOk) result = bm::ParseBody(data, pos, table, device_, stream);
+      result = bm::ParseFile(fileName, ascii, table, device_, bm::FrameFilter{keptFrames}, stream);
     }
   } catch (const std::bad_alloc&) {
     stream.error = "out of memory";

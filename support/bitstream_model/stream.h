@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "fusekit/bitstream_model.h"
+#include "support/bitstream_model/byte_source.h"
 #include "support/bitstream_model/command_table.h"
 
 namespace fusekit::bitstream_model {
@@ -49,13 +50,19 @@ struct LeadIns {
 };
 LeadIns LeadInsOf(const char* family);
 
-// The lead-ins and header of the binary form from data[pos]; pos ends at the 0xFF that closes
-// the header. 0 or an XFPResult.
-int ParseBinaryHeader(const std::vector<std::uint8_t>& data, const LeadIns& lead_ins,
-                      std::size_t& pos, Stream& out);
-// The body from data[pos]: preamble, synchronisation word and commands.
-int ParseBody(const std::vector<std::uint8_t>& data, std::size_t pos,
-              const std::vector<CommandDef>& table, const DeviceInfo& device, Stream& out);
+// Which frames a parse stores: all of them, or those named in a list ended by a null.
+struct FrameFilter {
+  const char* const* names = nullptr;
+  bool Keeps(const std::string& frame) const;
+};
+
+// The lead-ins and header of the binary form; the cursor ends at the 0xFF that closes the
+// header. 0 or an XFPResult.
+int ParseBinaryHeader(ByteSource& in, const LeadIns& lead_ins, Stream& out);
+// The body from the cursor: preamble, synchronisation word and commands. Frames the filter
+// does not keep are checked and passed over, and still count for the stream's properties.
+int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const DeviceInfo& device,
+              const FrameFilter& filter, Stream& out);
 // The ASCII form: header lines into out, the body's bytes into body.
 int ParseAsciiHeader(const std::string& text, const LeadIns& lead_ins, Stream& out,
                      std::vector<std::uint8_t>& body);
@@ -65,6 +72,19 @@ int BuildBody(const XFPBitstreamModel& model, const std::vector<CommandDef>& tab
               std::vector<std::uint8_t>& out);
 
 bool ReadWholeFile(const char* name, std::vector<std::uint8_t>& bytes);
+
+// A name of the binary form by its extension (".bit", ".rbk", ".msk", in any case); any other
+// name is taken for the ASCII form.
+bool IsBinaryName(const char* name);
+
+// What the factory does: the model cleared, set to device and kind, and fileName parsed in the
+// form its name gives, keeping the frames keptFrames names (all when it is null).
+int CreateModel(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const char* fileName,
+                int kind, const char* const* keptFrames);
+
+// A file in the binary or ASCII form, parsed for device with its command table.
+int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table,
+              const DeviceInfo& device, const FrameFilter& filter, Stream& out);
 
 }  // namespace fusekit::bitstream_model
 

@@ -34,9 +34,8 @@ bool RowFiller::PutRun(const std::uint8_t* bytes, std::size_t count) {
   while (count != 0) {
     if (RowFull() && !StartRow()) return false;
     const std::size_t chunk = std::min(count, static_cast<std::size_t>(index_) + 1);
-    std::uint8_t* to = bytes_ + index_;
-    for (std::size_t i = 0; i < chunk; ++i) *to-- = bits::Mirror(bytes[i]);
     index_ -= static_cast<int>(chunk);
+    bits::MirrorReverse(bytes, chunk, bytes_ + index_ + 1);
     bytes += chunk;
     count -= chunk;
   }

@@ -124,6 +124,62 @@ TEST(BitstreamModel, ExtractionsAndFlags) {
   EXPECT_EQ(parsed.GetSize(), 0u);
 }
 
+// Keeping some frames: the others are passed over but count for the flags, and a stream
+// larger than the parser's read block (a comment entry and data frames across its edges) reads
+// the same kept or whole.
+TEST(BitstreamModel, KeptFramesAndLargeStreams) {
+  TempDir dir;
+  DeviceInfo device = TestDevice("TestFamily", 1, 8 * 1000);
+  device.SetPhysicalUESLength(32);
+  XFPBitstreamModel model;
+  model.SetDevice(device);
+  const std::string long_entry = "Note: " + std::string(1536 * 1024, 'x');
+  model.AddCommentEntry(long_entry.c_str());
+  model.AddFrame(Frame("Usercode Frame", {0xA1, 0xB2, 0xC3, 0xD4}, "Usercode"));
+  constexpr int kFrames = 3000;  // 3 MB of data frames
+  for (int f = 0; f < kFrames; ++f) {
+    Bytes data(1000);
+    for (int i = 0; i < 1000; ++i)
+      data[static_cast<std::size_t>(i)] = static_cast<unsigned char>(f + i);
+    model.AddFrame(Frame("Data Frame", data));
+  }
+  model.AddFrame(Frame("Encrypted Data Frame", {1, 2, 3}));
+  const std::string path = dir.Path("large.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, path.c_str()), 0);
+
+  XFPBitstreamModel whole;
+  ASSERT_EQ(Parse(path, device, whole), 0);
+  ASSERT_EQ(whole.GetSize(), static_cast<unsigned>(kFrames + 2));
+  EXPECT_EQ(std::string(whole.GetComment()), long_entry + "\n");
+  for (const int f : {0, 1047, 1048, 2096, kFrames - 1}) {
+    const XFPFrameComponentModel* data =
+        whole.GetFrame(static_cast<unsigned>(f + 1))->FindComponent("Data");
+    ASSERT_NE(data, nullptr);
+    ASSERT_EQ(data->GetByteSize(), 1000u);
+    EXPECT_EQ(data->GetByte(0), static_cast<unsigned char>(f)) << f;
+    EXPECT_EQ(data->GetByte(999), static_cast<unsigned char>(f + 999)) << f;
+  }
+
+  static const char* const kUsercodeOnly[] = {"Usercode Frame", nullptr};
+  XFPBitstreamModel kept;
+  kept.SetDevice(device);
+  ASSERT_EQ(kept.Parse(path.c_str(), false, nullptr, kUsercodeOnly), 0);
+  EXPECT_EQ(kept.GetSize(), 1u);
+  EXPECT_EQ(std::string(kept.GetComment()), long_entry + "\n");
+  EXPECT_TRUE(kept.IsEncrypted());
+  ASSERT_NE(kept.FindComponent("Usercode Frame", "Usercode"), nullptr);
+  EXPECT_EQ(kept.FindComponent("Usercode Frame", "Usercode")->GetByte(3), 0xD4);
+  EXPECT_EQ(kept.FindFrame("Data Frame"), nullptr);
+
+  // Cut inside the last data frame, the stream is truncated whichever frames are kept.
+  const std::string text = ReadFile(path);
+  const std::string cut = dir.Write("cut.bit", text.substr(0, text.size() - 20));
+  XFPBitstreamModel truncated;
+  truncated.SetDevice(device);
+  EXPECT_EQ(truncated.Parse(cut.c_str(), false, nullptr, kUsercodeOnly), kXFPTruncatedCommand);
+  EXPECT_EQ(Parse(cut, device, truncated), kXFPTruncatedCommand);
+}
+
 // A command table from the device record: other opcodes, and a frame the default does not have.
 TEST(BitstreamModel, CommandTableOfTheDevice) {
   TempDir dir;
@@ -182,10 +238,14 @@ TEST(BitstreamModel, ErrorsOfTheParser) {
   };
   TempDir dir;
   DeviceInfo device = BitstreamDevice("TestFamily");
+  static const char* const kNoFrames[] = {nullptr};
   for (const auto& c : cases) {
     const std::string path = dir.Write("f.bit", std::string(c.file.begin(), c.file.end()));
     XFPBitstreamModel model;
     EXPECT_EQ(Parse(path, device, model), c.status) << c.what;
+    // A parse that keeps no frame still checks every one of them.
+    model.SetDevice(device);
+    EXPECT_EQ(model.Parse(path.c_str(), false, nullptr, kNoFrames), c.status) << c.what;
   }
   XFPBitstreamModel model;
   EXPECT_EQ(Parse(dir.Path("missing.bit"), device, model), kXFPCannotOpen);

@@ -1,0 +1,70 @@
+// The parse window over a file or over bytes in memory.
+#include "support/bitstream_model/byte_source.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace fusekit::bitstream_model {
+
+ByteSource::ByteSource(std::FILE* file) : file_(file) {}
+
+ByteSource::ByteSource(const std::vector<std::uint8_t>& bytes)
+    : window_(bytes.data()), end_(bytes.size()) {}
+
+// Keeps the bytes from the cursor, moved to the front of the window, and reads until count of
+// them are there or the file ends.
+bool ByteSource::Fill(std::size_t count) {
+  if (file_ == nullptr || failed_) return false;
+  const std::size_t kept = end_ - at_;
+  if (at_ != 0) {
+    if (kept != 0) std::memmove(buffer_.data(), buffer_.data() + at_, kept);
+    passed_ += at_;
+    at_ = 0;
+    end_ = kept;
+  }
+  while (end_ < count) {
+    // A full window grows by doubling, so that memory follows the bytes the file has and a long
+    // search reads in large blocks.
+    if (end_ == buffer_.size()) buffer_.resize(std::max(kBlockBytes, 2 * buffer_.size()));
+    const std::size_t got = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_);
+    end_ += got;
+    if (got == 0) {
+      failed_ = std::ferror(file_) != 0;
+      break;
+    }
+  }
+  window_ = buffer_.data();
+  return end_ >= count;
+}
+
+bool ByteSource::Skip(std::uint64_t count) {
+  for (;;) {
+    const std::size_t here = end_ - at_;
+    if (count <= here) {
+      at_ += static_cast<std::size_t>(count);
+      return true;
+    }
+    count -= here;
+    at_ = end_;
+    if (!Fill(std::min<std::uint64_t>(count, kBlockBytes))) {
+      at_ = end_;
+      return false;
+    }
+  }
+}
+
+bool ByteSource::Find(std::uint8_t value, std::size_t from, std::size_t& distance) {
+  for (;;) {
+    if (!Need(from + 1)) return false;
+    const std::uint8_t* start = At() + from;
+    const auto* hit =
+        static_cast<const std::uint8_t*>(std::memchr(start, value, end_ - at_ - from));
+    if (hit != nullptr) {
+      distance = static_cast<std::size_t>(hit - At());
+      return true;
+    }
+    from = end_ - at_;
+  }
+}
+
+}  // namespace fusekit::bitstream_model
