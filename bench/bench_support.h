@@ -12,16 +12,30 @@
 
 namespace fusekit::bench {
 
-// The best of three runs, in seconds.
-inline double BestSeconds(const std::function<void()>& run) {
+// The best of three runs, in seconds; after, when given, runs untimed after each run (to free
+// what the run made).
+inline double BestSeconds(const std::function<void()>& run,
+                          const std::function<void()>& after = {}) {
   double best = 1e30;
   for (int i = 0; i < 3; ++i) {
     const auto start = std::chrono::steady_clock::now();
     run();
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     if (took.count() < best) best = took.count();
+    if (after) after();
   }
   return best;
+}
+
+// The memory floor: a fresh block of bytes bytes allocated and written once, best of three, in
+// seconds. Whatever keeps a result of that size in memory pays at least this for its pages.
+inline double FirstTouchFloor(std::size_t bytes) {
+  std::vector<char>* block = nullptr;
+  return BestSeconds([&] { block = new std::vector<char>(bytes, 1); },
+                     [&] {
+                       delete block;
+                       block = nullptr;
+                     });
 }
 
 // The I/O floor: reading the file with fread in 1 MiB blocks, best of three, in seconds.

@@ -43,10 +43,18 @@ class FUSEKIT_API SVFDataField {
   // Rows live in a deque, which keeps them in place as more are added, without an allocation
   // per row; their widths beside them. No standard-library template is instantiated over a
   // type nested in this class (such instantiations would be exported with it).
+  // Rows wider than a row holds inside itself get their bytes from blocks of the field, which
+  // grow geometrically, instead of an allocation each.
+  unsigned char* LendRowStorage(std::size_t bytes);
+
   std::string name_;
   std::deque<KvByteBuffer> rows_;
   std::vector<unsigned int> widths_;  // declared width in bits of each row
   std::size_t cursor_;                // index of the next row GetCurrentRow hands out
+  std::vector<std::unique_ptr<unsigned char[]>> blocks_;  // storage lent to rows
+  unsigned char* block_at_ = nullptr;                     // the next free byte of the last block
+  std::size_t block_free_ = 0;                            // bytes left in the last block
+  std::size_t next_block_ = 0;                            // size of the block to come
 };
 
 // The container: an ordered list of data fields, a comment and the flags readers set.

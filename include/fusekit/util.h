@@ -122,12 +122,20 @@ class FUSEKIT_API KvByteBuffer {
   bool Reserve(unsigned int count);
 
  private:
+  friend class SVFDataField;
   static constexpr unsigned int kInlineBytes = 16;
+  // Set in capacity_ when data_ is storage lent by the field that holds the row, which frees
+  // it; the row never does.
+  static constexpr unsigned int kLent = 0x80000000u;
   bool Grow(unsigned int needed);
+  unsigned int Capacity() const { return capacity_ & ~kLent; }
+  bool OwnsHeapBlock() const { return data_ != inline_ && (capacity_ & kLent) == 0; }
+  // Takes storage of capacity bytes (fewer than kLent) lent by the field, for an empty row.
+  void UseLentStorage(unsigned char* storage, unsigned int capacity);
 
-  unsigned char* data_;                 // inline_ or a heap block of capacity_ bytes
+  unsigned char* data_;                 // inline_, lent storage or a heap block
   unsigned int size_;                   // bytes held
-  unsigned int capacity_;               // bytes data_ can hold
+  unsigned int capacity_;               // bytes data_ can hold, with kLent
   unsigned char inline_[kInlineBytes];  // storage of short rows
 };
 

@@ -173,17 +173,16 @@ int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const Device
       continue;
     }
     const CommandDef* def = FindByOpcode(table, opcode);
-    char where[96];
-    std::snprintf(where, sizeof where, "command 0x%02X at byte %llu", static_cast<unsigned>(opcode),
-                  static_cast<unsigned long long>(in.Offset()));
-    if (def == nullptr) {
-      out.error = std::string("unknown ") + where;
-      return kXFPUnknownCommand;
-    }
-    if (!in.Need(4)) {
-      out.error = std::string(where) + " runs past the end of the file";
-      return kXFPTruncatedCommand;
-    }
+    const std::uint64_t start = in.Offset();
+    auto fail = [&](const char* before, const char* after, int status) {
+      char where[96];
+      std::snprintf(where, sizeof where, "command 0x%02X at byte %llu",
+                    static_cast<unsigned>(opcode), static_cast<unsigned long long>(start));
+      out.error = std::string(before) + where + after;
+      return status;
+    };
+    if (def == nullptr) return fail("unknown ", "", kXFPUnknownCommand);
+    if (!in.Need(4)) return fail("", " runs past the end of the file", kXFPTruncatedCommand);
     const std::uint8_t* command = in.At();
     const std::uint32_t operand =
         std::uint32_t{command[1]} << 16 | std::uint32_t{command[2]} << 8 | command[3];
@@ -197,10 +196,7 @@ int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const Device
       const bool there = kept ? static_cast<std::size_t>(bytes) == bytes &&
                                     in.Need(static_cast<std::size_t>(bytes))
                               : in.Skip(bytes);
-      if (!there) {
-        out.error = std::string(where) + " runs past the end of the file";
-        return kXFPTruncatedCommand;
-      }
+      if (!there) return fail("", " runs past the end of the file", kXFPTruncatedCommand);
       if (!kept) continue;
       frame.AddComponent(XFPFrameComponentModel(
           component.name.c_str(), bytes != 0 ? in.At() : nullptr, static_cast<unsigned int>(bytes),

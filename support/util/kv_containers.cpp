@@ -55,27 +55,34 @@ KvByteBuffer& KvByteBuffer::operator=(const KvByteBuffer& other) {
 }
 
 KvByteBuffer::~KvByteBuffer() {
-  if (data_ != inline_) std::free(data_);
+  if (OwnsHeapBlock()) std::free(data_);
 }
 
-// Makes room for needed bytes in all; false when memory runs out (the row is unchanged).
+void KvByteBuffer::UseLentStorage(unsigned char* storage, unsigned int capacity) {
+  if (size_ != 0 || OwnsHeapBlock() || capacity >= kLent || capacity <= Capacity()) return;
+  data_ = storage;
+  capacity_ = capacity | kLent;
+}
+
+// Makes room for needed bytes in all; false when memory runs out (the row is unchanged). A row
+// outgrowing lent storage moves to a heap block of its own.
 bool KvByteBuffer::Grow(unsigned int needed) {
-  if (needed <= capacity_) return true;
+  if (needed <= Capacity()) return true;
   if (needed > static_cast<unsigned int>(std::numeric_limits<int>::max())) return false;
-  std::size_t capacity = std::size_t{capacity_} * 2;
+  std::size_t capacity = std::size_t{Capacity()} * 2;
   if (capacity < needed) capacity = needed;
   if (capacity > static_cast<std::size_t>(std::numeric_limits<int>::max())) capacity = needed;
   auto* bytes = static_cast<unsigned char*>(std::malloc(capacity));
   if (bytes == nullptr) return false;
   if (size_ != 0) std::memcpy(bytes, data_, size_);
-  if (data_ != inline_) std::free(data_);
+  if (OwnsHeapBlock()) std::free(data_);
   data_ = bytes;
   capacity_ = static_cast<unsigned int>(capacity);
   return true;
 }
 
 int KvByteBuffer::WriteData(unsigned char byte) {
-  if (size_ == capacity_ && !Grow(size_ + 1)) return 0;
+  if (size_ == Capacity() && !Grow(size_ + 1)) return 0;
   data_[size_++] = byte;
   return 1;
 }

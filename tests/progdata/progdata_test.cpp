@@ -1,4 +1,6 @@
 // The programming-data container: fields by name and index, rows from 1, the cursor, flags.
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "fusekit/fusekit.h"
@@ -46,6 +48,43 @@ TEST(SVFDataField, RowsNumberedFromOneAndTheCursor) {
   EXPECT_EQ(field.GetCurrentRow(), nullptr);
   field.ResetRowPointer();
   EXPECT_EQ(field.GetCurrentRow(), first);
+}
+
+// Rows of every width keep their own bytes: neighbours filled to their widths, a row that grows
+// past its width, a copy that outlives the field, and rows far wider than they are filled.
+TEST(SVFDataField, RowsOfManyWidthsKeepTheirBytes) {
+  std::vector<KvByteBuffer> copies;
+  {
+    SVFDataField field;
+    const unsigned widths[] = {8, 128, 136, 8000, 256, 1 << 20, 8 * 70000, 4000};
+    std::vector<KvByteBuffer*> rows;
+    for (int round = 0; round < 40; ++round) {
+      for (const unsigned width : widths) rows.push_back(field.AddRow(width));
+    }
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+      const unsigned width = field.GetRowWidth(static_cast<int>(r + 1));
+      const std::size_t bytes = width > 8 * 4096 ? 3 : (width + 7) / 8;
+      for (std::size_t i = 0; i < bytes; ++i)
+        ASSERT_EQ(rows[r]->WriteData(static_cast<unsigned char>(r + i)), 1);
+    }
+    // The third row grows past its width: it moves, its neighbours stay.
+    for (int i = 0; i < 100; ++i) rows[2]->WriteData(0xEE);
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+      const unsigned width = field.GetRowWidth(static_cast<int>(r + 1));
+      const std::size_t bytes = width > 8 * 4096 ? 3 : (width + 7) / 8;
+      ASSERT_EQ(rows[r]->GetTotalSize(), bytes + (r == 2 ? 100 : 0)) << r;
+      for (std::size_t i = 0; i < bytes; ++i)
+        ASSERT_EQ(rows[r]->ReadData(static_cast<int>(i)), static_cast<unsigned char>(r + i)) << r;
+    }
+    EXPECT_EQ(rows[2]->ReadData(static_cast<int>(17 + 99)), 0xEE);
+    copies.push_back(*rows[3]);
+    copies.push_back(KvByteBuffer());
+    copies.back() = *rows[1];
+  }
+  ASSERT_EQ(copies[0].GetTotalSize(), 1000u);
+  EXPECT_EQ(copies[0].ReadData(999), static_cast<unsigned char>(3 + 999));
+  ASSERT_EQ(copies[1].GetTotalSize(), 16u);
+  EXPECT_EQ(copies[1].ReadData(15), 16);
 }
 
 TEST(SVFDataField, CalculateDataCrcIgnoresTheCursor) {
