@@ -2,8 +2,8 @@
 //   bitstream_peers WORK_FOLDER [MIB]
 // writes a configuration bitstream of MIB MiB (default 32) with the model library's generator,
 // then prints the time of reading it with fread in 1 MiB blocks, of BIT2SVFPlus and of BIT2ISC
-// (best of three runs each) and their ratios to the floor. Beside them, the time of writing as
-// many bytes of new memory once: the rows of the result cost at least that much.
+// (best of three runs each) and their ratios to the floor. Beside them, the time of allocating
+// and writing as many bytes of memory once: the rows of the result cost at least that much.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +18,7 @@
 namespace {
 
 using fusekit::bench::BestSeconds;
-using fusekit::bench::FirstTouchFloor;
+using fusekit::bench::MemoryFloor;
 using fusekit::bench::ReadFloor;
 
 }  // namespace
@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
     }
   }
   const double floor = ReadFloor(bit);
-  const double touch = FirstTouchFloor(std::size_t{mib} << 20);
+  const double touch = MemoryFloor(std::size_t{mib} << 20);
   int status = 0;
   // The call alone is timed: the programming data it fills is made before and freed after.
   std::unique_ptr<SVFPlusData> data;
@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
   const std::string title = "bitstream of " + std::to_string(mib) + " MiB";
   std::printf("%-34s %10s %10s %8s\n", title.c_str(), "time (ms)", "x fread", "target");
   std::printf("%-34s %10.1f %10s\n", "fread, 1 MiB blocks (I/O floor)", floor * 1e3, "1.0");
-  std::printf("%-34s %10.1f %10.2f\n", "first touch of as much new memory", touch * 1e3,
+  std::printf("%-34s %10.1f %10.2f\n", "malloc + memset of as many bytes", touch * 1e3,
               touch / floor);
   std::printf("%-34s %10.1f %10.2f %8s\n", "BIT2SVFPlus", reader * 1e3, reader / floor, "<= 4");
   std::printf("%-34s %10.1f %10.2f %8s\n", "BIT2ISC", convert * 1e3, convert / floor, "<= 10");

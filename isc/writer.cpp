@@ -1,8 +1,11 @@
 // SVFPlus2ISC: programming data written as an ISC data file.
+#include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -23,28 +26,32 @@ namespace {
 // reads the file back takes 0xFF for its end).
 class IscOutput {
  public:
-  explicit IscOutput(std::FILE* file) : file_(file) { text_.reserve(kFlushBytes + 4096); }
+  explicit IscOutput(std::FILE* file)
+      : file_(file), text_(new char[kFlushBytes]), capacity_(kFlushBytes) {}
   IscOutput(const IscOutput&) = delete;
   IscOutput& operator=(const IscOutput&) = delete;
 
   void Put(std::string_view text) {
-    text_ += text;
-    if (text_.size() >= kFlushBytes) Flush();
+    std::memcpy(Extend(text.size()), text.data(), text.size());
+    size_ += text.size();
+    if (size_ >= kFlushBytes) Flush();
   }
+  void Put(char c) { Put(std::string_view(&c, 1)); }
   // Room for at most count characters at the end of the text, to be filled and then closed
   // with Commit at the end of what was written.
   char* Extend(std::size_t count) {
-    const std::size_t size = text_.size();
-    text_.resize(size + count);
-    return &text_[size];
+    if (capacity_ - size_ < count) {
+      Flush();
+      if (capacity_ < count) {
+        text_.reset(new char[count]);
+        capacity_ = count;
+      }
+    }
+    return text_.get() + size_;
   }
   void Commit(const char* end) {
-    text_.resize(static_cast<std::size_t>(end - text_.data()));
-    if (text_.size() >= kFlushBytes) Flush();
-  }
-  void Put(char c) {
-    text_ += c;
-    if (text_.size() >= kFlushBytes) Flush();
+    size_ = static_cast<std::size_t>(end - text_.get());
+    if (size_ >= kFlushBytes) Flush();
   }
   void Printf(const char* format, ...)
 #if defined(__GNUC__)
@@ -54,9 +61,9 @@ class IscOutput {
     char line[512];
     va_list args;
     va_start(args, format);
-    std::vsnprintf(line, sizeof line, format, args);
+    const int length = std::vsnprintf(line, sizeof line, format, args);
     va_end(args);
-    Put(line);
+    if (length > 0) Put(std::string_view(line, std::min<std::size_t>(length, sizeof line - 1)));
   }
 
   // Writes out what is buffered and returns the checksum of everything written so far.
@@ -73,9 +80,9 @@ class IscOutput {
 
  private:
   void Flush() {
-    Feed(reinterpret_cast<const std::uint8_t*>(text_.data()), text_.size());
-    std::fwrite(text_.data(), 1, text_.size(), file_);
-    text_.clear();
+    Feed(reinterpret_cast<const std::uint8_t*>(text_.get()), size_);
+    std::fwrite(text_.get(), 1, size_, file_);
+    size_ = 0;
   }
 
   void Feed(const std::uint8_t* p, std::size_t count) {
@@ -95,7 +102,9 @@ class IscOutput {
 
   static constexpr std::size_t kFlushBytes = 1 << 20;
   std::FILE* file_;
-  std::string text_;
+  std::unique_ptr<char[]> text_;  // what is not yet written
+  std::size_t size_ = 0;
+  std::size_t capacity_;
   std::uint16_t crc_ = crc_engine::kCcittInitial;
   bool ended_ = false;  // a byte 0xFF was met: nothing more is fed
 };
@@ -124,27 +133,34 @@ void WritePartHead(IscOutput& out, const char* keyword, unsigned width, int rows
              rows);
 }
 
+// The two upper-case hex digits of each byte, as util_Hex2HexAnsi gives them.
+constexpr std::array<std::array<char, 2>, 256> kHexPairs = [] {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::array<std::array<char, 2>, 256> pairs{};
+  for (unsigned b = 0; b < 256; ++b) pairs[b] = {kDigits[b >> 4], kDigits[b & 0xF]};
+  return pairs;
+}();
+
 // Writes a row as hex text: byte 0 holds the W mod 8 leading bits of a row W bits wide, so it is
 // cut to those bits and printed with one digit when they are 1 to 4, two otherwise; the other
-// bytes are printed two digits each, 35 to a line. The digits are those of util_Hex2HexAnsi.
+// bytes are printed two digits each, 35 to a line.
 void WriteRowText(IscOutput& out, const KvByteBuffer& row, unsigned width) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  const int size = row.GetDataSize();
+  const std::size_t size = static_cast<std::size_t>(std::max(row.GetDataSize(), 0));
   const unsigned char* bytes = row.GetBuffer();
-  const std::size_t most = 5 + 2 + 2 * static_cast<std::size_t>(size > 0 ? size : 0) +
-                           6 * static_cast<std::size_t>(size > 0 ? size / kRowBytesPerLine : 0);
+  const std::size_t most = 5 + 2 + 2 * size + 6 * (size / kRowBytesPerLine);
   char* p = out.Extend(most);
   std::memcpy(p, "     ", 5);
   p += 5;
   const unsigned lead_bits = width % 8;
   unsigned char first = size > 0 && bytes != nullptr ? bytes[0] : 0;  // an empty row prints 0
   if (lead_bits != 0) first = static_cast<unsigned char>(first & ((1u << lead_bits) - 1));
-  if (lead_bits == 0 || lead_bits >= 5) *p++ = kDigits[first >> 4];
-  *p++ = kDigits[first & 0xF];
-  for (int i = 1; i < size; ++i) {
-    *p++ = kDigits[bytes[i] >> 4];
-    *p++ = kDigits[bytes[i] & 0xF];
-    if (i % kRowBytesPerLine == kRowBytesPerLine - 1) {
+  if (lead_bits == 0 || lead_bits >= 5) *p++ = kHexPairs[first][0];
+  *p++ = kHexPairs[first][1];
+  // Byte i ends a line when i % 35 == 34: the first line holds bytes 0 to 34.
+  for (std::size_t i = 1; i < size;) {
+    const std::size_t line_end = std::min(size, (i / kRowBytesPerLine + 1) * kRowBytesPerLine);
+    for (; i < line_end; ++i, p += 2) std::memcpy(p, kHexPairs[bytes[i]].data(), 2);
+    if (i % kRowBytesPerLine == 0) {
       std::memcpy(p, "\n     ", 6);
       p += 6;
     }

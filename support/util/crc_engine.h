@@ -1,9 +1,10 @@
 // Table-driven CRC engines with compile-time tables: the CRC-16s fed most significant bit first,
 // and the 32-bit data CRC of programming-data rows.
 //
-// Both are "slicing-by-8" engines: eight tables, the k-th giving the effect of one byte followed
-// by k zero bytes, so that eight input bytes cost eight independent table look-ups instead of
-// eight dependent ones. Tests compare every engine with a bit-serial reference.
+// Both are "slicing" engines: tables, the k-th giving the effect of one byte followed by k zero
+// bytes, so that N input bytes cost N independent table look-ups instead of N dependent ones
+// (N is 16 for the CRC-16s, which run over whole files, and 8 for the data CRC). Tests compare
+// every engine with a bit-serial reference.
 #ifndef FUSEKIT_SUPPORT_UTIL_CRC_ENGINE_H
 #define FUSEKIT_SUPPORT_UTIL_CRC_ENGINE_H
 
@@ -15,15 +16,17 @@ namespace fusekit::crc_engine {
 
 // Tables of a 16-bit CRC fed most significant bit first: t[k][b] is the effect of byte b
 // followed by k zero bytes.
+constexpr int kCrc16Slices = 16;
+
 template <std::uint16_t Poly>
-constexpr std::array<std::array<std::uint16_t, 256>, 8> MakeCrc16Tables() {
-  std::array<std::array<std::uint16_t, 256>, 8> t{};
+constexpr std::array<std::array<std::uint16_t, 256>, kCrc16Slices> MakeCrc16Tables() {
+  std::array<std::array<std::uint16_t, 256>, kCrc16Slices> t{};
   for (unsigned b = 0; b < 256; ++b) {
     unsigned c = b << 8;
     for (int bit = 0; bit < 8; ++bit) c = (c & 0x8000u) ? (c << 1) ^ Poly : c << 1;
     t[0][b] = static_cast<std::uint16_t>(c);
   }
-  for (int k = 1; k < 8; ++k) {
+  for (int k = 1; k < kCrc16Slices; ++k) {
     for (unsigned b = 0; b < 256; ++b) {
       const unsigned prev = t[k - 1][b];
       t[k][b] = static_cast<std::uint16_t>((prev << 8) ^ t[0][prev >> 8]);
@@ -33,7 +36,7 @@ constexpr std::array<std::array<std::uint16_t, 256>, 8> MakeCrc16Tables() {
 }
 
 template <std::uint16_t Poly>
-inline constexpr std::array<std::array<std::uint16_t, 256>, 8> kCrc16Tables =
+inline constexpr std::array<std::array<std::uint16_t, 256>, kCrc16Slices> kCrc16Tables =
     MakeCrc16Tables<Poly>();
 
 // Bit i becomes bit 31 - i.
@@ -76,12 +79,15 @@ class Crc16 {
   static std::uint16_t Update(std::uint16_t crc, const std::uint8_t* bytes,
                               std::size_t count) noexcept {
     const auto& t = kCrc16Tables<Poly>;
-    while (count >= 8) {
-      crc = static_cast<std::uint16_t>(t[7][(crc >> 8) ^ bytes[0]] ^ t[6][(crc & 0xFF) ^ bytes[1]] ^
-                                       t[5][bytes[2]] ^ t[4][bytes[3]] ^ t[3][bytes[4]] ^
-                                       t[2][bytes[5]] ^ t[1][bytes[6]] ^ t[0][bytes[7]]);
-      bytes += 8;
-      count -= 8;
+    while (count >= 16) {
+      const unsigned a = t[15][(crc >> 8) ^ bytes[0]] ^ t[14][(crc & 0xFF) ^ bytes[1]] ^
+                         t[13][bytes[2]] ^ t[12][bytes[3]] ^ t[11][bytes[4]] ^ t[10][bytes[5]] ^
+                         t[9][bytes[6]] ^ t[8][bytes[7]];
+      const unsigned b = t[7][bytes[8]] ^ t[6][bytes[9]] ^ t[5][bytes[10]] ^ t[4][bytes[11]] ^
+                         t[3][bytes[12]] ^ t[2][bytes[13]] ^ t[1][bytes[14]] ^ t[0][bytes[15]];
+      crc = static_cast<std::uint16_t>(a ^ b);
+      bytes += 16;
+      count -= 16;
     }
     while (count-- > 0) crc = UpdateByte(crc, *bytes++);
     return crc;
