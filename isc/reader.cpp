@@ -1,4 +1,5 @@
 // The ISC data file readers: ISC2SVFPlus and the narrow readers that share its tokenizer.
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstring>
@@ -174,15 +175,16 @@ class IscParser {
     if (!skipping && width == 0) return kNullFieldOrRow;
     const unsigned int bytes = (width + 7) / 8;
     const bool short_lead = width % 8 >= 1 && width % 8 <= 4;
-    std::vector<unsigned char> row;  // the row being read, stored when it is complete
-    row.reserve(bytes);
+    // The row being read, stored when it is complete: filled of its bytes are there.
+    const std::unique_ptr<unsigned char[]> row(new unsigned char[bytes]);
+    std::size_t filled = 0;
     int byte = short_lead ? 0xF : -1;  // the byte being built, -1 for none; the short first
                                        // byte waits for one digit only
     auto end_row = [&]() -> int {
-      if (byte >= 0 || row.size() != bytes) return kSyntax;  // the row must be complete
+      if (byte >= 0 || filled != bytes) return kSyntax;  // the row must be complete
       KvByteBuffer* stored = field->AddRow(width);
-      if (stored == nullptr || stored->AppendData(row.data(), bytes) == 0) return kNullFieldOrRow;
-      row.clear();
+      if (stored == nullptr || stored->AppendData(row.get(), bytes) == 0) return kNullFieldOrRow;
+      filled = 0;
       byte = short_lead ? 0xF : -1;
       return 0;
     };
@@ -195,8 +197,8 @@ class IscParser {
           byte = digit;
           return 0;
         }
-        if (row.size() >= bytes) return kSyntax;
-        row.push_back(static_cast<unsigned char>((byte << 4) | digit));
+        if (filled >= bytes) return kSyntax;
+        row[filled++] = static_cast<unsigned char>((byte << 4) | digit);
         byte = -1;
         return 0;
       }
@@ -213,8 +215,8 @@ class IscParser {
           const int high = kHexDigitValue[p[0]];
           const int low = kHexDigitValue[p[1]];
           if ((high | low) >= 0) {
-            if (row.size() >= bytes) return kSyntax;
-            row.push_back(static_cast<unsigned char>((high << 4) | low));
+            if (filled >= bytes) return kSyntax;
+            row[filled++] = static_cast<unsigned char>((high << 4) | low);
             p += 2;
             continue;
           }
@@ -223,10 +225,59 @@ class IscParser {
       }
       return 0;
     };
+    // The common line, taken in one pass from p, where a line starts, to its line feed, which
+    // must come before end: blanks, digits that complete pairs (the pending one first), blanks,
+    // at most one "," with blanks after it, and a line feed or CR LF. 1 when the line was taken
+    // (next is then past it), 0 when it has another form (nothing is changed then), or a
+    // status.
+    auto take_plain_line = [&](const std::uint8_t* p, const std::uint8_t* end,
+                               const std::uint8_t*& next) -> int {
+      const std::size_t kept = filled;
+      const int pending = byte;
+      auto other_form = [&] {
+        filled = kept;
+        byte = pending;
+        return 0;
+      };
+      auto skip_blanks = [&] {
+        while (p != end && (*p == ' ' || *p == '\t')) ++p;
+      };
+      skip_blanks();
+      if (byte >= 0) {
+        const int digit = p != end ? kHexDigitValue[*p] : -1;
+        if (digit < 0 || filled >= bytes) return other_form();
+        row[filled++] = static_cast<unsigned char>((byte << 4) | digit);
+        byte = -1;
+        ++p;
+      }
+      unsigned char* out = row.get() + filled;
+      unsigned char* const out_end = row.get() + bytes;
+      for (; end - p >= 2; p += 2) {
+        const int high = kHexDigitValue[p[0]];
+        const int low = kHexDigitValue[p[1]];
+        if ((high | low) < 0) break;
+        if (out == out_end) return other_form();
+        *out++ = static_cast<unsigned char>((high << 4) | low);
+      }
+      filled = static_cast<std::size_t>(out - row.get());
+      skip_blanks();
+      const bool row_ends = p != end && *p == ',';
+      if (row_ends) {
+        if (filled != bytes) return other_form();
+        ++p;
+        skip_blanks();
+      }
+      if (p != end && *p == '\r') ++p;
+      if (p == end || *p != '\n') return other_form();
+      next = p + 1;
+      if (!row_ends) return 1;
+      const int status = end_row();
+      return status != 0 ? status : 1;
+    };
     std::string token;
     for (;;) {
       if (!skipping) {
-        if (const int status = TakeWholeLines(take_line); status != 0)
+        if (const int status = TakeWholeLines(take_plain_line, take_line); status != 0)
           return status < 0 ? status : 0;
       }
       if (!Next(kRowDelimiters, token)) return kSyntax;
@@ -246,8 +297,10 @@ class IscParser {
   // gives what the tokens would; a line with anything else (a ")", a comment), a line longer
   // than the tokenizer's, or one that runs past the window is left to the tokenizer. Returns 0
   // to go on with the tokenizer, else what take returned.
-  template <class TakeLine>
-  int TakeWholeLines(TakeLine& take_line) {
+  // take_plain_line is tried first on each line: 1 when it took the line, 0 when the line is
+  // left to take_line.
+  template <class TakePlainLine, class TakeLine>
+  int TakeWholeLines(TakePlainLine& take_plain_line, TakeLine& take_line) {
     core::TextReader* in = tokens_.ReaderAtLineStart();
     if (in == nullptr) return 0;
     for (;;) {
@@ -255,10 +308,17 @@ class IscParser {
       const std::uint8_t* const end = in->WindowEnd();
       const std::uint8_t* const limit =
           end - p > static_cast<std::ptrdiff_t>(kLineChars) ? p + kLineChars - 1 : end;
+      const std::uint8_t* next = nullptr;
+      const int taken = take_plain_line(p, limit, next);
+      if (taken < 0) return taken;
+      if (taken > 0) {
+        in->Consume(next);
+        continue;
+      }
       const std::uint8_t* q = p;
       while (q != limit && kRowLineCharacter[*q]) ++q;
       if (q == limit || (*q != '\n' && *q != '\r')) return 0;
-      const std::uint8_t* next = q + 1;
+      next = q + 1;
       if (*q == '\r') {
         if (next == end) return 0;  // a CR LF may be split by the window's end
         if (*next == '\n') ++next;

@@ -131,7 +131,16 @@ std::string With(const std::string& from, const std::string& to) {
   return at == std::string::npos ? text : text.replace(at, from.size(), to);
 }
 
-// Rows are read the same whatever the line ends, line lengths and comment lines between them.
+// text with every from replaced by to.
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = text.find(from); at != std::string::npos;
+       at = text.find(from, at + to.size()))
+    text.replace(at, from.size(), to);
+  return text;
+}
+
+// Rows are read the same whatever the line ends, line lengths, blanks and comment lines
+// between them.
 TEST(IscReader, RowsReadAlikeInEveryLayout) {
   const std::string head =
       "IEEE_1532_Data (\n data array (\n  repeat    \n-- ROW_WIDTH = 1200\n"
@@ -162,6 +171,10 @@ TEST(IscReader, RowsReadAlikeInEveryLayout) {
       {"a whole row a line, longer than 255 characters", file("\n", 300, "")},
       {"comment lines between the lines of a row", file("\n", 64, "-- a comment\n")},
       {"blank lines and tabs", file("\n", 50, "\t \n")},
+      {"odd digits a line: bytes across lines", file("\n", 69, "")},
+      {"blanks around the commas", Replaced(file("\n", 70, ""), ",\n", " \t, \n")},
+      {"commas on lines of their own", Replaced(file("\n", 70, ""), ",\n", "\n  ,\n")},
+      {"a blank inside a pair of digits", file("\n", 70, "").insert(head.size() + 6, " ")},
   };
   TempDir dir;
   SVFPlusData reference;
