@@ -252,6 +252,10 @@ class IscParser {
       }
       unsigned char* out = row.get() + filled;
       unsigned char* const out_end = row.get() + bytes;
+      while (end - p >= 32 && out_end - out >= 16 && hex::DecodePairs32(p, out)) {
+        p += 32;
+        out += 16;
+      }
       for (; end - p >= 2; p += 2) {
         const int high = kHexDigitValue[p[0]];
         const int low = kHexDigitValue[p[1]];

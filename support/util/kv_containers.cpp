@@ -89,6 +89,11 @@ int KvByteBuffer::WriteData(unsigned char byte) {
 
 int KvByteBuffer::AppendData(const unsigned char* bytes, unsigned int count) {
   if (count == 0) return 1;
+  if (bytes != nullptr && count <= Capacity() - size_) {  // the common case: it fits
+    std::memcpy(data_ + size_, bytes, count);
+    size_ += count;
+    return 1;
+  }
   if (bytes == nullptr ||
       count > static_cast<unsigned int>(std::numeric_limits<int>::max()) - size_ ||
       !Grow(size_ + count))
