@@ -46,7 +46,6 @@ inline double MemoryFloor(std::size_t bytes) {
       [&] {
         std::free(block);
         block = nullptr;
-        (void)sink;
       });
 }
 

@@ -58,54 +58,93 @@ bool MarkerFamily(const char* family) {
   return IsPelmo3DFamily(family) || IsOrlanFamily(family) || IsVorskFamily(family);
 }
 
-// The binary reader's state machine over the bytes of the file.
-bool ReadBinary(std::FILE* file, const DeviceInfo& device, FuseRows& rows) {
-  const char* family = device.GetFamily();
-  const bool marker_family = MarkerFamily(family);
-  const bool vorsk = IsVorskFamily(family) != 0;
-  int state = 1;
-  for (int c = std::getc(file); c != EOF; c = std::getc(file)) {
-    if (state == 0) {
-      // The body: the rest of the file is stored as it is, a block at a time.
-      if (!rows.Store(static_cast<std::uint8_t>(c))) return false;
-      return core::ForEachChunk(file,
-                                [&](const std::uint8_t* bytes, std::size_t count) {
-                                  return rows.StoreRun(bytes, count);
-                                }) &&
-             rows.Ok();
-    }
-    if (state == 1) {
-      if (vorsk && c == 0x00) {
-        const int b1 = std::getc(file), b2 = b1 == EOF ? EOF : std::getc(file),
-                  b3 = b2 == EOF ? EOF : std::getc(file);
-        state = 2;
-        if (b1 == 0x01 && b2 == 0x00 && b3 == 0x04) {
-          for (std::uint8_t b : {0x00, 0x01, 0x00, 0x04}) rows.Store(b);
-          for (int i = 0; i < 4; ++i) {
-            const int next = std::getc(file);
-            if (next == EOF) return rows.Ok();
-            rows.Store(static_cast<std::uint8_t>(next));
-          }
-        } else {
-          rows.Store(0xFF);  // one filler for every byte taken (the positions shift)
-          if (b3 == EOF) return rows.Ok();
-        }
-      } else if (marker_family && IsMarkerLetter(c)) {
-        rows.Store(static_cast<std::uint8_t>(c));
-      } else {
-        state = 2;
-        rows.Store(0xFF);
+// The binary reader's state machine, fed the bytes of the file in order, in pieces of any size.
+// Before the header: the marker letters of the families that have them are stored as they are,
+// and a Vorsk lead-in (00 01 00 04 and four bytes) too; then every byte up to the first 0xFF
+// (the header) is stored as one 0xFF, and the rest of the file as it is.
+class BinaryRows {
+ public:
+  BinaryRows(const DeviceInfo& device, FuseRows& rows)
+      : marker_family_(MarkerFamily(device.GetFamily())),
+        vorsk_(IsVorskFamily(device.GetFamily()) != 0),
+        rows_(rows) {}
+
+  void Feed(const std::uint8_t* bytes, std::size_t count) {
+    for (; count != 0 && rows_.Ok(); ++bytes, --count) {
+      if (state_ == State::kBody && looked_ahead_ < 0 && copy_ == 0) {
+        rows_.StoreRun(bytes, count);
+        return;
       }
-    } else if (c < 0xFF) {
-      rows.Store(0xFF);
-      ++state;
-    } else {
-      state = 0;
-      rows.Store(0xFF);
+      Step(*bytes);
     }
-    if (!rows.Ok()) return false;
   }
-  return rows.Ok();
+  // The end of the file: a Vorsk lead-in cut short stands for one 0xFF, as any other bytes
+  // taken after a 0x00 do.
+  void Finish() {
+    if (looked_ahead_ >= 0) rows_.Store(0xFF);
+    looked_ahead_ = -1;
+  }
+
+ private:
+  enum class State { kLeadIn, kHeader, kBody };
+
+  void Step(std::uint8_t c) {
+    if (looked_ahead_ >= 0) {  // the three bytes after a Vorsk 0x00
+      ahead_[looked_ahead_++] = c;
+      if (looked_ahead_ < 3) return;
+      looked_ahead_ = -1;
+      state_ = State::kHeader;
+      if (ahead_[0] == 0x01 && ahead_[1] == 0x00 && ahead_[2] == 0x04) {
+        for (std::uint8_t b : {0x00, 0x01, 0x00, 0x04}) rows_.Store(b);
+        copy_ = 4;
+      } else {
+        rows_.Store(0xFF);  // one filler for every byte taken (the positions shift)
+      }
+      return;
+    }
+    if (copy_ != 0) {  // the four bytes of a lead-in
+      --copy_;
+      rows_.Store(c);
+      return;
+    }
+    switch (state_) {
+      case State::kLeadIn:
+        if (vorsk_ && c == 0x00) {
+          looked_ahead_ = 0;
+        } else if (marker_family_ && IsMarkerLetter(c)) {
+          rows_.Store(c);
+        } else {
+          state_ = State::kHeader;
+          rows_.Store(0xFF);
+        }
+        return;
+      case State::kHeader:
+        if (c == 0xFF) state_ = State::kBody;
+        rows_.Store(0xFF);
+        return;
+      case State::kBody:
+        rows_.Store(c);
+        return;
+    }
+  }
+
+  const bool marker_family_;
+  const bool vorsk_;
+  FuseRows& rows_;
+  State state_ = State::kLeadIn;
+  std::uint8_t ahead_[3] = {};
+  int looked_ahead_ = -1;  // bytes of ahead_ taken, -1 when none are looked for
+  int copy_ = 0;           // lead-in bytes still to store as they are
+};
+
+// Feeds the whole file to the rows.
+bool ReadBinary(std::FILE* file, BinaryRows& reader, FuseRows& rows) {
+  const bool read = core::ForEachChunk(file, [&](const std::uint8_t* bytes, std::size_t count) {
+    reader.Feed(bytes, count);
+    return rows.Ok();
+  });
+  reader.Finish();
+  return read && rows.Ok();
 }
 
 // The lines of a text as the ASCII reader takes them: pieces of at most 255 characters, line
@@ -323,7 +362,23 @@ bool InOrderUsercodeFamily(const char* family) {
 }
 
 // The usercode from the model (or the identifier for "TEBU" devices) and the "ID" field.
-int AddUsercodeAndId(const char* file_name, DeviceInfo& device, SVFPlusData& data) {
+// Of the model only the comment, the properties and two frames are wanted.
+const char* const kUsercodeFrames[] = {"Usercode Frame", "Write Patch Init Address Frame", nullptr};
+
+// The model of the usercode rules: built while the rows are read, or when they are done.
+struct UsercodeModel {
+  XFPBitstreamModel model;
+  int built = 0;
+  bool ready = false;
+};
+
+// Whether the usercode rules read the model, once the device has its backup values back.
+bool UsercodeNeedsModel(const DeviceInfo& device) {
+  return device.GetPhysicalUESLength() >= 1 && std::strncmp(device.GetFamily(), "TEBU", 4) != 0;
+}
+
+int AddUsercodeAndId(const char* file_name, DeviceInfo& device, SVFPlusData& data,
+                     UsercodeModel& summary) {
   device.RestoreDeviceBackupValue();
   const unsigned usercode_bits = device.GetPhysicalUESLength();
   if (usercode_bits < 1) return 0;
@@ -336,11 +391,12 @@ int AddUsercodeAndId(const char* file_name, DeviceInfo& device, SVFPlusData& dat
                                    static_cast<std::uint8_t>(id >> 8), 0x01};
     if (AddRowOf(data, "Usercode_TDI", usercode_bits, bytes, 4) != 0) return kRowFailed;
   } else {
-    // Of the model only the comment, the properties and two frames are wanted.
-    static const char* const kFrames[] = {"Usercode Frame", "Write Patch Init Address Frame",
-                                          nullptr};
-    XFPBitstreamModel model;
-    const int built = BuildConfigSummary(model, device, file_name, kFrames);
+    if (!summary.ready) {
+      summary.built = BuildConfigSummary(summary.model, device, file_name, kUsercodeFrames);
+      summary.ready = true;
+    }
+    const XFPBitstreamModel& model = summary.model;
+    const int built = summary.built;
     if (built < 0) {
       if (AddRowOf(data, "Usercode_TDI", usercode_bits, nullptr, 0) != 0) return kRowFailed;
       result = built;
@@ -393,6 +449,40 @@ int AddUsercodeAndId(const char* file_name, DeviceInfo& device, SVFPlusData& dat
   return result;
 }
 
+// The model parse shows the file to the rows as it reads it, so that the file is read once.
+struct ObservedRows {
+  BinaryRows* reader;
+  bool ended = false;
+};
+
+void ObserveBytes(void* context, const unsigned char* bytes, std::size_t count) {
+  auto* observed = static_cast<ObservedRows*>(context);
+  if (count == 0) {
+    observed->ended = true;
+  } else {
+    observed->reader->Feed(bytes, count);
+  }
+}
+
+// Rows of the binary form, and the usercode model built in the same pass when the device
+// needs one.
+bool ReadBinaryRows(std::FILE* file, const char* file_name, DeviceInfo& device, FuseRows& rows,
+                    UsercodeModel& summary) {
+  BinaryRows reader(device, rows);
+  device.RestoreDeviceBackupValue();  // as the usercode rules do, before the model is built
+  if (UsercodeNeedsModel(device)) {
+    ObservedRows observed{&reader};
+    summary.built = BuildConfigSummary(summary.model, device, file_name, kUsercodeFrames,
+                                       &ObserveBytes, &observed);
+    summary.ready = true;
+    if (observed.ended) {
+      reader.Finish();
+      return rows.Ok();
+    }
+  }
+  return ReadBinary(file, reader, rows);  // the parse did not read the file
+}
+
 int ReadBitstream(const char* file_name, DeviceInfo& device, SVFPlusData& data, bool split,
                   bool ascii) {
   core::UniqueFile file = core::OpenFile(file_name, ascii ? "r" : "rb");
@@ -408,14 +498,15 @@ int ReadBitstream(const char* file_name, DeviceInfo& device, SVFPlusData& data, 
   const unsigned bits = RowBits(device);
   FuseRows rows(*array, bits);
   if (!rows.StartFirstRow()) return kRowFailed;  // the first row exists whatever the file holds
-  const bool stored =
-      ascii ? (WalkAscii(lines, &device, &rows), rows.Ok()) : ReadBinary(file.get(), device, rows);
+  UsercodeModel summary;
+  const bool stored = ascii ? (WalkAscii(lines, &device, &rows), rows.Ok())
+                            : ReadBinaryRows(file.get(), file_name, device, rows, summary);
   if (!stored) return kRowFailed;
   file.reset();
   if (split) {
     if (const int status = Split(data, bits); status != 0) return status;
   }
-  return AddUsercodeAndId(file_name, device, data);
+  return AddUsercodeAndId(file_name, device, data, summary);
 }
 
 }  // namespace

@@ -11,12 +11,13 @@
 namespace fusekit::bitstream {
 
 int BuildConfigSummary(XFPBitstreamModel& model, DeviceInfo& device, const char* fileName,
-                       const char* const* keptFrames) {
+                       const char* const* keptFrames, XFPBitstreamModel::ByteObserver observe,
+                       void* context) {
   KvLog log;
   const char* log_name = GetLogFileName();
   log.Open(log_name != nullptr ? log_name : "", "a");
-  const int result =
-      bitstream_model::CreateModel(model, device, log, fileName, kXFPConfig, keptFrames);
+  const int result = bitstream_model::CreateModel(model, device, log, fileName, kXFPConfig,
+                                                  keptFrames, observe, context);
   core::ConsumeLogFileName();
   return result;
 }

@@ -11,9 +11,10 @@ namespace fusekit::bitstream {
 int BuildConfigModel(XFPBitstreamModel& model, DeviceInfo& device, const char* fileName);
 // The same model with only the frames keptFrames names (a list ended by a null; an empty list
 // keeps none): its comment and properties are whole, and a large stream costs no copy of its
-// data frames.
+// data frames. observe, when given, sees the file's bytes as XFPBitstreamModel::Parse shows them.
 int BuildConfigSummary(XFPBitstreamModel& model, DeviceInfo& device, const char* fileName,
-                       const char* const* keptFrames);
+                       const char* const* keptFrames,
+                       XFPBitstreamModel::ByteObserver observe = nullptr, void* context = nullptr);
 
 // The value of "key:" in a comment text: after the key and one more character, trimmed and cut
 // at the first blank, tab, line feed or carriage return. found is false without the key.

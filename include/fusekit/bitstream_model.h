@@ -5,6 +5,7 @@
 #ifndef FUSEKIT_BITSTREAM_MODEL_H
 #define FUSEKIT_BITSTREAM_MODEL_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -138,6 +139,14 @@ class FUSEKIT_API XFPBitstreamModel {
   // copied, and still count for IsEncrypted, IsCompressed and IsAuthenticated; GetSize counts
   // the frames stored. For callers that want a few frames of a large stream.
   int Parse(const char* fileName, bool ascii, KvLog* log, const char* const* keptFrames);
+  // Sees the bytes of a file as a parse reads it: count bytes from bytes on, in file order.
+  using ByteObserver = void (*)(void* context, const unsigned char* bytes, std::size_t count);
+  // Parse, keeping the frames keptFrames names, that shows observe (with context) every byte of
+  // the file once, in order, as it reads it: once the file is open, the bytes the parse does not
+  // need, or that follow an error, are read for it, and a last call with count 0 marks the end
+  // of the file. A caller that also wants the raw bytes thus reads the file once.
+  int Parse(const char* fileName, bool ascii, KvLog* log, const char* const* keptFrames,
+            ByteObserver observe, void* context);
 
  private:
   bool ExtractInto(SVFPlusData* data, bool sram, bool firmware) const;

@@ -27,6 +27,7 @@ bool ByteSource::Fill(std::size_t count) {
     // search reads in large blocks.
     if (end_ == buffer_.size()) buffer_.resize(std::max(kBlockBytes, 2 * buffer_.size()));
     const std::size_t got = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_);
+    if (got != 0 && observe_ != nullptr) observe_(context_, buffer_.data() + end_, got);
     end_ += got;
     if (got == 0) {
       failed_ = std::ferror(file_) != 0;
@@ -50,6 +51,11 @@ bool ByteSource::Skip(std::uint64_t count) {
       at_ = end_;
       return false;
     }
+  }
+}
+
+void ByteSource::Drain() {
+  while (Skip(kBlockBytes)) {
   }
 }
 

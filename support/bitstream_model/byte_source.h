@@ -47,6 +47,15 @@ class ByteSource {
   // A read of the file failed.
   bool Failed() const { return failed_; }
 
+  // Every block read from the file from now on is shown to observe, once, in file order.
+  using Observer = void (*)(void* context, const std::uint8_t* bytes, std::size_t count);
+  void SetObserver(Observer observe, void* context) {
+    observe_ = observe;
+    context_ = context;
+  }
+  // Reads the file to its end (for the observer).
+  void Drain();
+
  private:
   static constexpr std::size_t kBlockBytes = 1 << 20;
   bool Fill(std::size_t count);
@@ -58,6 +67,8 @@ class ByteSource {
   std::size_t end_ = 0;       // the bytes in the window
   std::uint64_t passed_ = 0;  // the bytes dropped before the window
   bool failed_ = false;
+  Observer observe_ = nullptr;
+  void* context_ = nullptr;
 };
 
 }  // namespace fusekit::bitstream_model

@@ -17,12 +17,13 @@ bool IsBinaryName(const char* name) {
 }
 
 int CreateModel(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const char* fileName,
-                int kind, const char* const* keptFrames) {
+                int kind, const char* const* keptFrames, XFPBitstreamModel::ByteObserver observe,
+                void* context) {
   model.Clear();
   model.SetDevice(device);
   model.SetKind(kind);
   if (fileName == nullptr) return kXFPNullArgument;
-  return model.Parse(fileName, !IsBinaryName(fileName), &log, keptFrames);
+  return model.Parse(fileName, !IsBinaryName(fileName), &log, keptFrames, observe, context);
 }
 
 }  // namespace fusekit::bitstream_model

@@ -166,6 +166,8 @@ int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const Device
     return kXFPNoSync;
   }
   in.Advance(2);
+  std::vector<bool> kept_commands(table.size());  // the filter's answer for each command
+  for (std::size_t i = 0; i < table.size(); ++i) kept_commands[i] = filter.Keeps(table[i].frame);
   while (in.Need(1)) {
     const int opcode = in.At()[0];
     if (opcode == 0xFF) {
@@ -186,7 +188,7 @@ int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const Device
     const std::uint8_t* command = in.At();
     const std::uint32_t operand =
         std::uint32_t{command[1]} << 16 | std::uint32_t{command[2]} << 8 | command[3];
-    const bool kept = filter.Keeps(def->frame);
+    const bool kept = kept_commands[static_cast<std::size_t>(def - table.data())];
     XFPFrameModel frame(kept ? def->frame.c_str() : "", opcode);
     if (kept) frame.AddComponent(XFPFrameComponentModel("CommandInfo", command + 1, 3, 24));
     in.Advance(4);
@@ -264,13 +266,18 @@ int ParseAsciiHeader(const std::string& text, const LeadIns& lead_ins, Stream& o
 }
 
 int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table,
-              const DeviceInfo& device, const FrameFilter& filter, Stream& out) {
+              const DeviceInfo& device, const FrameFilter& filter, const FileObserver& observer,
+              Stream& out) {
   const LeadIns lead_ins = LeadInsOf(device.GetFamily());
   if (ascii) {
     std::vector<std::uint8_t> data;
     if (!ReadWholeFile(name, data)) {
       out.error = "cannot be opened";
       return kXFPCannotOpen;
+    }
+    if (observer.observe != nullptr) {
+      if (!data.empty()) observer.observe(observer.context, data.data(), data.size());
+      observer.observe(observer.context, nullptr, 0);
     }
     std::vector<std::uint8_t> body;
     const int result = ParseAsciiHeader(std::string(data.begin(), data.end()), lead_ins, out, body);
@@ -284,8 +291,14 @@ int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table
     return kXFPCannotOpen;
   }
   ByteSource in(file.get());
-  const int result = ParseBinaryHeader(in, lead_ins, out);
-  return result != kXFPOk ? result : ParseBody(in, table, device, filter, out);
+  in.SetObserver(observer.observe, observer.context);
+  int result = ParseBinaryHeader(in, lead_ins, out);
+  if (result == kXFPOk) result = ParseBody(in, table, device, filter, out);
+  if (observer.observe != nullptr) {
+    in.Drain();
+    observer.observe(observer.context, nullptr, 0);
+  }
+  return result;
 }
 
 }  // namespace fusekit::bitstream_model
@@ -298,6 +311,11 @@ int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log) {
 
 int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log,
                              const char* const* keptFrames) {
+  return Parse(fileName, ascii, log, keptFrames, nullptr, nullptr);
+}
+
+int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log,
+                             const char* const* keptFrames, ByteObserver observe, void* context) {
   namespace bm = fusekit::bitstream_model;
   const DeviceInfo device = device_;
   const int kind = kind_;
@@ -313,7 +331,8 @@ int XFPBitstreamModel::Parse(const char* fileName, bool ascii, KvLog* log,
       stream.error = "the command table of the device cannot be read";
       result = kXFPBadCommandTable;
     } else {
-      result = bm::ParseFile(fileName, ascii, table, device_, bm::FrameFilter{keptFrames}, stream);
+      result = bm::ParseFile(fileName, ascii, table, device_, bm::FrameFilter{keptFrames},
+                             bm::FileObserver{observe, context}, stream);
     }
   } catch (const std::bad_alloc&) {
     stream.error = "out of memory";

@@ -80,11 +80,20 @@ bool IsBinaryName(const char* name);
 // What the factory does: the model cleared, set to device and kind, and fileName parsed in the
 // form its name gives, keeping the frames keptFrames names (all when it is null).
 int CreateModel(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const char* fileName,
-                int kind, const char* const* keptFrames);
+                int kind, const char* const* keptFrames,
+                XFPBitstreamModel::ByteObserver observe = nullptr, void* context = nullptr);
 
-// A file in the binary or ASCII form, parsed for device with its command table.
+// Who sees the bytes of a file as a parse reads it: observe, with context, when it is set.
+struct FileObserver {
+  XFPBitstreamModel::ByteObserver observe = nullptr;
+  void* context = nullptr;
+};
+
+// A file in the binary or ASCII form, parsed for device with its command table. The observer,
+// if any, sees the whole file once it is open, whatever the parse finds.
 int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table,
-              const DeviceInfo& device, const FrameFilter& filter, Stream& out);
+              const DeviceInfo& device, const FrameFilter& filter, const FileObserver& observer,
+              Stream& out);
 
 }  // namespace fusekit::bitstream_model
 

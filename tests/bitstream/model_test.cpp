@@ -180,6 +180,64 @@ TEST(BitstreamModel, KeptFramesAndLargeStreams) {
   EXPECT_EQ(Parse(cut, device, truncated), kXFPTruncatedCommand);
 }
 
+// The observer of a parse sees the whole file once, in order, then the end, whatever the
+// parse finds: a good stream, one with an error near its start, and the ASCII form.
+TEST(BitstreamModel, ObserverSeesTheWholeFile) {
+  TempDir dir;
+  DeviceInfo device = TestDevice("TestFamily", 1, 8 * 3000);
+  XFPBitstreamModel model = SampleModel(device, {"Design: observed"}, {1, 2, 3, 4}, 0);
+  Bytes frame(3000);
+  for (int f = 0; f < 700; ++f) {  // 2 MB: more than one read block
+    for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<unsigned char>(f * 7 + i);
+    model.AddFrame(Frame("Data Frame", frame));
+  }
+  const std::string good = dir.Path("good.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, good.c_str()), 0);
+  const std::string ascii = dir.Path("good.rbt");
+  ASSERT_EQ(XFPGenerateBitstream::GenerateAscii(model, ascii.c_str()), 0);
+  std::string text = ReadFile(good);
+  const std::size_t sync = text.find("\xBA\xB3");
+  ASSERT_NE(sync, std::string::npos);
+  std::string broken = text;
+  broken[sync + 2] = 0x13;  // an unknown command right after the synchronisation word
+  const std::string bad = dir.Write("bad.bit", broken);
+
+  struct Seen {
+    std::string bytes;
+    int ends = 0;
+  };
+  auto observe = [](void* context, const unsigned char* bytes, std::size_t count) {
+    auto* seen = static_cast<Seen*>(context);
+    if (count == 0) {
+      ++seen->ends;
+    } else {
+      EXPECT_EQ(seen->ends, 0) << "bytes after the end";
+      seen->bytes.append(reinterpret_cast<const char*>(bytes), count);
+    }
+  };
+  static const char* const kNone[] = {nullptr};
+  const struct {
+    std::string path;
+    bool ascii;
+    int status;
+  } cases[] = {{good, false, 0}, {bad, false, kXFPUnknownCommand}, {ascii, true, 0}};
+  for (const auto& c : cases) {
+    Seen seen;
+    XFPBitstreamModel parsed;
+    parsed.SetDevice(device);
+    EXPECT_EQ(parsed.Parse(c.path.c_str(), c.ascii, nullptr, kNone, observe, &seen), c.status)
+        << c.path;
+    EXPECT_EQ(seen.ends, 1) << c.path;
+    EXPECT_TRUE(seen.bytes == ReadFile(c.path)) << c.path;
+  }
+  Seen nothing;
+  XFPBitstreamModel parsed;
+  parsed.SetDevice(device);
+  EXPECT_EQ(parsed.Parse(dir.Path("missing.bit").c_str(), false, nullptr, kNone, observe, &nothing),
+            kXFPCannotOpen);
+  EXPECT_EQ(nothing.ends, 0);
+}
+
 // A command table from the device record: other opcodes, and a frame the default does not have.
 TEST(BitstreamModel, CommandTableOfTheDevice) {
   TempDir dir;
