@@ -61,6 +61,34 @@ inline double ReadFloor(const std::string& path) {
   });
 }
 
+// The write floor: a file of bytes bytes written at path with fwrite in 1 MiB blocks (replacing
+// what the path held, as a conversion does), best of three, in seconds. The file is removed.
+inline double WriteFloor(const std::string& path, std::size_t bytes) {
+  std::vector<char> block(1 << 20, 'W');
+  const double best = BestSeconds([&] {
+    std::FILE* f = std::fopen(path.c_str(), "wb");
+    if (f == nullptr) return;
+    for (std::size_t left = bytes; left != 0;) {
+      const std::size_t count = left < block.size() ? left : block.size();
+      if (std::fwrite(block.data(), 1, count, f) != count) break;
+      left -= count;
+    }
+    std::fclose(f);
+  });
+  std::remove(path.c_str());
+  return best;
+}
+
+// The size of a file in bytes, 0 when it cannot be opened.
+inline std::size_t FileSize(const std::string& path) {
+  std::FILE* f = std::fopen(path.c_str(), "rb");
+  if (f == nullptr) return 0;
+  std::fseek(f, 0, SEEK_END);
+  const long size = std::ftell(f);
+  std::fclose(f);
+  return size > 0 ? static_cast<std::size_t>(size) : 0;
+}
+
 // A generic device of rows of 128 fuses, the record of the JEDEC and ISC figures.
 inline DeviceInfo BenchDevice(unsigned long fuses) {
   DeviceInfo device;

@@ -3,7 +3,8 @@
 // writes a configuration bitstream of MIB MiB (default 32) with the model library's generator,
 // then prints the time of reading it with fread in 1 MiB blocks, of BIT2SVFPlus and of BIT2ISC
 // (best of three runs each) and their ratios to the floor. Beside them, the time of allocating
-// and writing as many bytes of memory once: the rows of the result cost at least that much.
+// and writing as many bytes of memory once (the rows of the result cost at least that much),
+// and the time of writing a file as large as the ISC file BIT2ISC writes.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -18,8 +19,10 @@
 namespace {
 
 using fusekit::bench::BestSeconds;
+using fusekit::bench::FileSize;
 using fusekit::bench::MemoryFloor;
 using fusekit::bench::ReadFloor;
+using fusekit::bench::WriteFloor;
 
 }  // namespace
 
@@ -83,13 +86,16 @@ int main(int argc, char** argv) {
                      isc.data(), 0, "bench");
   });
   if (status < 0) std::fprintf(stderr, "BIT2ISC: %d\n", status);
+  const std::size_t isc_bytes = FileSize(isc);
   std::remove(isc.c_str());
+  const double write = WriteFloor(folder + "/bench-write.tmp", isc_bytes);
   const std::string title = "bitstream of " + std::to_string(mib) + " MiB";
   std::printf("%-34s %10s %10s %8s\n", title.c_str(), "time (ms)", "x fread", "target");
   std::printf("%-34s %10.1f %10s\n", "fread, 1 MiB blocks (I/O floor)", floor * 1e3, "1.0");
   std::printf("%-34s %10.1f %10.2f\n", "malloc + memset of as many bytes", touch * 1e3,
               touch / floor);
   std::printf("%-34s %10.1f %10.2f %8s\n", "BIT2SVFPlus", reader * 1e3, reader / floor, "<= 4");
+  std::printf("%-34s %10.1f %10.2f\n", "fwrite of the ISC file's size", write * 1e3, write / floor);
   std::printf("%-34s %10.1f %10.2f %8s\n", "BIT2ISC", convert * 1e3, convert / floor, "<= 10");
   return 0;
 }

@@ -3,11 +3,13 @@
 //   isc_peers TOOL DEVICE_DB JEDEC_FILE ISC_FILE FUSES
 // times reading JEDEC_FILE and ISC_FILE with fread in 1 MiB blocks, `TOOL --device-db DEVICE_DB
 // convert JEDEC_FILE ISC_FILE --device BENCH`, and ISC2SVFPlus of the result (best of three
-// runs each), and prints each time with its ratio to the floor of the file it reads.
+// runs each), and prints each time with its ratio to the floor of the file it reads; beside
+// them, the time of writing a file as large as the ISC file with fwrite.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,7 +20,9 @@ namespace {
 
 using fusekit::bench::BenchDevice;
 using fusekit::bench::BestSeconds;
+using fusekit::bench::FileSize;
 using fusekit::bench::ReadFloor;
+using fusekit::bench::WriteFloor;
 
 }  // namespace
 
@@ -40,21 +44,28 @@ int main(int argc, char** argv) {
   }
   int status = 0;
   char empty[] = "";
-  const double read = BestSeconds([&] {
-    SVFPlusData data;
-    status = ISC2SVFPlus(isc.data(), &device, 1, &data, "", empty, "", empty,
-                         static_cast<KvObjList*>(nullptr), nullptr, nullptr);
-  });
+  // The call alone is timed: the programming data it fills is made before and freed after.
+  std::unique_ptr<SVFPlusData> data;
+  const double read = BestSeconds(
+      [&] {
+        data = std::make_unique<SVFPlusData>();
+        status = ISC2SVFPlus(isc.data(), &device, 1, data.get(), "", empty, "", empty,
+                             static_cast<KvObjList*>(nullptr), nullptr, nullptr);
+      },
+      [&] { data.reset(); });
   if (status != 1) {
     std::fprintf(stderr, "ISC2SVFPlus failed: %d\n", status);
     return 1;
   }
   const double jedec_floor = ReadFloor(jedec);
   const double isc_floor = ReadFloor(isc);
+  const double write_floor = WriteFloor(isc + ".write.tmp", FileSize(isc));
 
   std::printf("%-44s %10s %10s %8s\n", "", "time (ms)", "x fread", "target");
   std::printf("%-44s %10.1f %10s\n", "fread of the JEDEC file (I/O floor)", jedec_floor * 1e3,
               "1.0");
+  std::printf("%-44s %10.1f %10.2f\n", "fwrite of the ISC file's size", write_floor * 1e3,
+              write_floor / jedec_floor);
   std::printf("%-44s %10.1f %10.2f %8s\n", "fusekit convert JEDEC -> ISC (whole process)",
               convert * 1e3, convert / jedec_floor, "<= 12");
   std::printf("%-44s %10.1f %10s\n", "fread of the ISC file (I/O floor)", isc_floor * 1e3, "1.0");
