@@ -61,7 +61,8 @@ class ByteSource {
   bool Fill(std::size_t count);
 
   std::FILE* file_ = nullptr;
-  std::vector<std::uint8_t> buffer_;  // the window of a file
+  std::unique_ptr<std::uint8_t[]> buffer_;  // the window of a file, left unset until read into
+  std::size_t capacity_ = 0;                // its size
   const std::uint8_t* window_ = nullptr;
   std::size_t at_ = 0;        // the cursor, in the window
   std::size_t end_ = 0;       // the bytes in the window
