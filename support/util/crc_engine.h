@@ -80,29 +80,35 @@ inline constexpr std::array<std::array<std::uint32_t, 256>, 8> kDataCrcTables =
 // L (x^128 mod P): two 64 x 16-bit products that fold X into the next block without changing
 // the remainder. Four blocks are folded side by side over 512 bits, then into one; the last
 // 128 bits are reduced by the table engine (the CRC of 16 bytes from 0 is X x^16 mod P).
-struct Crc16FoldConstants {
+struct FoldConstants {
   std::uint64_t x128, x192;  // x^128 and x^192 mod P
   std::uint64_t x512, x576;  // x^512 and x^576 mod P
 };
 
-constexpr std::uint64_t XPowerMod(unsigned power, std::uint16_t poly) {
-  std::uint32_t r = 1;
+// x^power mod P, for P = x^degree + poly.
+constexpr std::uint64_t XPowerMod(unsigned power, std::uint64_t poly, unsigned degree) {
+  const std::uint64_t top = std::uint64_t{1} << degree;
+  std::uint64_t r = 1;
   for (unsigned i = 0; i < power; ++i) {
     r <<= 1;
-    if (r & 0x10000u) r ^= 0x10000u | poly;
+    if (r & top) r ^= top | poly;
   }
   return r;
 }
 
+constexpr FoldConstants MakeFoldConstants(std::uint64_t poly, unsigned degree) {
+  return {XPowerMod(128, poly, degree), XPowerMod(192, poly, degree), XPowerMod(512, poly, degree),
+          XPowerMod(576, poly, degree)};
+}
+
 template <std::uint16_t Poly>
-inline constexpr Crc16FoldConstants kCrc16Fold = {XPowerMod(128, Poly), XPowerMod(192, Poly),
-                                                  XPowerMod(512, Poly), XPowerMod(576, Poly)};
+inline constexpr FoldConstants kCrc16Fold = MakeFoldConstants(Poly, 16);
 
 // Folds blocks (at least 4) of 16 bytes from bytes, with crc added to the first two, into the
 // 16 bytes of remainder (in message order); false, and remainder untouched, when the processor
 // has no carry-less multiplier.
 bool FoldCrc16Blocks(std::uint16_t crc, const std::uint8_t* bytes, std::size_t blocks,
-                     const Crc16FoldConstants& k, std::uint8_t remainder[16]) noexcept;
+                     const FoldConstants& k, std::uint8_t remainder[16]) noexcept;
 
 // A 16-bit CRC, no reflection of input or output; initial value and final XOR are the caller's.
 template <std::uint16_t Poly>
@@ -169,8 +175,25 @@ using Vandi16 = Crc16<0x8005>;
 //         ^ (d4 | d5 << 8 | d6 << 16 | d7 << 24),
 // r0..r3 being the bytes of Rr from the lowest; d4..d7 have not yet reached the bottom of the
 // register and need no reduction. The class keeps Rr and reflects only when asked for R.
+//
+// Long rows are folded like the CRC-16s (see there), the row read as one polynomial: walking
+// down from its end, 16 bytes at a time, each byte's bits mirrored so that the first bit fed is
+// the most significant. The register R starts the fold as R x^128 added to the first block,
+// since a remainder R followed by N more bits stands for R x^N + the rest. The folded 128 bits
+// are then reduced by the table engine from a register of 0 (the remainder holds no x^32).
+inline constexpr FoldConstants kDataCrcFold = MakeFoldConstants(kDataCrcPoly, 32);
+
+// Folds blocks (at least 4) of 16 bytes, block i ending 16 i bytes below end, after the
+// register value r, into 16 bytes that the engine, fed them as a row from a register of 0,
+// turns into the remainder; false, and remainder untouched, when the processor has no
+// carry-less multiplier.
+bool FoldDataCrcBlocks(std::uint32_t r, const std::uint8_t* end, std::size_t blocks,
+                       std::uint8_t remainder[16]) noexcept;
+
 class DataCrc32 {
  public:
+  static constexpr std::size_t kFoldBytes = 256;  // shorter rows go by table only
+
   DataCrc32() = default;
   explicit DataCrc32(std::uint32_t value) noexcept : reflected_(Reflect32(value)) {}
 
@@ -187,6 +210,16 @@ class DataCrc32 {
     const std::uint8_t* p = row + count;  // one past the next byte to feed, walking down
     const std::uint8_t* const stop = p - full_bytes;
     std::uint32_t r = reflected_;
+    if (full_bytes >= kFoldBytes) {
+      std::uint8_t remainder[16];
+      const std::size_t blocks = full_bytes / 16;
+      if (FoldDataCrcBlocks(Reflect32(r), p, blocks, remainder)) {
+        DataCrc32 reduced;
+        reduced.AddRow(remainder, 16, 128);
+        r = reduced.reflected_;
+        p -= blocks * 16;
+      }
+    }
     const auto& t = kDataCrcTables;
     while (p - stop >= 8) {
       p -= 8;

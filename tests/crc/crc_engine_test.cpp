@@ -51,6 +51,22 @@ TEST(DataCrcEngine, MatchesBitSerialOnLongRows) {
   }
 }
 
+// Rows long enough to be folded: every length around the four-block steps, from a running
+// register, with widths that cut the row or go past it.
+TEST(DataCrcEngine, FoldedRowsMatchBitSerial) {
+  std::mt19937 rng(32);
+  for (std::size_t count = 250; count <= 330; ++count) {
+    const auto row = RandomBytes(rng, count);
+    const std::uint32_t start = rng();
+    for (std::uint64_t width : {count * 8, count * 8 - 5, count * 8 + 3, std::uint64_t{2100}}) {
+      DataCrc32 crc(start);
+      crc.AddRow(row.data(), row.size(), width);
+      ASSERT_EQ(crc.Value(), fusekit::reference::DataCrcRow(start, row.data(), count, width))
+          << "bytes " << count << " width " << width;
+    }
+  }
+}
+
 TEST(DataCrcEngine, MultiRowMultiFieldGetDataCrcMatchesBitSerial) {
   std::mt19937 rng(99);
   for (int trial = 0; trial < 50; ++trial) {

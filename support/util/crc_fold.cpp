@@ -1,0 +1,120 @@
+// The carry-less folding of the CRC engines, where the processor has PCLMULQDQ.
+#include "support/util/crc_engine.h"
+
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define FUSEKIT_CLMUL 1
+#include <immintrin.h>
+#endif
+
+namespace fusekit::crc_engine {
+namespace {
+
+#if FUSEKIT_CLMUL
+// One 128-bit block X folded forward by the distance whose constants k holds (x^d mod P low,
+// x^(d+64) mod P high): L (x^d mod P) + H (x^(d+64) mod P).
+__attribute__((target("pclmul,ssse3"))) inline __m128i Fold(__m128i x, __m128i k) {
+  return _mm_xor_si128(_mm_clmulepi64_si128(x, k, 0x00), _mm_clmulepi64_si128(x, k, 0x11));
+}
+
+// Block i of bytes as a 128-bit number whose most significant byte is the first one.
+__attribute__((target("pclmul,ssse3"))) inline __m128i Block(const std::uint8_t* bytes,
+                                                             std::size_t i) {
+  const __m128i reverse = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+  return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 16 * i)),
+                          reverse);
+}
+
+__attribute__((target("pclmul,ssse3"))) bool FoldClmul(std::uint16_t crc, const std::uint8_t* bytes,
+                                                       std::size_t blocks, const FoldConstants& k,
+                                                       std::uint8_t remainder[16]) {
+  const __m128i by128 =
+      _mm_set_epi64x(static_cast<long long>(k.x192), static_cast<long long>(k.x128));
+  const __m128i by512 =
+      _mm_set_epi64x(static_cast<long long>(k.x576), static_cast<long long>(k.x512));
+  __m128i x[4] = {Block(bytes, 0), Block(bytes, 1), Block(bytes, 2), Block(bytes, 3)};
+  x[0] = _mm_xor_si128(x[0], _mm_set_epi64x(static_cast<long long>(std::uint64_t{crc} << 48), 0));
+  std::size_t i = 4;
+  for (; blocks - i >= 4; i += 4) {
+    for (int lane = 0; lane < 4; ++lane)
+      x[lane] =
+          _mm_xor_si128(Fold(x[lane], by512), Block(bytes, i + static_cast<std::size_t>(lane)));
+  }
+  __m128i folded = x[0];
+  for (int lane = 1; lane < 4; ++lane) folded = _mm_xor_si128(Fold(folded, by128), x[lane]);
+  for (; i < blocks; ++i) folded = _mm_xor_si128(Fold(folded, by128), Block(bytes, i));
+  const __m128i reverse = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(remainder), _mm_shuffle_epi8(folded, reverse));
+  return true;
+}
+
+// Sixteen bytes with the bits of each mirrored, by nibble tables.
+__attribute__((target("pclmul,ssse3"))) inline __m128i MirrorBytes(__m128i v) {
+  const __m128i low_nibble = _mm_set1_epi8(0x0F);
+  const __m128i to_low =
+      _mm_setr_epi8(0x0, 0x8, 0x4, 0xC, 0x2, 0xA, 0x6, 0xE, 0x1, 0x9, 0x5, 0xD, 0x3, 0xB, 0x7, 0xF);
+  const __m128i to_high = _mm_slli_epi16(to_low, 4);  // each entry is below 16
+  const __m128i low = _mm_and_si128(v, low_nibble);
+  const __m128i high = _mm_and_si128(_mm_srli_epi16(v, 4), low_nibble);
+  return _mm_or_si128(_mm_shuffle_epi8(to_high, low), _mm_shuffle_epi8(to_low, high));
+}
+
+// The block of the data CRC ending 16 i bytes below end, as a 128-bit number whose most
+// significant bit is the first one fed.
+__attribute__((target("pclmul,ssse3"))) inline __m128i RowBlock(const std::uint8_t* end,
+                                                                std::size_t i) {
+  return MirrorBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(end - 16 * (i + 1))));
+}
+
+__attribute__((target("pclmul,ssse3"))) bool FoldDataClmul(std::uint32_t r, const std::uint8_t* end,
+                                                           std::size_t blocks,
+                                                           std::uint8_t remainder[16]) {
+  const FoldConstants& k = kDataCrcFold;
+  const __m128i by128 =
+      _mm_set_epi64x(static_cast<long long>(k.x192), static_cast<long long>(k.x128));
+  const __m128i by512 =
+      _mm_set_epi64x(static_cast<long long>(k.x576), static_cast<long long>(k.x512));
+  __m128i x[4] = {RowBlock(end, 0), RowBlock(end, 1), RowBlock(end, 2), RowBlock(end, 3)};
+  x[0] = _mm_xor_si128(x[0], Fold(_mm_set_epi64x(0, static_cast<long long>(r)), by128));
+  std::size_t i = 4;
+  for (; blocks - i >= 4; i += 4) {
+    for (int lane = 0; lane < 4; ++lane)
+      x[lane] =
+          _mm_xor_si128(Fold(x[lane], by512), RowBlock(end, i + static_cast<std::size_t>(lane)));
+  }
+  __m128i folded = x[0];
+  for (int lane = 1; lane < 4; ++lane) folded = _mm_xor_si128(Fold(folded, by128), x[lane]);
+  for (; i < blocks; ++i) folded = _mm_xor_si128(Fold(folded, by128), RowBlock(end, i));
+  // As a row the engine feeds from its last byte down, each byte from bit 0 up.
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(remainder), MirrorBytes(folded));
+  return true;
+}
+
+bool HasClmul() {
+  static const bool has = __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("ssse3");
+  return has;
+}
+#endif
+
+}  // namespace
+
+bool FoldDataCrcBlocks(std::uint32_t r, const std::uint8_t* end, std::size_t blocks,
+                       std::uint8_t remainder[16]) noexcept {
+#if FUSEKIT_CLMUL
+  if (blocks >= 4 && HasClmul()) return FoldDataClmul(r, end, blocks, remainder);
+#else
+  (void)r, (void)end, (void)blocks, (void)remainder;
+#endif
+  return false;
+}
+
+bool FoldCrc16Blocks(std::uint16_t crc, const std::uint8_t* bytes, std::size_t blocks,
+                     const FoldConstants& k, std::uint8_t remainder[16]) noexcept {
+#if FUSEKIT_CLMUL
+  if (blocks >= 4 && HasClmul()) return FoldClmul(crc, bytes, blocks, k, remainder);
+#else
+  (void)crc, (void)bytes, (void)blocks, (void)k, (void)remainder;
+#endif
+  return false;
+}
+
+}  // namespace fusekit::crc_engine
