@@ -1,6 +1,5 @@
 // SVFPlus2ISC: programming data written as an ISC data file.
 #include <algorithm>
-#include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -17,6 +16,7 @@
 #include "fusekit/util.h"
 #include "isc/isc_format.h"
 #include "support/util/crc_engine.h"
+#include "support/util/hex_digits.h"
 
 namespace fusekit::isc {
 namespace {
@@ -133,17 +133,9 @@ void WritePartHead(IscOutput& out, const char* keyword, unsigned width, int rows
              rows);
 }
 
-// The two upper-case hex digits of each byte, as util_Hex2HexAnsi gives them.
-constexpr std::array<std::array<char, 2>, 256> kHexPairs = [] {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::array<std::array<char, 2>, 256> pairs{};
-  for (unsigned b = 0; b < 256; ++b) pairs[b] = {kDigits[b >> 4], kDigits[b & 0xF]};
-  return pairs;
-}();
-
 // Writes a row as hex text: byte 0 holds the W mod 8 leading bits of a row W bits wide, so it is
 // cut to those bits and printed with one digit when they are 1 to 4, two otherwise; the other
-// bytes are printed two digits each, 35 to a line.
+// bytes are printed two upper-case digits each, 35 to a line.
 void WriteRowText(IscOutput& out, const KvByteBuffer& row, unsigned width) {
   const std::size_t size = static_cast<std::size_t>(std::max(row.GetDataSize(), 0));
   const unsigned char* bytes = row.GetBuffer();
@@ -154,12 +146,14 @@ void WriteRowText(IscOutput& out, const KvByteBuffer& row, unsigned width) {
   const unsigned lead_bits = width % 8;
   unsigned char first = size > 0 && bytes != nullptr ? bytes[0] : 0;  // an empty row prints 0
   if (lead_bits != 0) first = static_cast<unsigned char>(first & ((1u << lead_bits) - 1));
-  if (lead_bits == 0 || lead_bits >= 5) *p++ = kHexPairs[first][0];
-  *p++ = kHexPairs[first][1];
+  static constexpr char kDigits[] = "0123456789ABCDEF";  // as util_Hex2HexAnsi gives them
+  if (lead_bits == 0 || lead_bits >= 5) *p++ = kDigits[first >> 4];
+  *p++ = kDigits[first & 0xF];
   // Byte i ends a line when i % 35 == 34: the first line holds bytes 0 to 34.
   for (std::size_t i = 1; i < size;) {
     const std::size_t line_end = std::min(size, (i / kRowBytesPerLine + 1) * kRowBytesPerLine);
-    for (; i < line_end; ++i, p += 2) std::memcpy(p, kHexPairs[bytes[i]].data(), 2);
+    p = hex::EncodePairs(bytes + i, line_end - i, p);
+    i = line_end;
     if (i % kRowBytesPerLine == 0) {
       std::memcpy(p, "\n     ", 6);
       p += 6;

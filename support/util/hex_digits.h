@@ -65,6 +65,33 @@ inline bool DecodePairs32(const std::uint8_t* text, std::uint8_t* out) {
 #endif
 }
 
+// Writes the count bytes at bytes as pairs of upper-case hex digits, high digit first, from out
+// on; returns the end of what was written.
+inline char* EncodePairs(const std::uint8_t* bytes, std::size_t count, char* out) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i low_nibble = _mm_set1_epi8(0x0F), nine = _mm_set1_epi8(9);
+  // A digit is the nibble plus '0', and 7 more past 9 ('A' is '9' + 8).
+  auto digits = [&](__m128i nibbles) {
+    const __m128i letters = _mm_and_si128(_mm_cmpgt_epi8(nibbles, nine), _mm_set1_epi8(7));
+    return _mm_add_epi8(_mm_add_epi8(nibbles, _mm_set1_epi8('0')), letters);
+  };
+  for (; count - i >= 16; i += 16, out += 32) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i));
+    const __m128i high = digits(_mm_and_si128(_mm_srli_epi16(v, 4), low_nibble));
+    const __m128i low = digits(_mm_and_si128(v, low_nibble));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(high, low));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16), _mm_unpackhi_epi8(high, low));
+  }
+#endif
+  for (; i < count; ++i) {
+    *out++ = kDigits[bytes[i] >> 4];
+    *out++ = kDigits[bytes[i] & 0xF];
+  }
+  return out;
+}
+
 }  // namespace fusekit::hex
 
 #endif  // FUSEKIT_SUPPORT_UTIL_HEX_DIGITS_H

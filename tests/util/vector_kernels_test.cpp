@@ -1,5 +1,5 @@
 // The vector kernels against their byte-at-a-time definitions: mirrored, reversed byte runs for
-// every length around the vector steps, and hex pairs decoded 32 digits at a time.
+// every length around the vector steps, and hex pairs encoded and decoded.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -40,6 +40,24 @@ TEST(BitOps, MirrorReverseMatchesTheDefinition) {
   EXPECT_EQ(out[1], 0xF0);
   EXPECT_EQ(out[2], 0x40);
   EXPECT_EQ(out[3], 0x80);
+}
+
+// Every byte value, at every length around the 16-byte steps, against the digit table.
+TEST(HexDigits, EncodePairs) {
+  std::vector<std::uint8_t> bytes(256 + 40);
+  for (std::size_t i = 0; i < bytes.size(); ++i)
+    bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+  for (std::size_t count = 0; count <= bytes.size(); count += count < 70 ? 1 : 37) {
+    std::string text(2 * count + 2, '#');
+    char* end = fusekit::hex::EncodePairs(bytes.data(), count, &text[0]);
+    ASSERT_EQ(end, &text[0] + 2 * count);
+    for (std::size_t i = 0; i < count; ++i) {
+      char pair[3];
+      std::snprintf(pair, sizeof pair, "%02X", bytes[i]);
+      ASSERT_EQ(text.substr(2 * i, 2), pair) << "count " << count << " byte " << i;
+    }
+    EXPECT_EQ(text.substr(2 * count), "##");
+  }
 }
 
 // Every byte value in both cases of digits, and every character that is not a digit at every
