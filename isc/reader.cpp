@@ -505,6 +505,9 @@ int MainPass(const ReadRequest& request, std::string* comments,
 constexpr int kRowFileNotCreated = -1;
 constexpr int kJedecNotRead = -13;
 constexpr int kGrendResultBase = -4;  // GREND_OUT's failures 1 to 7 become -5 to -11
+// The row file holds a character a fuse. The geometry comes from the file's comments, so a
+// hostile file could ask for any size; no device of the legacy library comes near this.
+constexpr std::uint64_t kMostRowFileFuses = std::uint64_t{1} << 24;
 
 bool IsHelvar(const DeviceInfo& device) {
   return std::strcmp(device.GetVendor(), "Helvar") == 0;
@@ -579,7 +582,8 @@ int ReadThroughLegacyLibrary(const ReadRequest& request) {
   const std::string jedec_file =
       core::PathInFolder(request.legacy.work_dir,
                          (JedecBaseName(device, request.legacy.package_name) + ".jed").c_str());
-  if (!legacy::WriteRowFile(row_file, ReadBackRows(data, device))) {
+  if (std::uint64_t{device.GetAddressLength()} * device.GetDataLength() > kMostRowFileFuses ||
+      !legacy::WriteRowFile(row_file, ReadBackRows(data, device))) {
     std::remove(row_file.c_str());
     return kRowFileNotCreated;
   }

@@ -333,6 +333,16 @@ TEST(IscReader, StatusesOfTheGrendPath) {
     EXPECT_EQ(ReadGrend(isc, device, data, dir.Path("no/such/folder")), -1);
   }
   {
+    // Comments that declare a geometry far past any device of the legacy library.
+    std::string text = ReadFile(isc);
+    const std::size_t at = text.find("-- COLUMN_WIDTH = 4");
+    ASSERT_NE(at, std::string::npos);
+    text.replace(at, 19, "-- COLUMN_WIDTH = 40000000");
+    DeviceInfo device = GrendDevice();
+    SVFPlusData data;
+    EXPECT_EQ(ReadGrend(dir.Write("huge.isc", text), device, data, dir.Path("")), -1);
+  }
+  {
     // The base file has no array_tdo block.
     DeviceInfo device = GrendDevice();
     SVFPlusData data;
