@@ -14,6 +14,7 @@
 #include "fusekit/jedec.h"
 #include "jedec/header_text.h"
 #include "support/util/crc_engine.h"
+#include "support/util/side_task.h"
 
 namespace fusekit::isc {
 namespace {
@@ -32,15 +33,24 @@ struct ReaderOptions {
   const char* option3;
 };
 
-// Reads a JEDEC file into a new container, with the file's C value.
+// Reads a JEDEC file into a new container, with the file's C value. The C value comes from a
+// walk of its own over the file, a second pass as long as the first; it runs on another thread
+// while the file is read into programming data.
 Reading ReadJedecFile(const std::string& path, DeviceInfo& device, const ReaderOptions& o) {
   Reading r{0, std::make_unique<SVFPlusData>()};
+  int checksum_status = 0;
+  util::SideTask checksum_walk([&] {
+    try {
+      checksum_status = Jedec_read_Checksum(path.c_str(), &r.checksum);
+    } catch (const std::bad_alloc&) {
+      checksum_status = kStatusNoMemory;
+    }
+  });
   std::string name = path;
   r.status = JEDEC2SVFPlus(name.data(), &device, o.jedec_mode, r.data.get(), o.option1, o.work_dir,
                            o.option2, o.option3);
-  if (r.status < 0) return r;
-  const int checksum_status = Jedec_read_Checksum(path.c_str(), &r.checksum);
-  if (checksum_status < 0) r.status = checksum_status;
+  checksum_walk.Wait();
+  if (r.status >= 0 && checksum_status < 0) r.status = checksum_status;
   return r;
 }
 

@@ -93,13 +93,14 @@ class FUSEKIT_API KvObjList {
 
 // One row of a data field: bytes appended one at a time and read or overwritten by index.
 // Rows of up to 16 bytes (the common 128-bit rows) are held inside the object itself, so a field
-// of a million short rows costs no allocation per row.
+// of a million short rows costs no allocation per row, and the object is kept to 24 bytes since
+// a large field holds millions of them.
 class FUSEKIT_API KvByteBuffer {
  public:
   KvByteBuffer();
   KvByteBuffer(const KvByteBuffer& other);
   KvByteBuffer& operator=(const KvByteBuffer& other);
-  virtual ~KvByteBuffer();
+  ~KvByteBuffer();
 
   // Appends one byte; nonzero on success, zero when memory runs out.
   int WriteData(unsigned char byte);
@@ -129,14 +130,20 @@ class FUSEKIT_API KvByteBuffer {
   static constexpr unsigned int kLent = 0x80000000u;
   bool Grow(unsigned int needed);
   unsigned int Capacity() const { return capacity_ & ~kLent; }
-  bool OwnsHeapBlock() const { return data_ != inline_ && (capacity_ & kLent) == 0; }
+  // The bytes live in inline_ exactly while the capacity is kInlineBytes.
+  bool IsInline() const { return capacity_ == kInlineBytes; }
+  bool OwnsHeapBlock() const { return !IsInline() && (capacity_ & kLent) == 0; }
+  unsigned char* Bytes() { return IsInline() ? inline_ : heap_; }
+  const unsigned char* Bytes() const { return IsInline() ? inline_ : heap_; }
   // Takes storage of capacity bytes (fewer than kLent) lent by the field, for an empty row.
   void UseLentStorage(unsigned char* storage, unsigned int capacity);
 
-  unsigned char* data_;                 // inline_, lent storage or a heap block
-  unsigned int size_;                   // bytes held
-  unsigned int capacity_;               // bytes data_ can hold, with kLent
-  unsigned char inline_[kInlineBytes];  // storage of short rows
+  union {
+    unsigned char inline_[kInlineBytes];  // storage of short rows
+    unsigned char* heap_;                 // lent storage or a heap block
+  };
+  unsigned int size_;      // bytes held
+  unsigned int capacity_;  // bytes the storage can hold, with kLent
 };
 
 // A log file opened by name and mode. An empty name, or a file that cannot be opened, logs

@@ -37,30 +37,33 @@ void KvObjList::RemoveAll() {
   objects_.clear();
 }
 
-KvByteBuffer::KvByteBuffer() : data_(inline_), size_(0), capacity_(kInlineBytes) {}
+static_assert(sizeof(void*) != 8 || sizeof(KvByteBuffer) == 24,
+              "a row object stays small: fields hold millions of them");
+
+KvByteBuffer::KvByteBuffer() : inline_(), size_(0), capacity_(kInlineBytes) {}
 
 KvByteBuffer::KvByteBuffer(const KvByteBuffer& other) : KvByteBuffer() {
   if (Grow(other.size_)) {
-    if (other.size_ != 0) std::memcpy(data_, other.data_, other.size_);
+    if (other.size_ != 0) std::memcpy(Bytes(), other.Bytes(), other.size_);
     size_ = other.size_;
   }
 }
 
 KvByteBuffer& KvByteBuffer::operator=(const KvByteBuffer& other) {
   if (this != &other && Grow(other.size_)) {
-    if (other.size_ != 0) std::memcpy(data_, other.data_, other.size_);
+    if (other.size_ != 0) std::memcpy(Bytes(), other.Bytes(), other.size_);
     size_ = other.size_;
   }
   return *this;
 }
 
 KvByteBuffer::~KvByteBuffer() {
-  if (OwnsHeapBlock()) std::free(data_);
+  if (OwnsHeapBlock()) std::free(heap_);
 }
 
 void KvByteBuffer::UseLentStorage(unsigned char* storage, unsigned int capacity) {
   if (size_ != 0 || OwnsHeapBlock() || capacity >= kLent || capacity <= Capacity()) return;
-  data_ = storage;
+  heap_ = storage;
   capacity_ = capacity | kLent;
 }
 
@@ -74,23 +77,23 @@ bool KvByteBuffer::Grow(unsigned int needed) {
   if (capacity > static_cast<std::size_t>(std::numeric_limits<int>::max())) capacity = needed;
   auto* bytes = static_cast<unsigned char*>(std::malloc(capacity));
   if (bytes == nullptr) return false;
-  if (size_ != 0) std::memcpy(bytes, data_, size_);
-  if (OwnsHeapBlock()) std::free(data_);
-  data_ = bytes;
+  if (size_ != 0) std::memcpy(bytes, Bytes(), size_);
+  if (OwnsHeapBlock()) std::free(heap_);
+  heap_ = bytes;
   capacity_ = static_cast<unsigned int>(capacity);
   return true;
 }
 
 int KvByteBuffer::WriteData(unsigned char byte) {
   if (size_ == Capacity() && !Grow(size_ + 1)) return 0;
-  data_[size_++] = byte;
+  Bytes()[size_++] = byte;
   return 1;
 }
 
 int KvByteBuffer::AppendData(const unsigned char* bytes, unsigned int count) {
   if (count == 0) return 1;
   if (bytes != nullptr && count <= Capacity() - size_) {  // the common case: it fits
-    std::memcpy(data_ + size_, bytes, count);
+    std::memcpy(Bytes() + size_, bytes, count);
     size_ += count;
     return 1;
   }
@@ -98,19 +101,19 @@ int KvByteBuffer::AppendData(const unsigned char* bytes, unsigned int count) {
       count > static_cast<unsigned int>(std::numeric_limits<int>::max()) - size_ ||
       !Grow(size_ + count))
     return 0;
-  std::memcpy(data_ + size_, bytes, count);
+  std::memcpy(Bytes() + size_, bytes, count);
   size_ += count;
   return 1;
 }
 
 int KvByteBuffer::WriteData(int index, unsigned char byte) {
-  if (index >= 0 && static_cast<unsigned int>(index) < size_) data_[index] = byte;
+  if (index >= 0 && static_cast<unsigned int>(index) < size_) Bytes()[index] = byte;
   return 1;
 }
 
 unsigned char KvByteBuffer::ReadData(int index) const {
   if (index < 0 || static_cast<unsigned int>(index) >= size_) return 0;
-  return data_[index];
+  return Bytes()[index];
 }
 
 int KvByteBuffer::GetDataSize() const {
@@ -120,10 +123,10 @@ unsigned int KvByteBuffer::GetTotalSize() const {
   return size_;
 }
 const unsigned char* KvByteBuffer::GetBuffer() const {
-  return size_ == 0 ? nullptr : data_;
+  return size_ == 0 ? nullptr : Bytes();
 }
 unsigned char* KvByteBuffer::GetWritableBuffer() {
-  return size_ == 0 ? nullptr : data_;
+  return size_ == 0 ? nullptr : Bytes();
 }
 bool KvByteBuffer::Reserve(unsigned int count) {
   return Grow(count);
