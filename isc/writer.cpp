@@ -17,17 +17,24 @@
 #include "isc/isc_format.h"
 #include "support/util/crc_engine.h"
 #include "support/util/hex_digits.h"
+#include "support/util/side_task.h"
 
 namespace fusekit::isc {
 namespace {
 
 // The file being written, through a buffer, with its CRC-16 kept up to date: every character
 // but carriage returns is fed, up to the first byte 0xFF, which ends the checksum (a reader that
-// reads the file back takes 0xFF for its end).
+// reads the file back takes 0xFF for its end). A full buffer is checksummed and written by a
+// worker thread while the next one is filled: for a large file the two take as long as making
+// the text.
 class IscOutput {
  public:
   explicit IscOutput(std::FILE* file)
-      : file_(file), text_(new char[kFlushBytes]), capacity_(kFlushBytes) {}
+      : file_(file),
+        text_(new char[kFlushBytes]),
+        capacity_(kFlushBytes),
+        pending_(new char[kFlushBytes]),
+        pending_capacity_(kFlushBytes) {}
   IscOutput(const IscOutput&) = delete;
   IscOutput& operator=(const IscOutput&) = delete;
 
@@ -69,20 +76,31 @@ class IscOutput {
   // Writes out what is buffered and returns the checksum of everything written so far.
   std::uint16_t Checksum() {
     Flush();
+    worker_.Wait();
     return crc_;
   }
 
   // Text after the checksum (its own four digits): written, not fed.
   void PutUnchecked(std::string_view text) {
     Flush();
+    worker_.Wait();
     std::fwrite(text.data(), 1, text.size(), file_);
   }
 
  private:
+  // Hands the buffered text to the worker, once it is done with the text before, and takes
+  // the buffer it has finished with.
   void Flush() {
-    Feed(reinterpret_cast<const std::uint8_t*>(text_.get()), size_);
-    std::fwrite(text_.get(), 1, size_, file_);
+    if (size_ == 0) return;
+    worker_.Wait();
+    std::swap(text_, pending_);
+    std::swap(capacity_, pending_capacity_);
+    const std::size_t count = size_;
     size_ = 0;
+    worker_.Post([this, count] {
+      Feed(reinterpret_cast<const std::uint8_t*>(pending_.get()), count);
+      std::fwrite(pending_.get(), 1, count, file_);
+    });
   }
 
   void Feed(const std::uint8_t* p, std::size_t count) {
@@ -102,11 +120,15 @@ class IscOutput {
 
   static constexpr std::size_t kFlushBytes = 1 << 20;
   std::FILE* file_;
-  std::unique_ptr<char[]> text_;  // what is not yet written
+  std::unique_ptr<char[]> text_;  // being filled
   std::size_t size_ = 0;
   std::size_t capacity_;
+  std::unique_ptr<char[]> pending_;  // the worker's: checksummed and written, or done with
+  std::size_t pending_capacity_;
+  // The worker's while it runs; read by the caller only after waiting for it.
   std::uint16_t crc_ = crc_engine::kCcittInitial;
-  bool ended_ = false;  // a byte 0xFF was met: nothing more is fed
+  bool ended_ = false;         // a byte 0xFF was met: nothing more is fed
+  util::SerialWorker worker_;  // last, so that it stops before the buffers go
 };
 
 const BlockForm* FindForm(const char* field_name) {

@@ -10,6 +10,8 @@ namespace fusekit::crc_engine {
 namespace {
 
 #if FUSEKIT_CLMUL
+constexpr std::size_t kPrefetchBytes = 16 * 1024;
+
 // One 128-bit block X folded forward by the distance whose constants k holds (x^d mod P low,
 // x^(d+64) mod P high): L (x^d mod P) + H (x^(d+64) mod P).
 __attribute__((target("pclmul,ssse3"))) inline __m128i Fold(__m128i x, __m128i k) {
@@ -69,6 +71,16 @@ __attribute__((target("pclmul,ssse3"))) bool FoldDataClmul(std::uint32_t r, cons
                                                            std::size_t blocks,
                                                            std::uint8_t remainder[16]) {
   const FoldConstants& k = kDataCrcFold;
+  // The blocks are taken walking down, which the processor's prefetchers follow poorly (five
+  // times slower on a field of 1 KiB rows). A row of up to kPrefetchBytes is asked for whole
+  // first, walking up, which also sets the prefetchers on the row after it; the lines of a
+  // longer one are asked for kPrefetchBytes ahead of the fold.
+  const std::size_t bytes = 16 * blocks;
+  if (bytes <= kPrefetchBytes) {
+    for (const std::uint8_t* line = end - bytes; line < end; line += 64) {
+      _mm_prefetch(reinterpret_cast<const char*>(line), _MM_HINT_T0);
+    }
+  }
   const __m128i by128 =
       _mm_set_epi64x(static_cast<long long>(k.x192), static_cast<long long>(k.x128));
   const __m128i by512 =
@@ -77,6 +89,9 @@ __attribute__((target("pclmul,ssse3"))) bool FoldDataClmul(std::uint32_t r, cons
   x[0] = _mm_xor_si128(x[0], Fold(_mm_set_epi64x(0, static_cast<long long>(r)), by128));
   std::size_t i = 4;
   for (; blocks - i >= 4; i += 4) {
+    if (bytes > kPrefetchBytes && 16 * i + kPrefetchBytes < bytes) {
+      _mm_prefetch(reinterpret_cast<const char*>(end - 1 - 16 * i - kPrefetchBytes), _MM_HINT_T0);
+    }
     for (int lane = 0; lane < 4; ++lane)
       x[lane] =
           _mm_xor_si128(Fold(x[lane], by512), RowBlock(end, i + static_cast<std::size_t>(lane)));

@@ -2,7 +2,9 @@
 #ifndef FUSEKIT_SUPPORT_UTIL_SIDE_TASK_H
 #define FUSEKIT_SUPPORT_UTIL_SIDE_TASK_H
 
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 #include <thread>
 
 namespace fusekit::util {
@@ -20,6 +22,31 @@ class SideTask {
   void Wait();
 
  private:
+  std::thread thread_;
+};
+
+// Jobs run one after another on a thread of its own, in the order they are posted, while the
+// caller prepares the next: Post waits for the job before to finish, then hands the new one over.
+// Where no thread can be started, each job runs at once on the caller's thread. Jobs must not
+// throw.
+class SerialWorker {
+ public:
+  SerialWorker();
+  SerialWorker(const SerialWorker&) = delete;
+  SerialWorker& operator=(const SerialWorker&) = delete;
+  ~SerialWorker();
+
+  void Post(std::function<void()> job);
+  // Returns once every job posted has finished.
+  void Wait();
+
+ private:
+  void Run();
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::function<void()> job_;  // posted and not yet finished; empty when idle
+  bool stopping_ = false;
   std::thread thread_;
 };
 

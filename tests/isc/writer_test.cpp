@@ -262,3 +262,40 @@ TEST(IscHeaderBlocks, AllThreeBuilders) {
 }
 
 }  // namespace
+
+// A file of several megabytes leaves the writer in many pieces: they must arrive in order and
+// the checksum must cover them all.
+TEST(IscWriter, LargeFileKeepsItsOrderAndChecksum) {
+  constexpr unsigned kWidth = 1024;
+  constexpr int kRows = 20000;  // about 5.3 MB of text
+  std::vector<Bytes> rows(kRows, Bytes(kWidth / 8));
+  std::vector<std::pair<unsigned, Bytes>> fed;
+  std::uint32_t seed = 1532;
+  for (Bytes& row : rows) {
+    for (std::uint8_t& b : row)
+      b = static_cast<std::uint8_t>((seed = seed * 1103515245 + 12345) >> 16);
+    fed.emplace_back(kWidth, row);
+  }
+  SVFPlusData data;
+  AddField(data, "FuseArray_TDI", kWidth, rows);
+  const Written w = Write(data, nullptr);
+  char digits[8];
+  std::snprintf(digits, sizeof digits, "%.4X", w.computed);
+  EXPECT_EQ(w.checksum, digits);
+  EXPECT_EQ(w.result, w.computed);
+  ASSERT_GT(w.text.size(), std::size_t{5} << 20);
+  // Every row's digits, in order: the first 35 bytes on the row's first line.
+  std::size_t at = 0;
+  for (int r = 0; r < kRows; r += 997) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string head;
+    for (int i = 0; i < 35; ++i) {
+      head += kDigits[rows[r][i] >> 4];
+      head += kDigits[rows[r][i] & 0xF];
+    }
+    const std::size_t found = w.text.find("     " + head + "\n", at);
+    ASSERT_NE(found, std::string::npos) << "row " << r;
+    at = found;
+  }
+  EXPECT_NE(w.text.find("  data_CRC (\n   " + Crc(fed) + "\n  )\n )\n)\n"), std::string::npos);
+}
