@@ -13,7 +13,7 @@ std::uint32_t& BlockCrcRegister() {
 }
 
 std::uint32_t ComputeDataCrc(SVFDataField* const* fields, int count) {
-  crc_engine::DataCrc32 crc;
+  crc_engine::DataCrc32Batch crc;
   for (int f = 0; f < count; ++f) {
     SVFDataField* field = fields[f];
     if (field == nullptr) continue;

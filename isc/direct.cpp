@@ -65,7 +65,7 @@ std::string DataCrcText(SVFDataField* first, SVFDataField* second) {
 
 // The block CRC of the writer over one field's rows only.
 std::string BlockCrcText(const SVFDataField& field) {
-  crc_engine::DataCrc32 crc;
+  crc_engine::DataCrc32Batch crc;
   for (int r = 1; r <= field.GetRowCount(); ++r) {
     const KvByteBuffer* row = field.GetRow(r);
     if (row != nullptr) crc.AddRow(row->GetBuffer(), row->GetTotalSize(), field.GetRowWidth(r));

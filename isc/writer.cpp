@@ -185,7 +185,7 @@ void WriteRowText(IscOutput& out, const KvByteBuffer& row, unsigned width) {
 }
 
 // Every row of the field from its row pointer, each fed to the block CRC by its width.
-void WriteRows(IscOutput& out, SVFDataField& field, crc_engine::DataCrc32& crc) {
+void WriteRows(IscOutput& out, SVFDataField& field, crc_engine::DataCrc32Batch& crc) {
   const int count = field.GetRowCount();
   for (int r = 0; r < count; ++r) {
     const unsigned width = field.GetCurrentRowWidth();
@@ -210,7 +210,7 @@ struct WriterOptions {
 
 void WriteBlock(IscOutput& out, SVFPlusData& data, SVFDataField& field, const BlockForm& form,
                 const WriterOptions& options, std::string& saved_crc) {
-  crc_engine::DataCrc32 crc;  // the block CRC register starts at 0 for every block
+  crc_engine::DataCrc32Batch crc;  // the block CRC register starts at 0 for every block
   out.Printf(options.unprocessed ? " unprocessed data %s (\n" : " data %s (\n",
              std::string(form.block).c_str());
   const bool usercode = form.block == "usercode" || form.block == "usercode_tdo";

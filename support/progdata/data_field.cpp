@@ -85,7 +85,7 @@ unsigned int SVFDataField::GetCurrentRowWidth() const {
 }
 
 unsigned int SVFDataField::CalculateDataCRC() const {
-  fusekit::crc_engine::DataCrc32 crc;
+  fusekit::crc_engine::DataCrc32Batch crc;
   for (std::size_t i = 0; i < rows_.size(); ++i) {
     crc.AddRow(rows_[i].GetBuffer(), rows_[i].GetTotalSize(), widths_[i]);
   }
