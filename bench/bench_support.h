@@ -10,6 +10,9 @@
 #include <string>
 #include <vector>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "fusekit/devicedb.h"
 
 namespace fusekit::bench {
@@ -47,6 +50,31 @@ inline double MemoryFloor(std::size_t bytes) {
         std::free(block);
         block = nullptr;
       });
+}
+
+// The fresh-memory floor: bytes of memory the process has not used before, mapped and written
+// one byte a page, best of three, in seconds: what the kernel's page faults alone cost a result
+// of that size when the allocator has no pages to reuse, as in a process that reads one file.
+inline double FreshMemoryFloor(std::size_t bytes) {
+  return BestSeconds([&] {
+    void* block = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (block == MAP_FAILED) return;
+    const long page = sysconf(_SC_PAGESIZE);
+    for (std::size_t at = 0; at < bytes; at += static_cast<std::size_t>(page)) {
+      static_cast<volatile unsigned char*>(block)[at] = 1;
+    }
+    munmap(block, bytes);
+  });
+}
+
+// The bytes of memory the process holds now (its resident set), 0 when it cannot be told.
+inline std::size_t ResidentBytes() {
+  std::FILE* f = std::fopen("/proc/self/statm", "r");
+  if (f == nullptr) return 0;
+  unsigned long total = 0, resident = 0;
+  const int read = std::fscanf(f, "%lu %lu", &total, &resident);
+  std::fclose(f);
+  return read == 2 ? resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) : 0;
 }
 
 // The I/O floor: reading the file with fread in 1 MiB blocks, best of three, in seconds.

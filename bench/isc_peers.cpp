@@ -4,7 +4,8 @@
 // times reading JEDEC_FILE and ISC_FILE with fread in 1 MiB blocks, `TOOL --device-db DEVICE_DB
 // convert JEDEC_FILE ISC_FILE --device BENCH`, and ISC2SVFPlus of the result (best of three
 // runs each), and prints each time with its ratio to the floor of the file it reads; beside
-// them, the time of writing a file as large as the ISC file with fwrite.
+// them, the time of writing a file as large as the ISC file with fwrite and of the page faults
+// of as much fresh memory as the read's result holds.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -21,7 +22,9 @@ namespace {
 using fusekit::bench::BenchDevice;
 using fusekit::bench::BestSeconds;
 using fusekit::bench::FileSize;
+using fusekit::bench::FreshMemoryFloor;
 using fusekit::bench::ReadFloor;
+using fusekit::bench::ResidentBytes;
 using fusekit::bench::WriteFloor;
 
 }  // namespace
@@ -44,6 +47,16 @@ int main(int argc, char** argv) {
   }
   int status = 0;
   char empty[] = "";
+  // The memory the read's result holds, from one untimed read first.
+  std::size_t model_bytes = 0;
+  {
+    const std::size_t before = ResidentBytes();
+    SVFPlusData model;
+    status = ISC2SVFPlus(isc.data(), &device, 1, &model, "", empty, "", empty,
+                         static_cast<KvObjList*>(nullptr), nullptr, nullptr);
+    const std::size_t after = ResidentBytes();
+    model_bytes = after > before ? after - before : 0;
+  }
   // The call alone is timed: the programming data it fills is made before and freed after.
   std::unique_ptr<SVFPlusData> data;
   const double read = BestSeconds(
@@ -60,6 +73,7 @@ int main(int argc, char** argv) {
   const double jedec_floor = ReadFloor(jedec);
   const double isc_floor = ReadFloor(isc);
   const double write_floor = WriteFloor(isc + ".write.tmp", FileSize(isc));
+  const double fresh_floor = model_bytes != 0 ? FreshMemoryFloor(model_bytes) : 0.0;
 
   std::printf("%-44s %10s %10s %8s\n", "", "time (ms)", "x fread", "target");
   std::printf("%-44s %10.1f %10s\n", "fread of the JEDEC file (I/O floor)", jedec_floor * 1e3,
@@ -69,6 +83,10 @@ int main(int argc, char** argv) {
   std::printf("%-44s %10.1f %10.2f %8s\n", "fusekit convert JEDEC -> ISC (whole process)",
               convert * 1e3, convert / jedec_floor, "<= 12");
   std::printf("%-44s %10.1f %10s\n", "fread of the ISC file (I/O floor)", isc_floor * 1e3, "1.0");
+  std::printf(
+      "%-44s %10.1f %10.2f\n",
+      ("fresh memory for the result's " + std::to_string(model_bytes >> 20) + " MiB").c_str(),
+      fresh_floor * 1e3, fresh_floor / isc_floor);
   std::printf("%-44s %10.1f %10.2f %8s\n", "ISC2SVFPlus of the result", read * 1e3,
               read / isc_floor, "<= 6");
   return 0;
