@@ -89,7 +89,7 @@ __attribute__((target("pclmul,ssse3"))) bool FoldDataClmul(std::uint32_t r, cons
   x[0] = _mm_xor_si128(x[0], Fold(_mm_set_epi64x(0, static_cast<long long>(r)), by128));
   std::size_t i = 4;
   for (; blocks - i >= 4; i += 4) {
-    if (bytes > kPrefetchBytes && 16 * i + kPrefetchBytes < bytes) {
+    if (16 * i + kPrefetchBytes < bytes) {  // never for a row asked for whole
       _mm_prefetch(reinterpret_cast<const char*>(end - 1 - 16 * i - kPrefetchBytes), _MM_HINT_T0);
     }
     for (int lane = 0; lane < 4; ++lane)
