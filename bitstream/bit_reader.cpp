@@ -12,6 +12,7 @@
 #include "fusekit/bitstream.h"
 #include "fusekit/crc.h"
 #include "fusekit/family.h"
+#include "support/devicedb/call_scope.h"
 #include "support/progdata/row_filler.h"
 #include "support/util/bit_ops.h"
 
@@ -543,6 +544,7 @@ namespace {
 int ReadGuarded(const char* file_name, DeviceInfo* device, SVFPlusData* data, bool split,
                 bool ascii) {
   if (device == nullptr || data == nullptr || file_name == nullptr) return kNullArgument;
+  devicedb::DeviceCallScope device_scope(device);
   try {
     return ReadBitstream(file_name, *device, *data, split, ascii);
   } catch (const std::bad_alloc&) {

@@ -13,6 +13,7 @@
 #include "fusekit/image.h"
 #include "image/hex_text.h"
 #include "image/image_support.h"
+#include "support/devicedb/call_scope.h"
 #include "support/util/bit_ops.h"
 
 namespace fusekit::image {
@@ -79,11 +80,14 @@ int ReadBinary(const char* file_name, DeviceInfo& device, SVFPlusData& data, boo
   core::UniqueFile file = core::OpenFile(file_name, "rb");
   if (!file) return kCannotOpen;
   const bool wide = IsWideRowFamily(device);
+  // The rows are built with the geometry in force at the call; whether "ID" follows is decided
+  // by the same width, not by what the restore below puts back.
+  const unsigned row_bits = GenericRowBits(device);
   const int status = wide ? ReadWideLayout(file.get(), data)
                           : ReadGenericLayout(file.get(), data, device, close_with_zero);
   device.RestoreDeviceBackupValue();
   if (status != kOk) return status;
-  if (!wide && GenericRowBits(device) < 1) return kOk;
+  if (!wide && row_bits < 1) return kOk;
   return AddIspIdField(data, device);
 }
 
@@ -133,16 +137,19 @@ int ReadHexText(const char* file_name, const char* work_dir,
 
 }  // namespace fusekit::image
 
+using fusekit::devicedb::DeviceCallScope;
 using fusekit::image::Guarded;
 
 int BIN2SVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, char*, char*, char*) {
   if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  DeviceCallScope device_scope(device);
   return Guarded([&] { return fusekit::image::ReadBinary(fileName, *device, *data, false); });
 }
 
 int HEX2SVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, char*, char*,
                 char* workDir) {
   if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  DeviceCallScope device_scope(device);
   return Guarded([&] {
     return fusekit::image::ReadHexText(fileName, workDir, [&](const char* binary) {
       return fusekit::image::ReadBinary(binary, *device, *data, true);
@@ -163,6 +170,7 @@ int HEXCheck(const char* fileName, DeviceInfo* device, unsigned long* bitLength)
 int MCS2SVFPlus(char* fileName, DeviceInfo* device, unsigned long, SVFPlusData* data, char*, char*,
                 char*) {
   if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  DeviceCallScope device_scope(device);
   return Guarded([&] {
     fusekit::core::UniqueFile file = fusekit::core::OpenFile(fileName, "rb");
     if (!file) return fusekit::image::kCannotOpen;
@@ -181,6 +189,7 @@ int MCS2SVFPlus(char* fileName, DeviceInfo* device, unsigned long, SVFPlusData* 
 int Firmware2SVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, char*, char*,
                      char*) {
   if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  DeviceCallScope device_scope(device);
   const std::string name(fileName);
   const std::size_t dot = name.find_last_of('.');
   std::string extension = dot == std::string::npos ? "" : name.substr(dot);

@@ -12,6 +12,7 @@
 #include "fusekit/image.h"
 #include "image/hex_text.h"
 #include "image/image_support.h"
+#include "support/devicedb/call_scope.h"
 
 namespace fusekit::image {
 namespace {
@@ -168,17 +169,20 @@ int AddExpectedReadBack(SVFPlusData& data) {
 }  // namespace
 }  // namespace fusekit::image
 
+using fusekit::devicedb::DeviceCallScope;
 using fusekit::image::Guarded;
 
 int BIN2ISCSVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, char*, char*,
                    char*) {
   if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  DeviceCallScope device_scope(device);
   return Guarded([&] { return fusekit::image::ReadIscLayout(fileName, *device, *data); });
 }
 
 int HEX2ISCSVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, char*, char*,
                    char* workDir) {
   if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  DeviceCallScope device_scope(device);
   return Guarded([&] {
     return fusekit::image::ReadHexText(fileName, workDir, [&](const char* binary) {
       return fusekit::image::ReadIscLayout(binary, *device, *data);
@@ -189,6 +193,7 @@ int HEX2ISCSVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, c
 int NVCM2SVFPlus(char* fileName, DeviceInfo* device, int, SVFPlusData* data, char*, char*,
                  char* workDir) {
   if (data == nullptr || device == nullptr || fileName == nullptr) return -6;
+  DeviceCallScope device_scope(device);
   return Guarded([&] {
     return fusekit::image::ReadHexText(fileName, workDir, [&](const char* binary) {
       const int status = fusekit::image::ReadIscLayout(binary, *device, *data);

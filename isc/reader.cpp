@@ -16,6 +16,7 @@
 #include "fusekit/jedec.h"
 #include "isc/text_case.h"
 #include "isc/tokenizer.h"
+#include "support/devicedb/call_scope.h"
 #include "support/legacy_fusemap/grend.h"
 #include "support/legacy_fusemap/row_file.h"
 #include "support/util/hex_digits.h"
@@ -650,6 +651,9 @@ int ReadIsc(const ReadRequest& request) {
 }
 
 int ReadIscGuarded(const ReadRequest& request) {
+  // The geometry the file declares is the one change the full read leaves with the caller.
+  devicedb::DeviceCallScope device_scope(request.device);
+  if (request.mode == Mode::kFull) device_scope.KeepGeometry();
   try {
     return ReadIsc(request);
   } catch (const std::bad_alloc&) {

@@ -20,6 +20,7 @@
 #include "jedec/reader_buffers.h"
 #include "jedec/row_layout.h"
 #include "jedec/word_map.h"
+#include "support/devicedb/call_scope.h"
 #include "support/legacy_fusemap/grend.h"
 #include "support/legacy_fusemap/row_file.h"
 
@@ -102,18 +103,6 @@ std::vector<std::uint8_t> LayOutBitString(const std::string& bits, std::uint64_t
 namespace {
 
 constexpr std::size_t kCommentBytes = 100000;
-
-// Undoes the conversion's temporary changes to the device record, whatever way it ends.
-class DeviceRestore {
- public:
-  explicit DeviceRestore(DeviceInfo& device) : device_(device) { device_.SaveDeviceBackupValue(); }
-  ~DeviceRestore() { device_.RestoreDeviceBackupValue(); }
-  DeviceRestore(const DeviceRestore&) = delete;
-  DeviceRestore& operator=(const DeviceRestore&) = delete;
-
- private:
-  DeviceInfo& device_;
-};
 
 int UserFlashNote(const char* path) {
   std::string name(path);  // the query may change the name's case
@@ -384,7 +373,7 @@ int JEDEC2SVFPlus(char* fileName, DeviceInfo* device, int jtag, SVFPlusData* dat
     return fusekit::kStatusOpenFailed;
   }
   try {
-    fusekit::jedec::DeviceRestore restore(*device);
+    fusekit::devicedb::DeviceCallScope device_scope(device);
     fusekit::jedec::SetUpFamily(*device, *data, fileName);
     if (std::strcmp(device->GetVendor(), "Helvar") == 0) {
       // The legacy library's work area: the caller's work folder, else the install folder.

@@ -14,13 +14,14 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "device database: %s\n", database.GetLastError());
     return 1;
   }
-  DeviceInfo* device = database.FindDevice(device_name);
-  if (device == nullptr) {
+  const DeviceInfo* found = database.FindDevice(device_name);
+  if (found == nullptr) {
     std::fprintf(stderr, "no device named %s\n", device_name);
     return 1;
   }
-  std::printf("device %s, family %s, %u fuses\n", device->GetName(), device->GetFamily(),
-              device->GetFuseNumber());
+  DeviceInfo device = *found;  // the host's own copy: the database's records are read-only
+  std::printf("device %s, family %s, %u fuses\n", device.GetName(), device.GetFamily(),
+              device.GetFuseNumber());
 
   // One row of "FuseArray_TDI", 16 bits wide.
   SVFPlusData data;

@@ -71,14 +71,22 @@ class FUSEKIT_API DeviceStrElement : public KvObject {
   std::string text_;
 };
 
+namespace fusekit::devicedb {
+class DeviceCallScope;
+}
+
 // The device record. Lengths are in bits unless said otherwise. Texts are never null.
 //
-// Conversions that need a different geometry for a while change the address length, data
-// length, fuse number or architecture length with their Set... methods and undo the change with
-// RestoreDeviceBackupValue. The first such Set... after a load, a restore or an explicit
+// The record is the host's. Every exported call that takes one gives it back exactly as it was
+// passed: geometry, backup and all, whether it was filled by hand with the setters, copied from
+// the database, saved or not. A call that needs another geometry for a while changes it and
+// undoes the change before it returns. Only a change a call makes for its caller on purpose
+// stays: ISC2SVFPlus sets the address length (and, for a one-row array, the fuse number) that
+// the ISC file declares, and a later RestoreDeviceBackupValue by the host undoes that too.
+//
+// For the host's own use, the first Set... of the geometry after a load, a restore or an explicit
 // SaveDeviceBackupValue remembers the values in force before it; RestoreDeviceBackupValue puts
-// them back. A host that fills a record field by field calls SaveDeviceBackupValue when it is
-// done, so that the filled values are the ones a restore returns to.
+// them back.
 class FUSEKIT_API DeviceInfo {
  public:
   DeviceInfo();
@@ -166,6 +174,7 @@ class FUSEKIT_API DeviceInfo {
     unsigned int arch_length = 0;
   };
   void RememberGeometry();
+  friend class fusekit::devicedb::DeviceCallScope;
 
   std::string name_;
   std::string family_;
@@ -212,11 +221,14 @@ class FUSEKIT_API DeviceDatabase {
   int LoadFile(const char* fileName);
   int LoadText(const char* text, std::size_t length);
 
+  // The records are the database's and read-only: a host copies the one it wants and passes
+  // its copy to the library (DeviceInfo device = *database.FindDevice("TV64");), so that what a
+  // conversion leaves in a record never reaches the next lookup.
   int GetDeviceCount() const;
   // Zero-based; null outside.
-  DeviceInfo* GetDevice(int index);
+  const DeviceInfo* GetDevice(int index) const;
   // The record whose name equals name without regard to case; null when there is none.
-  DeviceInfo* FindDevice(const char* name);
+  const DeviceInfo* FindDevice(const char* name) const;
   // What was wrong with the last text that failed to load; "" after a successful load.
   const char* GetLastError() const;
 

@@ -81,14 +81,14 @@ int DeviceDatabase::GetDeviceCount() const {
   return static_cast<int>(devices_.size());
 }
 
-DeviceInfo* DeviceDatabase::GetDevice(int index) {
+const DeviceInfo* DeviceDatabase::GetDevice(int index) const {
   if (index < 0 || static_cast<std::size_t>(index) >= devices_.size()) return nullptr;
   return &devices_[static_cast<std::size_t>(index)];
 }
 
-DeviceInfo* DeviceDatabase::FindDevice(const char* name) {
+const DeviceInfo* DeviceDatabase::FindDevice(const char* name) const {
   if (name == nullptr) return nullptr;
-  for (DeviceInfo& device : devices_) {
+  for (const DeviceInfo& device : devices_) {
     if (SameNameIgnoringCase(device.GetName(), name)) return &device;
   }
   return nullptr;

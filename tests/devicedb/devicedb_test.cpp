@@ -32,7 +32,7 @@ TEST(DefaultDatabase, HoldsARecordForEveryFamilyTheLibraryTellsApart) {
 TEST(DefaultDatabase, RecordsReadAsWritten) {
   DeviceDatabase db;
   ASSERT_EQ(db.LoadDefault(), 0);
-  DeviceInfo* d = db.FindDevice("fd2-2000");  // names are found without regard to case
+  const DeviceInfo* d = db.FindDevice("fd2-2000");  // names are found without regard to case
   ASSERT_NE(d, nullptr);
   EXPECT_STREQ(d->GetName(), "FD2-2000");
   EXPECT_EQ(d->GetjtagDeviceID(), 0x012D3043u);
@@ -50,7 +50,7 @@ TEST(DefaultDatabase, RecordsReadAsWritten) {
 TEST(DeviceInfo, TemporaryGeometryIsRestored) {
   DeviceDatabase db;
   ASSERT_EQ(db.LoadDefault(), 0);
-  DeviceInfo& d = *db.FindDevice("QL256");
+  DeviceInfo d = *db.FindDevice("QL256");
   d.SetAddressLength(7);
   d.SetDataLength(8);
   d.SetFuseNumber(56);
