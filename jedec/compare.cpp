@@ -130,9 +130,15 @@ struct WalkFlags {
 
 class Comparison {
  public:
+  // Both files stand right after their design fields.
   Comparison(core::TextReader& read, core::TextReader& ref, const char* read_name,
              const char* ref_name, Report& report)
-      : read_(read), ref_(ref), read_name_(read_name), ref_name_(ref_name), out_(report) {}
+      : read_(read),
+        ref_(ref),
+        read_name_(read_name),
+        ref_name_(ref_name),
+        out_(report),
+        ref_known_end_(ref.Tell()) {}
 
   // The walk of the file under test; the count of differing fuses or kAbandoned.
   int Run() {
@@ -175,9 +181,15 @@ class Comparison {
   // the letters of its fields up to the furthest point reached are known without reading it
   // again: the C lookup and the closing check start from there.
   int RefLetter() {
+    if (ref_letter_pending_ != 0) {
+      const int c = ref_letter_pending_;
+      ref_letter_pending_ = 0;
+      return c;
+    }
     const int c = ReadLetter(ref_);
     if (ref_.Tell() > ref_known_end_) {
       ref_known_end_ = ref_.Tell();
+      ref_letter_read_ = true;
       ref_seen_.Note(c);
       ref_walk_ended_ = c == EOF || c == kEtx || !IsValidChar(c);
     }
@@ -201,8 +213,10 @@ class Comparison {
   // Moves the reference to the furthest point read, ready for its next field letter; false
   // when its field walk has already ended there.
   bool ResumeRefWalk() {
+    if (ref_letter_pending_ != 0) return true;  // read at the furthest point, handed out next
     ref_.Seek(ref_known_end_);
-    return !ref_walk_ended_ && SkipField(ref_);
+    if (ref_walk_ended_) return false;
+    return !ref_letter_read_ || SkipField(ref_);  // before any letter: at a field's start
   }
 
   int CompareChecksum() {
@@ -211,6 +225,7 @@ class Comparison {
     // else looked for from the furthest point reached, which finds the same field.
     bool found;
     if (ref_seen_.checksum) {
+      ref_letter_pending_ = 0;
       ref_.Rewind();
       found = SkipToDesignEnd(ref_) && FindField(kChecksum);
     } else {
@@ -248,7 +263,8 @@ class Comparison {
       read_.Get();
       const unsigned long mine = ReadNumber(read_, 10);
       if (!FindQuantityPins()) {
-        out_.Printf("read QP%lu from [%s], but [%s] missing QP field", mine, read_name_, ref_name_);
+        out_.Printf("read QP%lu from [%s], but [%s] missing QP field\n", mine, read_name_,
+                    ref_name_);
       } else {
         const unsigned long theirs = ReadNumber(ref_, 10);
         if (mine != theirs) {
@@ -419,6 +435,7 @@ class Comparison {
           continue;
         }
         next = after;
+        EndRefFuseList();
         return 0;
       }
       const int theirs = NextRefChar();
@@ -447,6 +464,21 @@ class Comparison {
         pending_ref_char_ = letter;  // the reference's list ended: the next comparison says so
       }
       return;
+    }
+  }
+
+  // The file under test has ended its fuse list and hands a field back to the walk: the
+  // reference ends its own list too, so that its next field is the one looked at next (an E or
+  // U right after the list included).
+  void EndRefFuseList() {
+    if (pending_ref_char_ != 0) {  // its list had ended already, and its next letter was read
+      ref_letter_pending_ = pending_ref_char_;
+      pending_ref_char_ = 0;
+      return;
+    }
+    if (SkipField(ref_) && ref_.Tell() > ref_known_end_) {
+      ref_known_end_ = ref_.Tell();  // at the start of its next field
+      ref_letter_read_ = false;
     }
   }
 
@@ -480,8 +512,10 @@ class Comparison {
     if (!flags_.fuse_list) return MissingFuseList(read_name_);
     if (!ref_flags_.fuse_list) return MissingFuseList(ref_name_);
     const std::uint64_t ref_position = ref_.Tell();
+    const int ref_letter = ref_letter_pending_;
     if (!FindField(letter)) {
       ref_.Seek(ref_position);  // the field is missing there: the closing check reports it
+      ref_letter_pending_ = ref_letter;
       return SkipField(read_) ? 0 : kAbandoned;
     }
     out_.Put('\n');
@@ -577,9 +611,11 @@ class Comparison {
   const char* ref_name_;
   Report& out_;
   int pending_ref_char_ = 0;         // a reference character read ahead, handed out next
+  int ref_letter_pending_ = 0;       // a reference field letter read ahead, handed out next
   WalkFlags ref_seen_;               // letters of the reference's fields up to ref_known_end_
   std::uint64_t ref_known_end_ = 0;  // the furthest point of the reference read
   bool ref_walk_ended_ = false;      // the reference's walk ended there (ETX, end of file)
+  bool ref_letter_read_ = false;     // ref_known_end_ is right after a field letter
   WalkFlags flags_;                  // fields seen in the file under test
   WalkFlags ref_flags_;              // fields reached in the reference during the walk
 };

@@ -197,3 +197,64 @@ TEST(JedecCompare, FilesThatCannotBeRead) {
 }
 
 }  // namespace
+
+namespace {
+
+// Fields placed where real writers put them: E and U right after the fuse list, C before QF,
+// a QP that the reference lacks.
+TEST(JedecCompare, FieldsAnywhereInTheFileAreComparedWithTheirCounterparts) {
+  const std::string list = "L0 0101010101010101*\n";
+  const struct {
+    const char* what;
+    std::string read;
+    std::string ref;
+    int result;
+    const char* must_hold;  // in the report
+    const char* must_lack;  // never in the report
+  } cases[] = {
+      {"E after the list", "QF16*\n" + list + "E0101*\n", "QF16*\n" + list + "E0101*\n", 0,
+       "*\n\nE0101*\n", "Cannot read E field"},
+      {"U after the list", "QF16*\n" + list + "UH12*\n", "QF16*\n" + list + "UH12*\n", 0,
+       "\nUH12*\n", "Warning"},
+      {"E and U after the list", "QF16*\n" + list + "E01*\nU00001111*\n",
+       "QF16*\n" + list + "E01*\nU00001111*\n", 0, "\nU00001111*\n", "Cannot read"},
+      {"U differs after the list", "QF16*\n" + list + "UH13*\n", "QF16*\n" + list + "UH12*\n", -2,
+       "read [3] value from file1, but file2 specified a [2]* \n", "Error count:  0*"},
+      {"E bit differs after the list", "QF16*\n" + list + "E0111*\n", "QF16*\n" + list + "E0101*\n",
+       1, "E01+1*\n", "Cannot read"},
+      {"C before QF", "C00AA*\nQF16*\n" + list, "C00AA*\nQF16*\n" + list, 0,
+       "N Checksum*\nC00AA*\nQF16*\n", "specified C"},
+      {"C before QF, differing", "C00AA*\nQF16*\n" + list, "C00AB*\nQF16*\n" + list, 0,
+       "read C00AA from [", "specified QF"},
+      {"C after the list only in the reference", "QF16*\n" + list + "C00AA*\n",
+       "C00AA*\nQF16*\n" + list, 0, "C00AA*\n", "specified C"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    const Compared got = Compare(
+        "\x02"
+        "d*\n" +
+            c.read +
+            "\x03"
+            "0000",
+        "\x02"
+        "d*\n" +
+            c.ref +
+            "\x03"
+            "0000");
+    EXPECT_EQ(got.result, c.result) << got.report;
+    EXPECT_NE(got.report.find(c.must_hold), std::string::npos) << got.report;
+    EXPECT_EQ(got.report.find(c.must_lack), std::string::npos) << got.report;
+  }
+  const Compared qp = Compare(
+      "\x02"
+      "d*\nQP24*\nQF16*\n" +
+          list + "\x03",
+      "\x02"
+      "d*\nQF16*\n" +
+          list + "\x03");
+  EXPECT_EQ(qp.result, 0);
+  EXPECT_NE(qp.report.find("] missing QP field\nQF16*\n"), std::string::npos) << qp.report;
+}
+
+}  // namespace
