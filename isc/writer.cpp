@@ -230,7 +230,7 @@ void WriteBlock(IscOutput& out, SVFPlusData& data, SVFDataField& field, const Bl
         terminate = data.GetDataField(std::string(form.terminate_fallback).c_str());
       }
       // The terminate field is read from its row pointer as it stands: a field already written
-      // as a block of its own has no rows left to give.
+      // as a block of its own before this one has no rows left to give.
       if (terminate != nullptr) {
         if (terminate->GetCurrentRowWidth() != 0 && terminate->GetRowCount() != 0) {
           WritePartHead(out, "terminate    ", terminate->GetCurrentRowWidth(),
@@ -269,6 +269,11 @@ int WriteIsc(SVFPlusData* data, const char* file_name, const WriterOptions& opti
 
   std::string saved_crc;
   const int count = data->GetDataFieldCount();
+  // Every field starts at its first row, whatever a data CRC or a host's walk did to its row
+  // pointer before the call: a terminate part must find its rows.
+  for (int i = 0; i < count; ++i) {
+    if (SVFDataField* field = data->GetDataField(i)) field->ResetRowPointer();
+  }
   for (int i = 0; i < count; ++i) {
     SVFDataField* field = data->GetDataField(i);
     if (field == nullptr) continue;

@@ -88,6 +88,49 @@ TEST(JedecToIsc, OmbrelConfigurationRows) {
   EXPECT_EQ(text.find("data padring"), std::string::npos);  // the architecture field is replaced
 }
 
+// The text between key and the next line feed.
+std::string ValueAfter(const std::string& text, const std::string& key) {
+  const std::size_t at = text.find(key);
+  if (at == std::string::npos) return "";
+  const std::size_t start = at + key.size();
+  return text.substr(start, text.find('\n', start) - start);
+}
+
+TEST(JedecToIsc, DirectSpiArchitectureRowsEndTheArrayBlockAndItsCrc) {
+  // Devices that keep "ArchArray_TDI": the array block ends with the architecture rows as its
+  // terminate part, and its data_CRC, covering both, is the DATA_CRC of the comment block.
+  TempDir dir;
+  const struct {
+    const char* family;
+    unsigned short arch_row;
+  } devices[] = {{"CorvaneTorvik4", 1}, {"CorvaneOmbrel", 0}};
+  for (const auto& d : devices) {
+    SCOPED_TRACE(d.family);
+    DeviceInfo device = Device(d.family, 4, 16);
+    device.SetARCHLength(16);
+    device.SetARCHRow(d.arch_row);
+    device.SaveDeviceBackupValue();
+    JedecBuilder b;
+    b.fuses = RandomFuses(64, 9);
+    b.extra_fields = "E0110100111000101*";
+    const std::string isc = dir.Path("arch.isc");
+    ASSERT_GE(Convert(dir.Write("arch.jed", b.Build()), device, isc, 0, dir.Path("")), 0);
+    const std::string text = ReadFile(isc);
+    EXPECT_NE(text.find("  terminate    \n-- ROW_WIDTH = 16\n-- COLUMN_WIDTH = 1\n   (\n"),
+              std::string::npos)
+        << text;
+    const std::string stated = ValueAfter(text, "-- DATA_CRC = ");
+    EXPECT_EQ(stated.size(), 8u);
+    EXPECT_EQ(ValueAfter(text, "  data_CRC (\n   "), stated) << text;
+    std::string name = isc;
+    char empty[] = "";
+    SVFPlusData back;
+    EXPECT_GE(ISC2SVFPlus(name.data(), &device, 1, &back, "", empty, "", empty,
+                          static_cast<KvObjList*>(nullptr), nullptr, nullptr),
+              0);
+  }
+}
+
 TEST(JedecToIsc, HelvarUsercodeRewriteLeavesItsCopy) {
   TempDir dir;
   DeviceInfo device = Device("Grend", 4, 12);
