@@ -7,6 +7,7 @@
 #include "fusekit/bitstream.h"
 #include "fusekit/crc.h"
 #include "fusekit/isc.h"
+#include "isc/header_builders.h"
 
 namespace fusekit::isc {
 namespace {
@@ -14,7 +15,6 @@ namespace {
 constexpr int kNoRow = -3;
 constexpr int kBadCrcText = -7;
 constexpr int kNullDevice = -100;
-constexpr std::size_t kHeaderBytes = 100000;
 
 using BitstreamReader = int (*)(char*, DeviceInfo*, int, SVFPlusData*, const char*, const char*,
                                 const char*, bool);
@@ -74,10 +74,13 @@ int Convert(BitstreamReader read, char* source, DeviceInfo* device, int jedec_mo
     if (usercode_from_crc != 0) {
       if (const int usercode = UsercodeFromCrc(*data, *device); usercode < 0) return usercode;
     }
-    std::vector<char> header(kHeaderBytes, '\0');
-    BuildISCHeader(header.data(), creator, static_cast<int>(device->GetFuseNumber()),
-                   device->GetPON(), source, 0, nullptr);
-    return SVFPlus2ISC(data.get(), header.data(), out_file, entity, 0, 0, creator);
+    // The comment buffer of the conversion holds whole lines of the block only: a source named
+    // ".jed" has its text taken as JEDEC notes, however long that is.
+    const std::string header =
+        CutToWholeLines(CommentBlock(creator, static_cast<int>(device->GetFuseNumber()),
+                                     device->GetPON(), source, 0, nullptr),
+                        kCommentBlockBytes);
+    return SVFPlus2ISC(data.get(), header.c_str(), out_file, entity, 0, 0, creator);
   } catch (const std::bad_alloc&) {
     return kNoRow;
   }

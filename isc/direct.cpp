@@ -12,7 +12,7 @@
 #include "fusekit/family.h"
 #include "fusekit/isc.h"
 #include "fusekit/jedec.h"
-#include "jedec/header_text.h"
+#include "isc/header_builders.h"
 #include "support/util/crc_engine.h"
 #include "support/util/side_task.h"
 
@@ -153,16 +153,12 @@ int ConvertJedecToIsc(const char* source, DeviceInfo& device, const ReaderOption
   }
   if (const int status = MakeOmbrelConfiguration(*reading.data, device); status != 0) return status;
 
-  // The comment block: its fixed lines, the names given, and the JEDEC file's header notes.
-  std::string notes;
-  jedec::CollectHeaderText(source, true, notes);
-  const std::size_t header_bytes = 4096 + notes.size() + std::strlen(source) +
-                                   (creator != nullptr ? std::strlen(creator) : 0) +
-                                   std::strlen(device.GetPON()) + crc_text.size();
-  std::vector<char> header(header_bytes, '\0');
-  BuildISCHeader(header.data(), creator, static_cast<int>(device.GetFuseNumber()), device.GetPON(),
-                 source, static_cast<unsigned int>(source_checksum), crc_text.c_str());
-  return SVFPlus2ISC(reading.data.get(), header.data(), out_file, entity, usercode_from_crc, 0,
+  // The comment block: its fixed lines, the names given, and the JEDEC file's header notes,
+  // all of them.
+  const std::string header =
+      CommentBlock(creator, static_cast<int>(device.GetFuseNumber()), device.GetPON(), source,
+                   static_cast<unsigned int>(source_checksum), crc_text.c_str());
+  return SVFPlus2ISC(reading.data.get(), header.c_str(), out_file, entity, usercode_from_crc, 0,
                      creator);
 }
 

@@ -13,15 +13,30 @@ bool IsComment(std::string_view line) {
   return line.substr(0, 2) == "--";
 }
 
+// Whether a piece read with the reader's ReadLine holds the end of its line.
+bool EndsItsLine(const char* piece, std::size_t length) {
+  return length < kLineChars || piece[length - 1] == '\n';
+}
+
 }  // namespace
+
+void Tokenizer::SkipRestOfLine() {
+  char buffer[kLineBytes];
+  while (!line_complete_) {
+    const std::size_t length = in_.ReadLine(buffer, sizeof buffer);
+    line_complete_ = length == 0 || EndsItsLine(buffer, length);
+  }
+}
 
 bool Tokenizer::ReadLine() {
   char buffer[kLineBytes];
   for (;;) {
     const std::size_t length = in_.ReadLine(buffer, sizeof buffer);
     if (length == 0) return false;
+    line_complete_ = EndsItsLine(buffer, length);
     const std::string_view line(buffer, length);
     if (IsComment(line)) {
+      SkipRestOfLine();  // a comment ends with its physical line, however long
       if (!opened_) {
         std::size_t text = 2;
         while (text < line.size() && (line[text] == ' ' || line[text] == '\t')) ++text;
@@ -67,6 +82,7 @@ bool Tokenizer::Next(const char* delimiters, std::string& token) {
     while (!token.empty() && token.back() == '\n') token.pop_back();
     if (token.empty() || token.compare(0, 2, "--") == 0) {
       in_hand_ = false;  // a comment or the line's end: the rest of the line goes
+      if (!token.empty()) SkipRestOfLine();
       continue;
     }
     return true;
@@ -85,6 +101,8 @@ bool Tokenizer::NextRawLine(std::string& line) {
   const std::size_t length = in_.ReadLine(buffer, sizeof buffer);
   if (length == 0) return false;
   line.assign(buffer, length);
+  line_complete_ = EndsItsLine(buffer, length);
+  SkipRestOfLine();  // the rest of an overlong line is no line of its own
   return true;
 }
 

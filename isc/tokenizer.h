@@ -1,5 +1,6 @@
 // The tokenizer of the ISC readers: lines of at most 255 characters in which "(", ")" and ","
-// stand as tokens of their own, comment lines collected before the file's opening keyword.
+// stand as tokens of their own, comment lines collected before the file's opening keyword. A
+// comment, whole-line or after tokens, ends with its physical line, however long.
 #ifndef FUSEKIT_ISC_TOKENIZER_H
 #define FUSEKIT_ISC_TOKENIZER_H
 
@@ -26,8 +27,9 @@ class Tokenizer {
   // the end of a token is not part of it.
   bool Next(const char* delimiters, std::string& token);
 
-  // Reads the next whole line, as read (for the comment lines of the geometry pass); false at
-  // the end of the file. Drops the rest of the line in hand.
+  // Reads the next line, as read, cut at kLineChars characters (for the comment lines of the
+  // geometry pass); false at the end of the file. Drops the rest of the line in hand, and the
+  // rest of an overlong line.
   bool NextRawLine(std::string& line);
 
   // The reader, at the start of a line (or of a piece of a long line), when the line in hand has
@@ -41,13 +43,16 @@ class Tokenizer {
 
  private:
   bool ReadLine();
+  // Reads on to the end of the physical line whose piece was read last.
+  void SkipRestOfLine();
 
   core::TextReader& in_;
-  std::string line_;      // the line in hand, prepared
-  std::size_t pos_ = 0;   // where its next token is looked for
-  bool in_hand_ = false;  // line_ still has tokens to give
-  bool opened_ = false;   // IEEE_1532_DATA has been seen
-  std::string comments_;  // comment lines before the opening, each "-- text\n"
+  std::string line_;           // the line in hand, prepared
+  std::size_t pos_ = 0;        // where its next token is looked for
+  bool in_hand_ = false;       // line_ still has tokens to give
+  bool opened_ = false;        // IEEE_1532_DATA has been seen
+  bool line_complete_ = true;  // the last piece read ended its physical line
+  std::string comments_;       // comment lines before the opening, each "-- text\n"
 };
 
 }  // namespace fusekit::isc

@@ -28,11 +28,19 @@ class HeaderLines {
   }
 
  private:
+  // A note that spans several lines is one line here; with the prefix, each of its lines gets
+  // "-- " of its own, so that every line of the block reads as a comment.
   void Finish() {
-    if (!line_.empty()) {
-      if (prefix_) out_ += "-- ";
-      out_ += line_;
-      out_ += '\n';
+    if (!prefix_) {
+      if (!line_.empty()) out_.append(line_).append(1, '\n');
+    } else {
+      std::size_t start = 0;
+      while (start < line_.size()) {
+        std::size_t end = line_.find('\n', start);
+        if (end == std::string::npos) end = line_.size();
+        if (end > start) out_.append("-- ").append(line_, start, end - start).append(1, '\n');
+        start = end + 1;
+      }
     }
     line_.clear();
   }

@@ -9,10 +9,9 @@
 #include "fusekit/bitstream.h"
 #include "fusekit/family.h"
 #include "fusekit/isc.h"
+#include "isc/header_builders.h"
 
 namespace {
-
-constexpr std::size_t kHeaderBytes = 100000;
 
 bool Given(const char* name) {
   return name != nullptr && name[0] != '\0';
@@ -139,23 +138,25 @@ int CBitstreamToISC::Generate(const char* entity, const char* creator, bool user
     for (const XFPBitstreamModel* model : {&config_model_, &readback_model_, &mask_model_}) {
       if (model->GetSize() != 0 && !model->GetSVFPlusData(&data)) return -1;
     }
-    std::vector<char> header(kHeaderBytes, '\0');
+    // The comment buffer holds whole lines of the block only, however long the comment file.
+    std::string header;
     if (commentFile != nullptr) {
       char crc[16];
       const SVFDataField* array = data.GetDataField("FuseArray_TDI");
       if (array != nullptr) std::snprintf(crc, sizeof crc, "%.8X", array->CalculateDataCRC());
-      BuildISCHeaderFromBitstream(header.data(), device_->GetFuseNumber(),
-                                  array != nullptr ? crc : nullptr, commentFile);
+      header = fusekit::isc::CommentBlockFromFile(device_->GetFuseNumber(),
+                                                  array != nullptr ? crc : nullptr, commentFile);
     } else {
-      std::vector<const char*> names = {config_file_, readback_file_, mask_file_};
-      BuildISCHeaderFromBitstream(header.data(), creator,
-                                  static_cast<int>(device_->GetFuseNumber()),
-                                  device_->GetCodeName(), names, 0, nullptr);
+      const std::vector<const char*> names = {config_file_, readback_file_, mask_file_};
+      header =
+          fusekit::isc::CommentBlockFromSources(creator, static_cast<int>(device_->GetFuseNumber()),
+                                                device_->GetCodeName(), names, nullptr);
     }
+    header = fusekit::isc::CutToWholeLines(std::move(header), fusekit::isc::kCommentBlockBytes);
     KvCString security;
     GetBitstreamComment(security, "security", config_file_);
     const bool force_security = security.CompareNoCase("on") == 0;
-    return SVFPlus2ISC(&data, header.data(), out_file_.c_str(), entity, usercodeFromCRC ? 1 : 0, 0,
+    return SVFPlus2ISC(&data, header.c_str(), out_file_.c_str(), entity, usercodeFromCRC ? 1 : 0, 0,
                        force_security ? 1 : 0, creator);
   } catch (const std::bad_alloc&) {
     return -1;

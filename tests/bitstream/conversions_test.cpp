@@ -259,4 +259,60 @@ TEST(BitstreamToIsc, ExtractionByFamilyAndGenerate) {
             std::string::npos);
 }
 
+// Comment blocks longer than the conversions' 100000-byte comment buffer: a bitstream named
+// ".jed" (whose text is taken for JEDEC notes) and a comment file of 150 KB. The block is cut
+// to whole lines, and the file written reads back.
+TEST(BitstreamToIsc, CommentBlocksOverTheBufferAreCutToWholeLines) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  std::vector<std::string> entries;
+  for (int i = 0; i < 2000; ++i)
+    entries.push_back("Entry " + std::to_string(i) + ": " + std::string(100, 'c'));
+  const XFPBitstreamModel model = SampleModel(device, entries, {1, 2, 3, 4});
+  std::string bit = dir.Path("big.jed");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, bit.c_str()), 0);
+  std::string rbt = dir.Path("bigascii.jed");
+  ASSERT_EQ(XFPGenerateBitstream::GenerateAscii(model, rbt.c_str()), 0);
+  const std::string comment_file = dir.Write("comments.txt", [] {
+    std::string text;
+    for (int i = 0; i < 1500; ++i)
+      text += "Line " + std::to_string(i) + std::string(100, 'k') + "\n";
+    return text;
+  }());
+  std::string entity = "T";
+  char empty[] = "";
+  const auto check = [&](const char* what, const std::string& isc, int result, bool cut = true) {
+    SCOPED_TRACE(what);
+    ASSERT_GE(result, 0);
+    const std::string text = ReadFile(isc);
+    const std::size_t opening = text.find("IEEE_1532_Data (");
+    ASSERT_NE(opening, std::string::npos);
+    EXPECT_LT(opening, 100000u);
+    if (cut) EXPECT_GT(opening, 50000u) << "the block is cut, not dropped";
+    EXPECT_EQ(text[opening - 1], '\n');
+    std::string name = isc;
+    SVFPlusData back;
+    EXPECT_EQ(ISC2SVFPlus(name.data(), &device, 1, &back, "", empty, "", empty,
+                          static_cast<KvObjList*>(nullptr), nullptr, nullptr),
+              1);
+  };
+  std::string out = dir.Path("b.isc");
+  // Without a usercode the binary form is read without its model, whatever its name; its text
+  // stops at the first byte that is not text, so the block is short.
+  DeviceInfo no_usercode = device;
+  no_usercode.SetPhysicalUESLength(0);
+  check("BIT2ISC", out,
+        BIT2ISC(bit.data(), &no_usercode, 1, "", "", empty, "", entity.data(), out.data(), 0, "me"),
+        false);
+  check("RBT2ISC", out,
+        RBT2ISC(rbt.data(), &device, 1, "", "", empty, "", entity.data(), out.data(), 0, "me"));
+  const std::string small = Make(dir, "small.bit", SampleModel(device, {"A: b"}, {1, 2, 3, 4}));
+  CBitstreamToISC converter;
+  const std::string generated = dir.Path("g.isc");
+  ASSERT_EQ(converter.Initialize(device, generated.c_str(), dir.Path("g.log").c_str(),
+                                 small.c_str(), "", nullptr),
+            0);
+  check("Generate", generated, converter.Generate("T", "me", false, comment_file.c_str()));
+}
+
 }  // namespace

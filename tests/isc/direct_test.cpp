@@ -131,6 +131,32 @@ TEST(JedecToIsc, DirectSpiArchitectureRowsEndTheArrayBlockAndItsCrc) {
   }
 }
 
+TEST(JedecToIsc, NotesOverSeveralLinesAndLongNotesReadBack) {
+  // Fitters write notes that span lines ("NOTE" alone, its values on the next line) and notes
+  // far longer than an ISC reader's line: the file JEDEC2ISC writes reads back whole.
+  TempDir dir;
+  DeviceInfo device = Device("TestFamily", 4, 16);
+  JedecBuilder b;
+  b.fuses = RandomFuses(64, 11);
+  b.eol = "\r\n";
+  b.notes = {"NOTE\r\n0    0   0 ", "NOTE PINS a:1 (b,c)\r\n  d:2 ) e:3",
+             "NOTE " + std::string(3000, 'n')};
+  const std::string isc = dir.Path("notes.isc");
+  ASSERT_GE(Convert(dir.Write("notes.jed", b.Build()), device, isc, 0, dir.Path("")), 0);
+  const std::string text = ReadFile(isc);
+  EXPECT_NE(text.find("-- NOTE\n-- 0    0   0 \n-- NOTE PINS a:1 (b,c)\n--   d:2 ) e:3\n"),
+            std::string::npos)
+      << text.substr(0, 600);
+  std::string name = isc;
+  char empty[] = "";
+  SVFPlusData back;
+  EXPECT_EQ(ISC2SVFPlus(name.data(), &device, 1, &back, "", empty, "", empty,
+                        static_cast<KvObjList*>(nullptr), nullptr, nullptr),
+            1);
+  ASSERT_NE(back.GetDataField("FuseArray_TDI"), nullptr);
+  EXPECT_EQ(back.GetDataField("FuseArray_TDI")->GetRowCount(), 4);
+}
+
 TEST(JedecToIsc, HelvarUsercodeRewriteLeavesItsCopy) {
   TempDir dir;
   DeviceInfo device = Device("Grend", 4, 12);

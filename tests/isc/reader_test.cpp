@@ -521,3 +521,49 @@ TEST(IscSummary, Statuses) {
 }
 
 }  // namespace
+
+namespace {
+
+// A comment ends with its physical line, however long: the lines a writer of long notes (a
+// bitstream's comment, a JEDEC note) makes read back, with the rows they frame.
+TEST(IscReader, CommentsOfAnyLengthEndWithTheirLine) {
+  TempDir dir;
+  DeviceInfo device = Device("TestFamily", 2, 16);
+  SVFPlusData data;
+  SVFDataField* array = data.AddDataField();
+  array->SetFieldName("FuseArray_TDI");
+  for (int r = 0; r < 2; ++r) {
+    KvByteBuffer* row = array->AddRow(16);
+    row->WriteData(static_cast<unsigned char>(0x12 + r));
+    row->WriteData(0x34);
+  }
+  const std::string long_text(2000, 'x');
+  const std::string parens = "-- (" + std::string(600, ')') + ",(\n";
+  const struct {
+    const char* what;
+    std::string prefix;
+  } cases[] = {
+      {"a 2000-character comment line", "-- " + long_text + "\n"},
+      {"a comment of exactly the line length", "-- " + std::string(252, 'y') + "\n"},
+      {"a comment of parentheses and commas", parens + parens},
+      {"a JEDEC note over several lines", "-- NOTE\n-- 0    0   0 \n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    const std::string path = dir.Path("long.isc");
+    ASSERT_GE(SVFPlus2ISC(&data, c.prefix.c_str(), path.c_str(), "T", 0, 0, "t"), 0);
+    // The same comment after tokens, inside the array block.
+    std::string text = ReadFile(path);
+    const std::size_t open = text.find("   (\n");
+    ASSERT_NE(open, std::string::npos);
+    text.insert(open + 4, " -- " + long_text);
+    dir.Write("long.isc", text);
+    SVFPlusData back;
+    EXPECT_EQ(Read(path, device, back), 1);
+    ExpectSameField(data, back, "FuseArray_TDI");
+    std::string name = path;
+    EXPECT_EQ(ISCEntityNameCheck(name.data(), static_cast<KvObjList*>(nullptr)), 0);
+  }
+}
+
+}  // namespace

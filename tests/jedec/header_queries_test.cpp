@@ -132,6 +132,10 @@ TEST(JedecHeader, TextOfTheHeader) {
        "\x02"
        "D*\nNOTE one\ntwo*\nL0 1*",
        false, "D\nNOTE one\ntwo\n"},
+      {"a note over several lines: every line a comment of its own",
+       "\x02"
+       "D*\r\nNOTE\r\n0    0   0 *\r\nNOTE x\n\n y*\nL0 1*",
+       true, "-- D\n-- NOTE\n-- 0    0   0 \n-- NOTE x\n--  y\n"},
       {"two notes on one line",
        "\x02"
        "D*\nN a* N b*\nL0 1*",
