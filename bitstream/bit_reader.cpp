@@ -217,6 +217,12 @@ std::uint64_t HeaderLine(const std::string& line, bool marker_family, FuseRows* 
   return bytes;
 }
 
+// A line whose first token begins with "//".
+bool IsCommentLine(const std::string& line) {
+  const std::size_t first = line.find_first_not_of(" \t\r\n");
+  return first != std::string::npos && line.compare(first, 2, "//") == 0;
+}
+
 // Walks the ASCII form: header lines, Vorsk lead-in lines and data bits. With rows null it only
 // counts the bytes.
 std::uint64_t WalkAscii(const std::vector<std::string>& lines, const DeviceInfo* device,
@@ -250,6 +256,7 @@ std::uint64_t WalkAscii(const std::vector<std::string>& lines, const DeviceInfo*
   unsigned byte = 0;
   int bits = 0;
   for (; i < lines.size(); ++i) {
+    if (IsCommentLine(lines[i])) continue;  // a comment wherever it stands
     for (const char c : lines[i]) {
       if (static_cast<unsigned char>(c) == 0xFF) return bytes;
       if (std::isspace(static_cast<unsigned char>(c))) continue;
@@ -264,15 +271,15 @@ std::uint64_t WalkAscii(const std::vector<std::string>& lines, const DeviceInfo*
   return bytes;
 }
 
-// The split copies of row 1 of "FuseArray_TDI": 2000-bit rows, and the remainder.
-int Split(SVFPlusData& data, unsigned int row_bits) {
-  const unsigned quotient = row_bits / kSplitBits;
-  const unsigned remainder = row_bits % kSplitBits;
-  if (quotient < 1) return 0;
+// "FuseArray_SPLIT_TDI": the first quotient 250-byte chunks of the source, from its last byte
+// down, each into a 2000-bit row from the row's last byte down, and a row of pure 0xFF after the
+// last chunk. Without a source (no "FuseArray_TDI" of exactly one row) only that filler row is
+// added. Moves `from` past the bytes copied.
+int SplitChunks(SVFPlusData& data, unsigned quotient, const KvByteBuffer* source, int& from) {
   SVFDataField* split = data.AddDataField();
   if (split == nullptr) return kRowFailed;
   split->SetFieldName("FuseArray_SPLIT_TDI");
-  std::vector<std::uint8_t> chunk(kSplitBits / 8, 0xFF);
+  const std::vector<std::uint8_t> chunk(kSplitBits / 8, 0xFF);
   auto add_row = [&]() -> KvByteBuffer* {
     KvByteBuffer* row = split->AddRow(kSplitBits);
     if (row == nullptr || row->AppendData(chunk.data(), kSplitBits / 8) == 0) return nullptr;
@@ -280,10 +287,7 @@ int Split(SVFPlusData& data, unsigned int row_bits) {
   };
   KvByteBuffer* target = add_row();
   if (target == nullptr) return kRowFailed;
-  const SVFDataField* array = data.GetDataField("FuseArray_TDI");
-  if (array == nullptr || array->GetRowCount() != 1) return 0;
-  const KvByteBuffer* source = array->GetRow(1);
-  int from = source->GetDataSize() - 1;
+  if (source == nullptr) return 0;
   const int full_bytes = static_cast<int>(quotient * (kSplitBits / 8));
   int index = static_cast<int>(kSplitBits / 8) - 1;
   for (int copied = 0; copied < full_bytes && from >= 0; ++copied, --from) {
@@ -294,21 +298,41 @@ int Split(SVFPlusData& data, unsigned int row_bits) {
       index = static_cast<int>(kSplitBits / 8) - 1;
     }
   }
-  if (remainder < 1) return 0;
+  return 0;
+}
+
+// "FuseArray_SPLIT_REMAIN_TDI": one row of the remainder's bits, 0xFF where the source has no
+// byte for it, else the next bytes of the source, the lowest source index of the run to index 0.
+int SplitRemainder(SVFPlusData& data, unsigned remainder, const KvByteBuffer* source, int from) {
   SVFDataField* rest = data.AddDataField();
   if (rest == nullptr) return kRowFailed;
   rest->SetFieldName("FuseArray_SPLIT_REMAIN_TDI");
   const unsigned rest_bytes = (remainder + 7) / 8;
   KvByteBuffer* row = rest->AddRow(remainder);
-  std::vector<std::uint8_t> fill(rest_bytes, 0xFF);
+  const std::vector<std::uint8_t> fill(rest_bytes, 0xFF);
   if (row == nullptr || row->AppendData(fill.data(), rest_bytes) == 0) return kRowFailed;
-  // The next bytes of the source, the lowest source index of the run to index 0.
+  if (source == nullptr) return 0;
   const int lowest = from - static_cast<int>(rest_bytes) + 1;
   for (unsigned k = 0; k < rest_bytes; ++k) {
     const int source_index = lowest + static_cast<int>(k);
     if (source_index >= 0) row->WriteData(static_cast<int>(k), source->ReadData(source_index));
   }
   return 0;
+}
+
+// The split copies of row 1 of "FuseArray_TDI": 2000-bit rows when the row holds at least one
+// whole chunk, and the remainder whenever there is one, however short the row.
+int Split(SVFPlusData& data, unsigned int row_bits) {
+  const unsigned quotient = row_bits / kSplitBits;
+  const unsigned remainder = row_bits % kSplitBits;
+  const SVFDataField* array = data.GetDataField("FuseArray_TDI");
+  const KvByteBuffer* source =
+      array != nullptr && array->GetRowCount() == 1 ? array->GetRow(1) : nullptr;
+  int from = source != nullptr ? source->GetDataSize() - 1 : -1;
+  if (quotient >= 1) {
+    if (const int status = SplitChunks(data, quotient, source, from); status != 0) return status;
+  }
+  return remainder >= 1 ? SplitRemainder(data, remainder, source, from) : 0;
 }
 
 int AddRowOf(SVFPlusData& data, const char* name, unsigned bits, const std::uint8_t* bytes,

@@ -246,4 +246,38 @@ TEST(BitstreamReader, RowsSplitsAndStatuses) {
   EXPECT_EQ(RBT2SVFPlus(name.data(), &device, 0, nullptr, "", "", "", false), -6);
 }
 
+TEST(BitstreamReader, ShortRowsSplitIntoTheirRemainderAndCommentsAnywhereInAsciiData) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  device.SetAddressLength(1);
+  device.SetPhysicalUESLength(0);
+  const std::string path = dir.Write("short.bit", "\xFF\xFF" + std::string(123, '\x5A'));
+  const struct {
+    unsigned fuses;
+    int split_rows;  // 0: no "FuseArray_SPLIT_TDI"
+    std::size_t remainder_bytes;
+  } cases[] = {{1000, 0, 125}, {1999, 0, 250}, {2000, 2, 0}, {3000, 2, 125}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fuses);
+    device.SetFuseNumber(c.fuses);
+    SVFPlusData data;
+    ASSERT_EQ(ReadBit(path, device, data, true), 0);
+    const SVFDataField* split = data.GetDataField("FuseArray_SPLIT_TDI");
+    EXPECT_EQ(split == nullptr ? 0 : split->GetRowCount(), c.split_rows);
+    const Bytes rest = RowBytes(data, "FuseArray_SPLIT_REMAIN_TDI");
+    ASSERT_EQ(rest.size(), c.remainder_bytes);
+    if (c.split_rows == 0 && !rest.empty()) {
+      const Bytes row = RowBytes(data, "FuseArray_TDI");
+      EXPECT_EQ(rest, Bytes(row.end() - static_cast<long>(rest.size()), row.end()));
+    }
+  }
+
+  // A "//" line is a comment wherever it stands, among the data lines too.
+  SVFPlusData ascii;
+  device.SetFuseNumber(16);
+  ASSERT_EQ(ReadRbt(dir.Write("c.rbt", "10101111\n//0000\n  // 1111\n11110000\n"), device, ascii),
+            0);
+  EXPECT_EQ(FileFromRows(ascii.GetDataField("FuseArray_TDI")), (Bytes{0xAF, 0xF0}));
+}
+
 }  // namespace
