@@ -29,6 +29,13 @@ void Framed(std::FILE* out, const char* format, const char* name) {
   std::fprintf(out, "\n");
 }
 
+// The model logs into the listing through a stream of its own: the listing goes on after what
+// the log wrote, never over it.
+void FollowLog(std::FILE* out) {
+  std::fflush(out);
+  std::fseek(out, 0, SEEK_END);
+}
+
 // Builds the model that the extension selects, logging into the listing itself.
 int ListingModel(XFPBitstreamModel& model, DeviceInfo& device, const char* input,
                  const char* output, const std::string& extension, bool ascii) {
@@ -153,7 +160,9 @@ int FrameListing(const char* input, DeviceInfo* device, const char* output, bool
   }
   std::fflush(out.get());
   XFPBitstreamModel model;
-  if (ListingModel(model, *device, input, output, extension, ascii) < 0) {
+  const int built = ListingModel(model, *device, input, output, extension, ascii);
+  FollowLog(out.get());
+  if (built < 0) {
     Framed(out.get(), "Error Reading file %s.", input);
     return -2;
   }
@@ -213,13 +222,18 @@ int fnEBRFileDisplay(char* fileName, DeviceInfo* device, const char* outFile, co
     return -2;
   }
   XFPBitstreamModel model, mask;
-  KvLog log;
-  log.Open(outFile, "a");
   const bool has_mask = maskFile != nullptr && maskFile[0] != '\0';
-  if (XFPObjectFactory::CreateConfigBitstreamModel(model, *device, log, fileName, nullptr,
-                                                   nullptr) < 0 ||
-      (has_mask && XFPObjectFactory::CreateReadBackMaskBitstreamModel(mask, *device, log, maskFile,
-                                                                      nullptr, nullptr) < 0)) {
+  bool built;
+  {
+    KvLog log;
+    log.Open(outFile, "a");
+    built = XFPObjectFactory::CreateConfigBitstreamModel(model, *device, log, fileName, nullptr,
+                                                         nullptr) >= 0 &&
+            (!has_mask || XFPObjectFactory::CreateReadBackMaskBitstreamModel(
+                              mask, *device, log, maskFile, nullptr, nullptr) >= 0);
+  }
+  fusekit::bitstream::FollowLog(out.get());
+  if (!built) {
     fusekit::bitstream::Framed(out.get(), "Error Reading file %s.", fileName);
     return -2;
   }

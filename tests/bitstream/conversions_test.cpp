@@ -1,4 +1,5 @@
 // Bitstream properties, listings, BIT2ISC/RBT2ISC and CBitstreamToISC.
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -136,6 +137,31 @@ TEST(BitstreamListings, DumpAndFrames) {
                                  "A");
   EXPECT_EQ(fnBITFileDisplay(broken.data(), &device, out.c_str(), nullptr), -2);
   EXPECT_NE(ReadFile(out).find("Error Reading file " + broken + "."), std::string::npos);
+  // The model's own message lands in the listing intact, and the failure line follows it.
+  std::string junk_bit = dir.Write("junk.bit", "junk");
+  std::string junk_rbt = dir.Write("junk.rbt", "junk\n");
+  const struct {
+    const char* what;
+    std::function<int()> list;
+    std::string input;
+  } failing[] = {
+      {"bit", [&] { return fnBITFileDisplay(junk_bit.data(), &device, out.c_str(), nullptr); },
+       junk_bit},
+      {"rbt", [&] { return fnRBTFileDisplay(junk_rbt.data(), &device, out.c_str(), nullptr); },
+       junk_rbt},
+      {"ebr",
+       [&] { return fnEBRFileDisplay(junk_bit.data(), &device, out.c_str(), nullptr, nullptr); },
+       junk_bit},
+  };
+  for (const auto& f : failing) {
+    SCOPED_TRACE(f.what);
+    EXPECT_EQ(f.list(), -2);
+    const std::string listing = ReadFile(out);
+    const std::string closing = "\nError Reading file " + f.input + ".\n";
+    ASSERT_GE(listing.size(), closing.size());
+    EXPECT_EQ(listing.substr(listing.size() - closing.size()), closing);
+    EXPECT_EQ(listing.rfind("Bitstream " + f.input + ": ", 0), 0u) << listing;
+  }
   EXPECT_EQ(fnBITFileDisplay(bit.data(), nullptr, out.c_str(), nullptr), 0);
   EXPECT_EQ(ReadFile(out), "");
 
