@@ -10,6 +10,7 @@
 
 #include "fusekit/bitstream_model.h"
 #include "fusekit/image.h"
+#include "fusekit/status.h"
 #include "image/image_support.h"
 
 namespace fusekit::image {
@@ -35,7 +36,7 @@ int SVFPlus2MCS(const char* fileName, DeviceInfo* device, SVFPlusData* data, con
                 const char*, const char*, unsigned int startAddress) {
   if (fileName == nullptr || device == nullptr || data == nullptr) return -6;
   const SVFDataField* array = data->GetDataField("FuseArray_TDI");
-  if (array == nullptr) return fusekit::image::kRowFailed;
+  if (array == nullptr) return fusekit::kStatusNoFuseArray;
   return fusekit::image::Guarded(
       [&] { return fusekit::image::WriteMcs(fileName, *array, startAddress); });
 }

@@ -14,7 +14,6 @@ namespace {
 
 constexpr int kNoRow = -3;
 constexpr int kBadCrcText = -7;
-constexpr int kNullDevice = -100;
 
 using BitstreamReader = int (*)(char*, DeviceInfo*, int, SVFPlusData*, const char*, const char*,
                                 const char*, bool);
@@ -65,7 +64,6 @@ int UsercodeFromCrc(SVFPlusData& data, const DeviceInfo& device) {
 int Convert(BitstreamReader read, char* source, DeviceInfo* device, int jedec_mode,
             const char* option1, const char* work_dir, const char* option3, char* entity,
             char* out_file, int usercode_from_crc, const char* creator) {
-  if (device == nullptr) return kNullDevice;
   try {
     auto data = std::make_unique<SVFPlusData>();
     const int status =

@@ -217,8 +217,11 @@ TEST(BitstreamToIsc, DirectConversionsWithTheUsercodeFromTheCrc) {
   std::string out2 = dir.Path("b.isc");
   EXPECT_GE(RBT2ISC(rbt.data(), &device, 1, "", "", empty, "", entity.data(), out2.data(), 0, "me"),
             0);
+  // A null device: the reader's own status, passed through.
   EXPECT_EQ(BIT2ISC(bit.data(), nullptr, 1, "", "", empty, "", entity.data(), out.data(), 0, "me"),
-            -100);
+            -6);
+  EXPECT_EQ(RBT2ISC(rbt.data(), nullptr, 1, "", "", empty, "", entity.data(), out.data(), 0, "me"),
+            -6);
   std::string missing = dir.Path("none.bit");
   EXPECT_EQ(
       BIT2ISC(missing.data(), &device, 1, "", "", empty, "", entity.data(), out.data(), 0, "me"),
