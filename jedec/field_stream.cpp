@@ -44,8 +44,9 @@ const std::uint8_t* FindFieldEndOrInvalid(const std::uint8_t* p, const std::uint
     const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(c, below_space), c);
     const __m128i from_tab = _mm_sub_epi8(c, tab);
     const __m128i blank = _mm_cmpeq_epi8(_mm_min_epu8(from_tab, blanks_span), from_tab);
+    // A byte of 0x80 and above is not printable either: its own high bit marks it.
     const __m128i special =
-        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(c, star), _mm_cmpeq_epi8(c, del)),
+        _mm_or_si128(_mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(c, star), _mm_cmpeq_epi8(c, del)), c),
                      _mm_andnot_si128(blank, control));
     const int mask = _mm_movemask_epi8(special);
     if (mask != 0) return p + __builtin_ctz(static_cast<unsigned>(mask));

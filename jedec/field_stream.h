@@ -10,12 +10,11 @@
 
 namespace fusekit::jedec {
 
-// Characters that may stand inside the field stream: printable ASCII and white space. Bytes
-// of 0x80 and above are taken as text too, since other tools write notes in UTF-8. Anything
-// else (control characters, ETX) ends the stream.
+// Characters that may stand inside the field stream: printable ASCII and white space. Anything
+// else ends the stream: control characters, ETX, and bytes of 0x80 and above, which are not
+// printable in the C locale (a note in UTF-8 ends the stream where its first such byte stands).
 constexpr bool IsValidChar(int c) {
-  return (c >= 0x20 && c != 0x7F) || c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' ||
-         c == '\f';
+  return (c >= 0x20 && c < 0x7F) || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }
 // ASCII upper case (the letters of the format); every other value unchanged, EOF included.
 constexpr int AsciiUpper(int c) {

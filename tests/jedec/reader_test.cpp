@@ -161,6 +161,11 @@ TEST(JedecReader, Statuses) {
       {"binary garbage after STX", std::string("\x02x*\x01\x7f\xfe", 7), -4},
       {"field cut by the end of file", valid.substr(0, valid.find("L00032") + 10), -4},
       {"lower-case letters", "\x02x*qf64*f0*l0 1*\x03", 0},
+      // Bytes of 0x80 and above are not printable: a note holding one ends the stream.
+      {"a note in UTF-8", with([](JedecBuilder& b) { b.notes = {"NOTE caf\xC3\xA9"}; }), -4},
+      {"a byte 0x80 long after the note's start",
+       with([](JedecBuilder& b) { b.notes = {"NOTE " + std::string(40, 'n') + "\x80"}; }), -4},
+      {"0x7E is printable", with([](JedecBuilder& b) { b.notes = {"NOTE ~"}; }), 0},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(ReadText(c.text, device).status, c.status) << c.what;

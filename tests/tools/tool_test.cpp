@@ -125,6 +125,15 @@ TEST(Tool, CheckJedecFiles) {
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(Contains(run.out, "fuse checksum (C field) does not match")) << run.out;
   EXPECT_EQ(RunTool("check " + dir.Write("junk.jed", "\x02\x01junk")).status, 3);
+  // A note in UTF-8 ends the fields: the message names the byte and where it stands.
+  const std::string utf8 = Replaced(sample, "\x02", "\x02NOTE caf\xC3\xA9*");
+  for (const char* command : {"check ", "check --device TV64 ", "info "}) {
+    run = RunTool(command + dir.Write("utf8.jed", utf8));
+    EXPECT_EQ(run.status, 3) << command;
+    EXPECT_TRUE(Contains(
+        run.out, "byte 0xC3 at offset " + std::to_string(utf8.find('\xC3')) + " ends the fields"))
+        << command << run.out;
+  }
   EXPECT_EQ(RunTool("check " + dir.Path("missing.jed")).status, 3);
 }
 

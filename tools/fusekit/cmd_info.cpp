@@ -7,6 +7,7 @@
 #include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/image_support.h"
+#include "tools/fusekit/jedec_support.h"
 
 namespace fusekit::cli {
 namespace {
@@ -50,7 +51,12 @@ int JedecInfo(const InputFile& input) {
   JEDECSummary s;
   const int status = GetJEDECSummary(path.c_str(), &s);
   if (status != kStatusOk) {
-    ComplainStatus(input.Label(), "cannot be read as a JEDEC file", status);
+    const std::string why = status == kStatusNoFuseData ? WhyFieldsEndEarly(path) : "";
+    if (!why.empty()) {
+      Complain(input.Label(), "cannot be read as a JEDEC file: " + why);
+    } else {
+      ComplainStatus(input.Label(), "cannot be read as a JEDEC file", status);
+    }
     return kExitInvalidInput;
   }
   std::printf("%s: JEDEC fuse map\n", input.Label().c_str());

@@ -56,7 +56,12 @@ int Check(const GlobalOptions& options, const CheckOptions& check) {
     Complain(input.Label(), "the fuse checksum (C field) does not match the fuses");
     exit_status = kExitDifferent;
   } else if (status != kStatusOk) {
-    ComplainStatus(input.Label(), "does not fit the device", status);
+    const std::string why = status == kStatusNoFuseData ? WhyFieldsEndEarly(path) : "";
+    if (!why.empty()) {
+      Complain(input.Label(), "cannot be read as a JEDEC file: " + why);
+    } else {
+      ComplainStatus(input.Label(), "does not fit the device", status);
+    }
     return kExitInvalidInput;
   } else {
     std::printf("  fuse checksum: %s\n",

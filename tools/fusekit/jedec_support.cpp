@@ -15,7 +15,12 @@ int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
   JEDECSummary summary;
   const int status = GetJEDECSummary(path.c_str(), &summary);
   if (status != kStatusOk) {
-    ComplainStatus(label, "cannot be read as a JEDEC file", status);
+    const std::string why = status == kStatusNoFuseData ? WhyFieldsEndEarly(path) : "";
+    if (!why.empty()) {
+      Complain(label, "cannot be read as a JEDEC file: " + why);
+    } else {
+      ComplainStatus(label, "cannot be read as a JEDEC file", status);
+    }
     return kExitInvalidInput;
   }
   const unsigned long fuses = summary.hasFuseCount ? summary.fuseCount : 0;
@@ -67,6 +72,24 @@ bool HoldsWhenConverted(const std::string& text, bool to_crlf) {
 }
 
 }  // namespace
+
+std::string WhyFieldsEndEarly(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::size_t stx = text.find('\x02');
+  if (stx == std::string::npos) return "";
+  for (std::size_t i = stx + 1; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (c == 0x03) return "";  // ETX reached: the stream ended as it should
+    const bool text_byte = (c >= 0x20 && c < 0x7F) || (c >= 0x09 && c <= 0x0D);
+    if (text_byte) continue;
+    char line[96];
+    std::snprintf(line, sizeof line, "byte 0x%.2X at offset %zu ends the fields before ETX%s", c, i,
+                  c >= 0x80 ? " (bytes of 0x80 and above are not JEDEC text)" : "");
+    return line;
+  }
+  return "";
+}
 
 std::string LineEndConversionThatFits(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

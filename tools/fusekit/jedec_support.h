@@ -14,6 +14,10 @@ namespace fusekit::cli {
 int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
                    const std::string& path, const std::string& label, DeviceInfo& device);
 
+// Why a JEDEC file's field stream ends before ETX, when a byte that is neither printable ASCII
+// nor white space ends it: "byte 0xC3 at offset 41 ends the fields before ETX"; else "".
+std::string WhyFieldsEndEarly(const std::string& path);
+
 // Whether the JEDEC transmission checksum of path would hold with its line ends converted:
 // "LF to CR LF", "CR LF to LF", or "" when neither helps.
 std::string LineEndConversionThatFits(const std::string& path);
