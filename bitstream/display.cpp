@@ -10,6 +10,7 @@
 #include "core/file_io.h"
 #include "fusekit/bitstream.h"
 #include "fusekit/family.h"
+#include "fusekit/status.h"
 
 namespace fusekit::bitstream {
 namespace {
@@ -174,7 +175,7 @@ int FrameListing(const char* input, DeviceInfo* device, const char* output, bool
   }
   std::fputc('\n', out.get());
   Frames(out.get(), model);
-  return 0;
+  return core::FinishWriting(out) ? 0 : kStatusWriteFailed;
 }
 
 }  // namespace
@@ -201,7 +202,7 @@ int fnBITFileDisplay(const char* fileName, const char* outFile) {
     }
   }
   std::fputc('\n', out.get());
-  return 0;
+  return fusekit::core::FinishWriting(out) ? 0 : fusekit::kStatusWriteFailed;
 }
 
 int fnBITFileDisplay(char* fileName, DeviceInfo* device, const char* outFile, const char*) {
@@ -267,5 +268,5 @@ int fnEBRFileDisplay(char* fileName, DeviceInfo* device, const char* outFile, co
         std::fputc('\n', out.get());
     }
   }
-  return 0;
+  return fusekit::core::FinishWriting(out) ? 0 : fusekit::kStatusWriteFailed;
 }

@@ -15,6 +15,13 @@ std::string PathInFolder(const char* folder, const char* name) {
   return path + name;
 }
 
+bool FinishWriting(UniqueFile& file) {
+  if (!file) return false;
+  std::FILE* f = file.release();
+  const bool written = std::fflush(f) == 0 && std::ferror(f) == 0;
+  return std::fclose(f) == 0 && written;
+}
+
 UniqueFile OpenFile(const char* fileName, const char* mode) {
   if (fileName == nullptr || fileName[0] == '\0') return UniqueFile();
   return UniqueFile(std::fopen(fileName, mode));

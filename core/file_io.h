@@ -22,6 +22,11 @@ struct FileCloser {
 };
 using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
 
+// Ends the writing of a file: flushes it, and closes it. False when any write to it failed since
+// it was opened (the stream's error flag, which every failed fwrite, fputs, fputc and fprintf
+// sets), or the flush or the close failed: the file on disk is then incomplete.
+bool FinishWriting(UniqueFile& file);
+
 // folder joined with name by the platform's separator; a null or empty folder is the current one.
 std::string PathInFolder(const char* folder, const char* name);
 

@@ -21,6 +21,8 @@ const char* StatusText(int status) {
       return "the file cannot be opened";
     case kStatusChecksumMismatch:
       return "the fuse checksum does not match";
+    case kStatusWriteFailed:
+      return "writing the output failed (disk full or an input/output error): it is incomplete";
     case kStatusFieldMissing:
       return "a required data field is absent, or the architecture field is too long";
     case kStatusInvalidDatabase:

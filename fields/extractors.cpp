@@ -148,7 +148,7 @@ int DumpFuseArray(const char* path, DeviceInfo& device, SVFPlusData& data) {
     }
   }
   std::fwrite(line.data(), 1, line.size(), file.get());
-  return kStatusOk;
+  return core::FinishWriting(file) ? kStatusOk : kStatusWriteFailed;
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "fusekit/bitstream.h"
 #include "fusekit/family.h"
 #include "fusekit/image.h"
+#include "fusekit/status.h"
 #include "image/hex_text.h"
 #include "image/image_support.h"
 #include "support/devicedb/call_scope.h"
@@ -130,8 +131,14 @@ int ReadHexText(const char* file_name, const char* work_dir,
                 const std::function<int(const char*)>& read) {
   if (!core::OpenFile(file_name, "rb")) return kCannotOpen;
   TemporaryBinary binary(work_dir);
-  if (!HexTextToBinary(file_name, binary.Path(), WhiteSpaceShift::kLeftFourRightOne))
-    return kCannotOpen;
+  switch (HexTextToBinary(file_name, binary.Path(), WhiteSpaceShift::kLeftFourRightOne)) {
+    case HexTextResult::kCannotOpen:
+      return kCannotOpen;
+    case HexTextResult::kWriteFailed:
+      return fusekit::kStatusWriteFailed;
+    case HexTextResult::kWritten:
+      break;
+  }
   return read(binary.Path().c_str());
 }
 

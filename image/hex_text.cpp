@@ -10,16 +10,14 @@ unsigned HexDigitOrZero(char c) {
   return util_HexAnsi2Hex(c);
 }
 
-bool HexTextToBinary(const char* text_name, const std::string& bin_name, WhiteSpaceShift shift) {
+HexTextResult HexTextToBinary(const char* text_name, const std::string& bin_name,
+                              WhiteSpaceShift shift) {
   core::UniqueFile in = core::OpenFile(text_name, "rb");
-  if (!in) return false;
+  if (!in) return HexTextResult::kCannotOpen;
   core::UniqueFile out = core::OpenFile(bin_name.c_str(), "wb");
-  if (!out) return false;
-  bool written = true;
-  DecodeHexPairs(in.get(), shift, [&](std::uint8_t byte) {
-    written = std::fputc(byte, out.get()) != EOF && written;
-  });
-  return written;
+  if (!out) return HexTextResult::kCannotOpen;
+  DecodeHexPairs(in.get(), shift, [&](std::uint8_t byte) { std::putc(byte, out.get()); });
+  return core::FinishWriting(out) ? HexTextResult::kWritten : HexTextResult::kWriteFailed;
 }
 
 }  // namespace fusekit::image

@@ -41,12 +41,16 @@ std::uint64_t DecodeHexPairs(std::FILE* text, WhiteSpaceShift shift, Sink&& sink
   return pairs;
 }
 
-// Converts the text file text_name to the binary file bin_name; false when either cannot be
-// opened or the output cannot be written.
-bool HexTextToBinary(const char* text_name, const std::string& bin_name, WhiteSpaceShift shift);
+// What HexTextToBinary did.
+enum class HexTextResult { kWritten, kCannotOpen, kWriteFailed };
+
+// Converts the text file text_name to the binary file bin_name.
+HexTextResult HexTextToBinary(const char* text_name, const std::string& bin_name,
+                              WhiteSpaceShift shift);
 
 // Converts the text file_name into "tmpBitstream.bit" in work_dir, reads that with read(path),
-// and removes it. -2 when the text or the temporary file cannot be opened, else what read gives.
+// and removes it. -2 when the text or the temporary file cannot be opened, -19 when the
+// temporary file cannot be written whole, else what read gives.
 int ReadHexText(const char* file_name, const char* work_dir,
                 const std::function<int(const char*)>& read);
 

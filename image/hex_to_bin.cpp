@@ -7,6 +7,7 @@
 
 #include "core/file_io.h"
 #include "fusekit/image.h"
+#include "fusekit/status.h"
 #include "fusekit/util.h"
 #include "image/hex_text.h"
 #include "image/line_reader.h"
@@ -141,6 +142,7 @@ int Convert(RecordFormat format, const char* in_name, unsigned int* start_addres
   std::uint64_t first = placement.lowest;
   if (!placement.any) {
     if (start_address != nullptr) *start_address = 0;
+    if (!core::FinishWriting(out)) return kStatusWriteFailed;
     return placement.error ? kFailed : 0;  // no data record: an empty file
   }
   if (start_address != nullptr) {
@@ -148,7 +150,8 @@ int Convert(RecordFormat format, const char* in_name, unsigned int* start_addres
     if (first != 0 && align != 0) first -= first % align;
     *start_address = static_cast<unsigned int>(first);
   }
-  if (!placement.image.WriteRange(out.get(), first, placement.highest)) return kFailed;
+  const bool written = placement.image.WriteRange(out.get(), first, placement.highest);
+  if (!core::FinishWriting(out) || !written) return kStatusWriteFailed;
   return placement.error ? kFailed : 0;
 }
 
@@ -176,10 +179,16 @@ int CheckValidIntelHexFile(char* fileName) {
 int HEX2BIN(char* hexFile, unsigned int* startAddress, char* binFile, int alignment) {
   if (CheckValidIntelHexFile(hexFile) != 0) {
     if (hexFile == nullptr || binFile == nullptr) return -1;
-    return fusekit::image::HexTextToBinary(hexFile, binFile,
-                                           fusekit::image::WhiteSpaceShift::kRightOne)
-               ? 0
-               : -1;
+    switch (fusekit::image::HexTextToBinary(hexFile, binFile,
+                                            fusekit::image::WhiteSpaceShift::kRightOne)) {
+      case fusekit::image::HexTextResult::kWritten:
+        return 0;
+      case fusekit::image::HexTextResult::kWriteFailed:
+        return fusekit::kStatusWriteFailed;
+      case fusekit::image::HexTextResult::kCannotOpen:
+        break;
+    }
+    return -1;
   }
   return ConvertGuarded(RecordFormat::kIntel, hexFile, startAddress, binFile, alignment);
 }

@@ -26,7 +26,14 @@ int WriteMcs(const char* file_name, const SVFDataField& array, unsigned int star
   std::unique_ptr<XFPGenerateFileObject> generator(
       XFPObjectFactory::CreateGenerateFileObject("Intel Hex"));
   if (!generator) return -2;
-  return generator->WriteImage(file_name, image.data(), image.size(), start) == kXFPOk ? 0 : -2;
+  switch (generator->WriteImage(file_name, image.data(), image.size(), start)) {
+    case kXFPOk:
+      return 0;
+    case kXFPWriteFailed:
+      return kStatusWriteFailed;
+    default:
+      return -2;
+  }
 }
 
 }  // namespace

@@ -289,6 +289,9 @@ int WriteIsc(SVFPlusData* data, const char* file_name, const WriterOptions& opti
   char digits[8];
   std::snprintf(digits, sizeof digits, "%.4X", checksum);
   out.PutUnchecked(digits);
+  // The worker has written everything (PutUnchecked waits for it): a short write anywhere shows
+  // in the stream's error flag.
+  if (!core::FinishWriting(file)) return kStatusWriteFailed;
   return checksum;
 }
 

@@ -653,10 +653,8 @@ void WriteClosing(Report& out, int result, const std::string& date) {
   }
 }
 
-int CompareFiles(const char* read_name, const char* ref_name, const char* report_name) {
-  core::UniqueFile report_file = core::OpenFile(report_name, "wb");
-  if (!report_file) return kStatusOpenFailed;
-  Report out(report_file.get());
+int CompareFiles(const char* read_name, const char* ref_name, const char* report_name,
+                 Report& out) {
   const std::string date = TimeText(std::time(nullptr));
   WriteHeader(out, read_name, ref_name, report_name, date);
 
@@ -687,6 +685,20 @@ int CompareFiles(const char* read_name, const char* ref_name, const char* report
   }
   if (result < 0) result = kAbandoned;
   WriteClosing(out, result, date);
+  return result;
+}
+
+// The comparison with its report written out whole: a report that could not be written in full
+// makes the result a write failure, whatever the comparison found.
+int CompareFiles(const char* read_name, const char* ref_name, const char* report_name) {
+  core::UniqueFile report_file = core::OpenFile(report_name, "wb");
+  if (!report_file) return kStatusOpenFailed;
+  int result;
+  {
+    Report out(report_file.get());
+    result = CompareFiles(read_name, ref_name, report_name, out);
+  }
+  if (!core::FinishWriting(report_file)) return kStatusWriteFailed;
   return result;
 }
 

@@ -82,7 +82,8 @@ int Rewrite(const char* source, const char* out_file, const char* usercode, char
   std::ofstream out(out_file, std::ios::binary | std::ios::trunc);
   if (!out) return kStatusCannotOpenFile;
   out.write(text.data(), static_cast<std::streamsize>(text.size()));
-  return out ? kStatusOk : kStatusCannotOpenFile;
+  out.close();  // flushes: a full disk shows here
+  return out ? kStatusOk : kStatusWriteFailed;
 }
 
 }  // namespace

@@ -62,19 +62,20 @@ FUSEKIT_API unsigned long GetISCFuseCountByFilename(const char* fileName);
 FUSEKIT_API void GetDeviceNameFromFile(KvCString& value, const char* fileName);
 
 // A hex dump of any file: offset, sixteen bytes and their characters a line. 0; -1 a file cannot
-// be opened.
+// be opened; -19 the listing could not be written whole.
 FUSEKIT_API int fnBITFileDisplay(const char* fileName, const char* outFile);
 // A listing of a binary bitstream (".bit"), read-back (".rbk") or mask (".msk"): the header
 // comment, then every frame with its components in hex. 0 (also for a null device, with an
 // empty listing); -1 a file cannot be opened; -2 another extension or an unreadable stream
-// (with a line saying so in the listing).
+// (with a line saying so in the listing); -19 the listing could not be written whole.
 FUSEKIT_API int fnBITFileDisplay(char* fileName, DeviceInfo* device, const char* outFile,
                                  const char* unused);
 // The same for the ASCII forms (".rbt", ".rbka", ".mska").
 FUSEKIT_API int fnRBTFileDisplay(char* fileName, DeviceInfo* device, const char* outFile,
                                  const char* unused);
 // The user flash data of a ".bit" stream: a head, then the "Data" of every "Data Frame", 18
-// bytes a line; with a mask stream, only the bits its frames mark with 1.
+// bytes a line; with a mask stream, only the bits its frames mark with 1. 0; -1 the output cannot
+// be opened; -2 not ".bit" or unreadable; -19 the listing could not be written whole.
 FUSEKIT_API int fnEBRFileDisplay(char* fileName, DeviceInfo* device, const char* outFile,
                                  const char* maskFile, const char* unused);
 

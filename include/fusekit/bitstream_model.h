@@ -29,6 +29,7 @@ enum XFPResult {
   kXFPNullArgument = -49,
   kXFPCannotWrite = -50,   // the generator cannot write its file
   kXFPUnknownFrame = -51,  // the generator meets a frame the command table does not name
+  kXFPWriteFailed = -52,   // the generator's file could not be written whole (disk full, I/O)
 };
 
 // What a model was parsed from.

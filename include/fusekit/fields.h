@@ -23,7 +23,8 @@ FUSEKIT_API int SVFPlus2DISPLAYUSERCODE(DeviceInfo* device, int jtag, SVFPlusDat
 
 // Writes "FuseArray_TDI" to path as "0"/"1" characters, column 0 first, a line feed after every
 // DataLength characters, FuseNumber characters a row. 0 (also without the field: the file is then
-// empty); -100 null data or device; -13 the file cannot be created.
+// empty); -100 null data or device; -13 the file cannot be created; -19 it could not be written
+// whole.
 FUSEKIT_API int SVFPlus2XXX(const char* path, DeviceInfo* device, SVFPlusData* data);
 
 #endif  // FUSEKIT_FIELDS_H

@@ -20,7 +20,8 @@ FUSEKIT_API int CheckValidIntelHexFile(char* fileName);
 // receives the lowest address, rounded down to a multiple of alignment when it is not 0, and the
 // file then begins there; alignment must not be 0 when startAddress is given. A file that does
 // not begin with ':' is read as raw hex digit pairs instead (no mirroring, startAddress left
-// alone). Result 0; -1 on failure or on any checksum mismatch (the file is still written then).
+// alone). Result 0; -1 on failure or on any checksum mismatch (the file is still written then);
+// -19 the output could not be written whole.
 FUSEKIT_API int HEX2BIN(char* hexFile, unsigned int* startAddress, char* binFile, int alignment);
 // Motorola S-records (S1, S2, S3 data) to a flat binary file, as HEX2BIN.
 FUSEKIT_API int MOT2BIN(char* motFile, unsigned int* startAddress, char* binFile, int alignment);
@@ -74,8 +75,8 @@ FUSEKIT_API int NVCM2SVFPlus(char* fileName, DeviceInfo* device, int unused, SVF
 // Writes "FuseArray_TDI" as an Intel hex (MCS) file: the rows one after the other from
 // startAddress, each row's bytes from its last index down to index 0, sixteen data bytes a
 // record, an extended linear address record at the start and at every 64 KiB boundary, and
-// the end-of-file record. 0; -2 the file cannot be written; -3 no "FuseArray_TDI"; -6 null
-// argument.
+// the end-of-file record. 0; -2 the file cannot be opened for writing; -19 it could not be
+// written whole; -1000 no "FuseArray_TDI"; -6 null argument.
 FUSEKIT_API int SVFPlus2MCS(const char* fileName, DeviceInfo* device, SVFPlusData* data,
                             const char* unused1, const char* unused2, const char* unused3,
                             unsigned int startAddress);

@@ -18,7 +18,8 @@
 // data CRC where the format has one), and the closing line, followed by the file's CRC-16 as four
 // hex digits. usercodeFromCRC puts the last array block's data CRC in the usercode blocks;
 // unprocessed writes every block as "unprocessed data". Result: the file's CRC-16 (0 to 0xFFFF);
-// -3 null data; -13 the file cannot be opened for writing.
+// -3 null data; -13 the file cannot be opened for writing; -19 a write failed (the file is
+// incomplete).
 FUSEKIT_API int SVFPlus2ISC(SVFPlusData* data, const char* prefixText, const char* fileName,
                             const char* entity, int usercodeFromCRC, int unprocessed,
                             const char* creator);

@@ -84,7 +84,7 @@ FUSEKIT_API int JEDEC2SVFPlus(char* fileName, DeviceInfo* device, int jtag, SVFP
 // readFile's fuse list with "+" (read 1, reference 0) and "-" (read 0, reference 1) marks, and
 // the error count. Result: the number of differing fuses; -1 a file cannot be opened; -4 a file
 // has no STX; -2 the comparison was abandoned (QF or first L address differ, an E field in one
-// file only, no fuse list, no ETX, a syntax error).
+// file only, no fuse list, no ETX, a syntax error); -19 the report could not be written whole.
 FUSEKIT_API int fnJEDFileCompare(const char* readFile, const char* referenceFile,
                                  const char* reportFile);
 
@@ -128,7 +128,8 @@ FUSEKIT_API int ReadUESInfo(char* path, DeviceInfo* device, int jtag, char* out)
 // recomputed unless the file gave "0000". oldUsercodeOut (may be null, 256 characters) receives
 // the old U field's text after its letter. Result 0; -1 the source cannot be read; -4 no STX or
 // ETX; -6 a null device, usercode or output name; -7 usercode holds a character that is not a
-// hex digit; -13 the output cannot be written; 8195 an unterminated U field.
+// hex digit; -13 the output cannot be opened; -19 it could not be written whole; 8195 an
+// unterminated U field.
 FUSEKIT_API int WriteUESInfo(const char* sourceFile, const char* outFile, DeviceInfo* device,
                              int jedecMode, const char* usercode, char* oldUsercodeOut);
 

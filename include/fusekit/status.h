@@ -27,6 +27,9 @@ constexpr int kStatusNullArgument = -6;
 constexpr int kStatusCannotOpenFile = -13;
 // JEDEC fuse checksum (C field) mismatch.
 constexpr int kStatusChecksumMismatch = -14;
+// Writing an output file failed (the disk is full, an input/output error): the file on disk is
+// incomplete and must not be used.
+constexpr int kStatusWriteFailed = -19;
 // JEDEC E field longer than the device's architecture length; elsewhere a required data field is
 // absent.
 constexpr int kStatusFieldMissing = -18;

@@ -49,8 +49,9 @@ int WriteBytes(const char* name, const std::vector<std::uint8_t>& bytes) {
   File file(name != nullptr ? std::fopen(name, "wb") : nullptr);
   if (!file) return kXFPCannotWrite;
   if (!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size())
-    return kXFPCannotWrite;
-  return std::fclose(file.release()) == 0 ? kXFPOk : kXFPCannotWrite;
+    return kXFPWriteFailed;
+  const bool flushed = std::fflush(file.get()) == 0;
+  return std::fclose(file.release()) == 0 && flushed ? kXFPOk : kXFPWriteFailed;
 }
 
 }  // namespace

@@ -83,7 +83,8 @@ class IntelHexFile : public XFPGenerateFileObject {
     IntelHexWriter writer(file, startAddress);
     for (unsigned long i = 0; i < size; ++i) writer.Put(bytes[i]);
     const bool ok = writer.Finish();
-    return std::fclose(file) == 0 && ok ? kXFPOk : kXFPCannotWrite;
+    const bool flushed = std::fflush(file) == 0;
+    return std::fclose(file) == 0 && flushed && ok ? kXFPOk : kXFPWriteFailed;
   }
 };
 

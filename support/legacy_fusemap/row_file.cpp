@@ -52,7 +52,8 @@ bool WriteRowFile(const std::string& path, const RowFile& rows) {
     if (it != rows.end()) write(it->first, it->second);
   }
   std::fputc('\n', file.get());
-  return std::ferror(file.get()) == 0;
+  const bool written = std::fflush(file.get()) == 0 && std::ferror(file.get()) == 0;
+  return std::fclose(file.release()) == 0 && written;
 }
 
 int WriteResultFile(const char* path, int result, const char* meaning) {
