@@ -2,6 +2,7 @@
 #include "tools/fusekit/bitstream_support.h"
 
 #include <cstdio>
+#include <fstream>
 #include <map>
 #include <vector>
 
@@ -102,64 +103,80 @@ int BitstreamInfo(const GlobalOptions& options, const std::string& path, const s
 }
 
 int ConvertBitstreamToIsc(const GlobalOptions& options, const std::string& input,
-                          const std::string& output, const std::string& device_name,
+                          OutputFile& output, const std::string& device_name,
                           const std::string& entity, const std::string& creator,
                           bool usercode_crc) {
   if (!Readable(input)) return kExitInvalidInput;
   DeviceInfo device;
   if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
     return status;
-  std::string source = input, out = output;
+  std::string source = input, out = output.Path();
   std::string entity_name = entity.empty() ? device.GetName() : entity;
   char empty[] = "";
   const auto convert = IsAsciiBitstreamName(input) ? &RBT2ISC : &BIT2ISC;
   const int result = convert(source.data(), &device, 1, "", ".", empty, "", entity_name.data(),
                              out.data(), usercode_crc ? 1 : 0, creator.c_str());
+  if (result == kStatusWriteFailed) {
+    ComplainStatus(output.Label(), "cannot be written", result);
+    return kExitInvalidInput;
+  }
   if (result < 0) {
     ComplainStatus(input, "cannot be converted for " + device_name, result);
     return kExitInvalidInput;
   }
-  std::printf("%s: written for %s, file checksum %.4X\n", output.c_str(), device.GetName(), result);
+  if (!output.Commit()) return kExitInvalidInput;
+  std::printf("%s: written for %s, file checksum %.4X\n", output.Label().c_str(), device.GetName(),
+              result);
   return kExitOk;
 }
 
-int ConvertBitstreamForm(const std::string& input, const std::string& output) {
+int ConvertBitstreamForm(const std::string& input, OutputFile& output) {
   if (!Readable(input)) return kExitInvalidInput;
-  const int result = XFPGenerateBitstream::ConvertForm(input.c_str(), output.c_str());
-  if (result < 0) {
-    ComplainStatus(input, "cannot be converted to " + output, result);
+  const int result = XFPGenerateBitstream::ConvertForm(input.c_str(), output.Path().c_str());
+  if (result == kXFPWriteFailed) {
+    ComplainStatus(output.Label(), "cannot be written", result);
     return kExitInvalidInput;
   }
-  std::printf("%s: written\n", output.c_str());
+  if (result < 0) {
+    ComplainStatus(input, "cannot be converted to " + output.Label(), result);
+    return kExitInvalidInput;
+  }
+  if (!output.Commit()) return kExitInvalidInput;
+  std::printf("%s: written\n", output.Label().c_str());
   return kExitOk;
 }
 
 int ConvertModelsToIsc(const GlobalOptions& options, const std::string& config,
-                       const std::string& readback, const std::string& mask,
-                       const std::string& output, const std::string& device_name,
-                       const std::string& entity, const std::string& creator) {
+                       const std::string& readback, const std::string& mask, OutputFile& output,
+                       const std::string& device_name, const std::string& entity,
+                       const std::string& creator) {
   for (const std::string* file : {&config, &readback, &mask}) {
     if (!file->empty() && !Readable(*file)) return kExitInvalidInput;
   }
   DeviceInfo device;
   if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
     return status;
-  const std::string log = output + ".log";
+  TemporaryFile log("", "log", ".log");
   CBitstreamToISC converter;
-  const int initialized = converter.Initialize(device, output.c_str(), log.c_str(), config.c_str(),
-                                               readback.c_str(), mask.c_str());
+  const int initialized = converter.Initialize(device, output.Path().c_str(), log.Path().c_str(),
+                                               config.c_str(), readback.c_str(), mask.c_str());
   if (initialized < 0) {
-    ComplainStatus(log, "the bitstreams cannot be read (see this log)", initialized);
+    ComplainStatus(config.empty() ? (readback.empty() ? mask : readback) : config,
+                   "cannot be read as a bitstream of " + device_name, initialized);
+    std::ifstream messages(log.Path());
+    for (std::string line; std::getline(messages, line);)
+      if (!line.empty()) std::fprintf(stderr, "  %s\n", line.c_str());
     return kExitInvalidInput;
   }
   const std::string entity_name = entity.empty() ? device.GetName() : entity;
   const int result = converter.Generate(entity_name.c_str(), creator.c_str(), false, nullptr);
-  std::remove(log.c_str());
   if (result < 0) {
-    ComplainStatus(output, "cannot be written", result);
+    ComplainStatus(output.Label(), "cannot be written", result);
     return kExitInvalidInput;
   }
-  std::printf("%s: written for %s, file checksum %.4X\n", output.c_str(), device.GetName(), result);
+  if (!output.Commit()) return kExitInvalidInput;
+  std::printf("%s: written for %s, file checksum %.4X\n", output.Label().c_str(), device.GetName(),
+              result);
   return kExitOk;
 }
 

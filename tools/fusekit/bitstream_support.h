@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
 
@@ -18,15 +19,15 @@ int BitstreamInfo(const GlobalOptions& options, const std::string& path, const s
                   const std::string& device_name);
 // convert IN.bit|IN.rbt OUT.isc --device NAME.
 int ConvertBitstreamToIsc(const GlobalOptions& options, const std::string& input,
-                          const std::string& output, const std::string& device_name,
+                          OutputFile& output, const std::string& device_name,
                           const std::string& entity, const std::string& creator, bool usercode_crc);
 // convert IN.bit OUT.rbt and IN.rbt OUT.bit.
-int ConvertBitstreamForm(const std::string& input, const std::string& output);
+int ConvertBitstreamForm(const std::string& input, OutputFile& output);
 // convert --config C --readback R --mask M OUT.isc --device NAME.
 int ConvertModelsToIsc(const GlobalOptions& options, const std::string& config,
-                       const std::string& readback, const std::string& mask,
-                       const std::string& output, const std::string& device_name,
-                       const std::string& entity, const std::string& creator);
+                       const std::string& readback, const std::string& mask, OutputFile& output,
+                       const std::string& device_name, const std::string& entity,
+                       const std::string& creator);
 
 }  // namespace fusekit::cli
 

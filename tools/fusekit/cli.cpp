@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <iostream>
 
-#include <unistd.h>
-
 namespace fusekit::cli {
 
 void Complain(const std::string& file, const std::string& what) {
@@ -48,20 +46,13 @@ int DeviceByName(const GlobalOptions& options, const std::string& name, DeviceIn
 InputFile::InputFile(std::string argument) : path_(std::move(argument)), label_(path_) {
   if (path_ != "-") return;
   label_ = "standard input";
-  char name[] = "/tmp/fusekit-stdin-XXXXXX";
-  const int fd = mkstemp(name);
-  if (fd < 0) {
-    ready_ = false;
-    return;
-  }
-  path_ = name;
-  temporary_ = true;
-  std::FILE* out = fdopen(fd, "wb");
+  temporary_ = std::make_unique<TemporaryFile>("", "stdin", "");
+  std::FILE* out = temporary_->Ready() ? std::fopen(temporary_->Path().c_str(), "wb") : nullptr;
   if (out == nullptr) {
-    close(fd);
     ready_ = false;
     return;
   }
+  path_ = temporary_->Path();
   char buffer[65536];
   std::size_t got;
   while ((got = std::fread(buffer, 1, sizeof buffer, stdin)) > 0) {
@@ -71,8 +62,6 @@ InputFile::InputFile(std::string argument) : path_(std::move(argument)), label_(
   if (std::fclose(out) != 0) ready_ = false;
 }
 
-InputFile::~InputFile() {
-  if (temporary_) std::remove(path_.c_str());
-}
+InputFile::~InputFile() = default;
 
 }  // namespace fusekit::cli

@@ -2,11 +2,13 @@
 #ifndef FUSEKIT_TOOLS_CLI_H
 #define FUSEKIT_TOOLS_CLI_H
 
+#include <memory>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
 #include "fusekit/fusekit.h"
+#include "tools/fusekit/temp_files.h"
 
 namespace fusekit::cli {
 
@@ -37,7 +39,7 @@ bool LoadDatabase(const GlobalOptions& options, DeviceDatabase& database);
 int DeviceByName(const GlobalOptions& options, const std::string& name, DeviceInfo& device);
 
 // Makes a file name the library can open for a command argument; "-" copies standard input to
-// a temporary file, removed when the object goes.
+// a temporary file under TMPDIR, removed when the object goes.
 class InputFile {
  public:
   explicit InputFile(std::string argument);
@@ -53,7 +55,7 @@ class InputFile {
  private:
   std::string path_;
   std::string label_;
-  bool temporary_ = false;
+  std::unique_ptr<TemporaryFile> temporary_;  // the copy of standard input
   bool ready_ = true;
 };
 

@@ -6,6 +6,7 @@
 #include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/image_support.h"
+#include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
 namespace {
@@ -23,7 +24,11 @@ struct ConvertOptions {
   std::string mask;
 };
 
-int Convert(const GlobalOptions& options, ConvertOptions convert) {
+// The route a conversion takes, decided from the names before anything is opened.
+enum class Route { kModels, kBitstreamForm, kRecords, kBitstreamToIsc, kImageToIsc, kJedecToIsc };
+
+// Checks the arguments and picks the route; kExitOk, or the exit status after a message.
+int ChooseRoute(ConvertOptions& convert, Route& route) {
   const bool models = !convert.config.empty() || !convert.readback.empty() || !convert.mask.empty();
   if (models && convert.output.empty()) std::swap(convert.input, convert.output);  // OUT alone
   if (convert.output.empty()) {
@@ -37,18 +42,33 @@ int Convert(const GlobalOptions& options, ConvertOptions convert) {
       Complain("", "--config/--readback/--mask take OUT.isc and --device, and no IN");
       return kExitUsage;
     }
-    return ConvertModelsToIsc(options, convert.config, convert.readback, convert.mask,
-                              convert.output, convert.device, convert.entity, convert.creator);
+    route = Route::kModels;
+    return kExitOk;
   }
   if (convert.input.empty()) {
     Complain("", "convert needs IN and OUT");
     return kExitUsage;
   }
-  if (IsBitstreamName(convert.input) && IsBitstreamName(convert.output))
-    return ConvertBitstreamForm(convert.input, convert.output);
-  if (out == ".bin")
-    return ConvertRecordsToBinary(convert.input, convert.output, convert.alignment);
-  if (out != ".isc") {
+  if (IsBitstreamName(convert.input) && IsBitstreamName(convert.output)) {
+    // The output's form is the one its name says: the other form of the input.
+    if (IsAsciiBitstreamName(convert.input) == IsAsciiBitstreamName(convert.output)) {
+      Complain(convert.output,
+               std::string("names the same form as ") + convert.input + " (" +
+                   (IsAsciiBitstreamName(convert.output) ? "ASCII" : "binary") +
+                   "): name the output .rbt for the ASCII form or .bit for the binary form");
+      return kExitUsage;
+    }
+    route = Route::kBitstreamForm;
+    return kExitOk;
+  }
+  // An output without an ending of its own (a device such as /dev/full, a pipe) takes the form
+  // the conversion has: an ISC data file for a device, else a flat binary of records.
+  const bool no_ending = out.empty();
+  if (out == ".bin" || (no_ending && convert.device.empty())) {
+    route = Route::kRecords;
+    return kExitOk;
+  }
+  if (out != ".isc" && !no_ending) {
     Complain(convert.output, "is neither an ISC data file (.isc) nor a binary image (.bin)");
     return kExitUsage;
   }
@@ -56,42 +76,75 @@ int Convert(const GlobalOptions& options, ConvertOptions convert) {
     Complain("", "converting to an ISC data file needs --device");
     return kExitUsage;
   }
-  if (IsBitstreamName(convert.input)) {
-    return ConvertBitstreamToIsc(options, convert.input, convert.output, convert.device,
-                                 convert.entity, convert.creator, convert.usercode_crc);
-  }
-  if (in == ".bin" || in == ".hex" || in == ".mcs") {
-    return ConvertImageToIsc(options, convert.input, convert.output, convert.device, convert.entity,
-                             convert.creator);
-  }
+  route = IsBitstreamName(convert.input)                   ? Route::kBitstreamToIsc
+          : (in == ".bin" || in == ".hex" || in == ".mcs") ? Route::kImageToIsc
+                                                           : Route::kJedecToIsc;
+  return kExitOk;
+}
+
+int ConvertJedecToIsc(const GlobalOptions& options, const ConvertOptions& convert,
+                      OutputFile& output) {
   if (!IsFileReadable(convert.input.c_str())) {
     Complain(convert.input, "cannot be opened for reading");
     return kExitInvalidInput;
   }
-  DeviceInfo record;
-  if (const int status = DeviceByName(options, convert.device, record); status != kExitOk)
+  DeviceInfo device;
+  if (const int status = DeviceByName(options, convert.device, device); status != kExitOk)
     return status;
-  DeviceInfo* device = &record;
   std::string source = convert.input;
-  std::string output = convert.output;
-  std::string entity = convert.entity.empty() ? device->GetName() : convert.entity;
-  std::string work_dir = ".";
+  std::string written = output.Path();
+  std::string entity = convert.entity.empty() ? device.GetName() : convert.entity;
+  const std::string work_dir = TemporaryFolder();
   char option[] = "";
   const int result =
-      JEDEC2ISC(source.data(), device, 1, "", work_dir.c_str(), option, "", entity.data(),
-                output.data(), convert.usercode_crc ? 1 : 0, convert.creator.c_str());
+      JEDEC2ISC(source.data(), &device, 1, "", work_dir.c_str(), option, "", entity.data(),
+                written.data(), convert.usercode_crc ? 1 : 0, convert.creator.c_str());
+  if (result == kStatusWriteFailed) {
+    ComplainStatus(output.Label(), "cannot be written", result);
+    return kExitInvalidInput;
+  }
   if (result < 0) {
     ComplainStatus(convert.input, "cannot be converted for " + convert.device, result);
     return kExitInvalidInput;
   }
   char data_crc[256] = "";
-  GetCRCData(output.c_str(), data_crc);
+  GetCRCData(written.c_str(), data_crc);  // read back from the temporary, a regular file
   std::string crc(data_crc);
   while (!crc.empty() && (crc.back() == '\n' || crc.back() == ' ')) crc.pop_back();
   while (!crc.empty() && crc.front() == ' ') crc.erase(crc.begin());
-  std::printf("%s: written for %s, file checksum %.4X, data CRC %s\n", convert.output.c_str(),
-              device->GetName(), result, crc.empty() ? "(none)" : crc.c_str());
+  if (!output.Commit()) return kExitInvalidInput;
+  std::printf("%s: written for %s, file checksum %.4X, data CRC %s\n", output.Label().c_str(),
+              device.GetName(), result, crc.empty() ? "(none)" : crc.c_str());
   return kExitOk;
+}
+
+int Convert(const GlobalOptions& options, ConvertOptions convert) {
+  Route route;
+  if (const int status = ChooseRoute(convert, route); status != kExitOk) return status;
+  if (OutputIsAnInput({convert.input, convert.config, convert.readback, convert.mask},
+                      convert.output)) {
+    return kExitUsage;
+  }
+  OutputFile output(convert.output);
+  if (!output.Ready()) return kExitInvalidInput;
+  switch (route) {
+    case Route::kModels:
+      return ConvertModelsToIsc(options, convert.config, convert.readback, convert.mask, output,
+                                convert.device, convert.entity, convert.creator);
+    case Route::kBitstreamForm:
+      return ConvertBitstreamForm(convert.input, output);
+    case Route::kRecords:
+      return ConvertRecordsToBinary(convert.input, output, convert.alignment);
+    case Route::kBitstreamToIsc:
+      return ConvertBitstreamToIsc(options, convert.input, output, convert.device, convert.entity,
+                                   convert.creator, convert.usercode_crc);
+    case Route::kImageToIsc:
+      return ConvertImageToIsc(options, convert.input, output, convert.device, convert.entity,
+                               convert.creator);
+    case Route::kJedecToIsc:
+      return ConvertJedecToIsc(options, convert, output);
+  }
+  return kExitUsage;
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 // fusekit dump: a listing of a file: the hex dump, or with --device the frames of a bitstream.
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
 #include <string>
 
 #include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
 namespace {
@@ -20,36 +18,39 @@ struct DumpOptions {
 };
 
 int Dump(const GlobalOptions& options, const DumpOptions& dump) {
+  if (OutputIsAnInput({dump.input, dump.mask}, dump.output)) return kExitUsage;
   InputFile input(dump.input);
   if (!input.Ready() || !IsFileReadable(input.Path().c_str())) {
     Complain(input.Label(), "cannot be opened for reading");
     return kExitInvalidInput;
   }
-  const bool to_stdout = dump.output.empty() || dump.output == "-";
-  const std::string listing =
-      to_stdout ? (std::filesystem::temp_directory_path() / "fusekit-dump.txt").string()
-                : dump.output;
-  int result;
-  if (dump.device.empty()) {
-    result = fnBITFileDisplay(input.Path().c_str(), listing.c_str());
-  } else {
-    DeviceInfo device;
+  DeviceInfo device;
+  if (!dump.device.empty()) {
     if (const int status = DeviceByName(options, dump.device, device); status != kExitOk)
       return status;
-    std::string name = dump.input;
+  }
+  OutputFile listing(dump.output);
+  if (!listing.Ready()) return kExitInvalidInput;
+  int result;
+  if (dump.device.empty()) {
+    result = fnBITFileDisplay(input.Path().c_str(), listing.Path().c_str());
+  } else {
+    std::string name = input.Path();
     if (dump.ebr) {
-      result = fnEBRFileDisplay(name.data(), &device, listing.c_str(), dump.mask.c_str(), nullptr);
+      result = fnEBRFileDisplay(name.data(), &device, listing.Path().c_str(), dump.mask.c_str(),
+                                nullptr);
     } else if (IsAsciiBitstreamName(dump.input)) {
-      result = fnRBTFileDisplay(name.data(), &device, listing.c_str(), nullptr);
+      result = fnRBTFileDisplay(name.data(), &device, listing.Path().c_str(), nullptr);
     } else {
-      result = fnBITFileDisplay(name.data(), &device, listing.c_str(), nullptr);
+      result = fnBITFileDisplay(name.data(), &device, listing.Path().c_str(), nullptr);
     }
   }
-  if (to_stdout) {
-    std::ifstream in(listing, std::ios::binary);
-    std::cout << in.rdbuf();
-    std::remove(listing.c_str());
+  if (result == kStatusWriteFailed) {
+    ComplainStatus(listing.Label(), "cannot be written", result);
+    return kExitInvalidInput;
   }
+  // A listing that failed still says why at its end: it goes out too.
+  if (!listing.Commit()) return kExitInvalidInput;
   if (result < 0) {
     ComplainStatus(input.Label(), "cannot be listed", result);
     return kExitInvalidInput;

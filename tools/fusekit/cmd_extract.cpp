@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
 namespace {
@@ -60,6 +61,7 @@ int Extract(const GlobalOptions& options, const ExtractOptions& extract) {
     Complain("", "say one of --id, --usercode, --control N or --fuses OUT.txt");
     return kExitUsage;
   }
+  if (OutputIsAnInput({extract.file}, extract.fuses)) return kExitUsage;
   if (!IsFileReadable(extract.file.c_str())) {
     Complain(extract.file, "cannot be opened for reading");
     return kExitInvalidInput;
@@ -81,12 +83,14 @@ int Extract(const GlobalOptions& options, const ExtractOptions& extract) {
     one_row.SaveDeviceBackupValue();
     if (const int status = ReadInto(extract.file, extract.file, one_row, data); status != kExitOk)
       return status;
-    const int status = SVFPlus2XXX(extract.fuses.c_str(), &device, &data);
+    OutputFile fuses(extract.fuses);
+    if (!fuses.Ready()) return kExitInvalidInput;
+    const int status = SVFPlus2XXX(fuses.Path().c_str(), &device, &data);
     if (status != 0) {
-      ComplainStatus(extract.fuses, "cannot be written", status);
+      ComplainStatus(fuses.Label(), "cannot be written", status);
       return kExitInvalidInput;
     }
-    return kExitOk;
+    return fuses.Commit() ? kExitOk : kExitInvalidInput;
   }
   if (const int status = ReadInto(extract.file, extract.file, device, data); status != kExitOk)
     return status;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/fusekit/jedec_support.h"
+#include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
 namespace {
@@ -94,25 +95,19 @@ struct CompareOptions {
 };
 
 int Compare(const CompareOptions& compare) {
-  const bool to_stdout = compare.report.empty() || compare.report == "-";
-  std::string report = compare.report;
-  if (to_stdout) {
-    char name[] = "/tmp/fusekit-report-XXXXXX";
-    const int fd = mkstemp(name);
-    if (fd < 0) {
-      Complain("", "cannot make a temporary report file");
-      return kExitInvalidInput;
-    }
-    close(fd);
-    report = name;
-  }
+  if (OutputIsAnInput({compare.read, compare.reference}, compare.report)) return kExitUsage;
+  OutputFile report(compare.report);
+  if (!report.Ready()) return kExitInvalidInput;
   const int result =
-      fnJEDFileCompare(compare.read.c_str(), compare.reference.c_str(), report.c_str());
-  if (to_stdout) {
-    std::ifstream in(report, std::ios::binary);
-    std::cout << in.rdbuf();
-    std::remove(report.c_str());
+      fnJEDFileCompare(compare.read.c_str(), compare.reference.c_str(), report.Path().c_str());
+  if (result == kStatusWriteFailed) {
+    ComplainStatus(report.Label(), "cannot be written", result);
+    return kExitInvalidInput;
   }
+  // The report names its own file: the one asked for, not the temporary it was written to.
+  const std::string written_name = "FILE NAME:   " + report.Path() + "\n";
+  const std::string asked_name = "FILE NAME:   " + report.Label() + "\n";
+  if (!report.Commit(written_name, asked_name)) return kExitInvalidInput;
   if (result < 0) {
     ComplainStatus(compare.read, "cannot be compared with " + compare.reference, result);
     return kExitInvalidInput;

@@ -11,28 +11,6 @@
 namespace fusekit::cli {
 namespace {
 
-// A scratch folder for the intermediate files of a conversion, removed with its contents.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "fusekit-image-XXXXXX").string();
-    if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  bool Ready() const { return !path_.empty(); }
-  std::string Path(const char* name) const { return path_ + "/" + name; }
-  std::string& Folder() { return path_; }
-
- private:
-  std::string path_;
-};
-
 int RecordsToBinary(char kind, std::string input, std::string output, unsigned int* start,
                     int alignment) {
   switch (kind) {
@@ -52,7 +30,7 @@ bool IsIscLayoutFamily(const DeviceInfo& device) {
 // Reads an image into data for the device: binary images directly, hex text as digit pairs,
 // Intel hex and MCS through HEX2BIN first (which mirrors each byte, as MCS2SVFPlus expects).
 int ReadImage(const std::string& input, DeviceInfo& device, SVFPlusData& data,
-              ScratchFolder& scratch) {
+              TemporaryFolderOf& scratch) {
   std::string name = input;
   char empty[] = "";
   const std::string extension = Extension(input);
@@ -99,7 +77,7 @@ char ImageKind(const std::string& path) {
   return 0;
 }
 
-int ConvertRecordsToBinary(const std::string& input, const std::string& output, int alignment) {
+int ConvertRecordsToBinary(const std::string& input, OutputFile& output, int alignment) {
   const char kind = ImageKind(input);
   if (kind == 0 || kind == 'b') {
     Complain(input, "is not a record file (.hex, .mcs, .mot, .s19, .s28, .s37, .srec, .xtek)");
@@ -114,14 +92,18 @@ int ConvertRecordsToBinary(const std::string& input, const std::string& output, 
     return kExitInvalidInput;
   }
   unsigned int start = 0;
-  const int result = RecordsToBinary(kind, input, output, &start, alignment);
-  std::error_code error;
-  const auto size = std::filesystem::file_size(output, error);
-  if (error) {
-    Complain(output, "could not be written");
+  const int result = RecordsToBinary(kind, input, output.Path(), &start, alignment);
+  if (result == kStatusWriteFailed) {
+    ComplainStatus(output.Label(), "cannot be written", result);
     return kExitInvalidInput;
   }
-  std::printf("%s: start address 0x%08X, %llu bytes\n", output.c_str(), start,
+  std::error_code error;
+  const auto size = std::filesystem::file_size(output.Path(), error);
+  if (error || !output.Commit()) {
+    if (error) Complain(output.Label(), "could not be written");
+    return kExitInvalidInput;
+  }
+  std::printf("%s: start address 0x%08X, %llu bytes\n", output.Label().c_str(), start,
               static_cast<unsigned long long>(size));
   if (result != 0) {
     Complain(input,
@@ -132,9 +114,9 @@ int ConvertRecordsToBinary(const std::string& input, const std::string& output, 
   return kExitOk;
 }
 
-int ConvertImageToIsc(const GlobalOptions& options, const std::string& input,
-                      const std::string& output, const std::string& device_name,
-                      const std::string& entity, const std::string& creator) {
+int ConvertImageToIsc(const GlobalOptions& options, const std::string& input, OutputFile& output,
+                      const std::string& device_name, const std::string& entity,
+                      const std::string& creator) {
   if (!IsFileReadable(input.c_str())) {
     Complain(input, "cannot be opened for reading");
     return kExitInvalidInput;
@@ -142,7 +124,7 @@ int ConvertImageToIsc(const GlobalOptions& options, const std::string& input,
   DeviceInfo device;
   if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
     return status;
-  ScratchFolder scratch;
+  TemporaryFolderOf scratch({"image.bin", "tmpBitstream.bit"});
   if (!scratch.Ready()) {
     Complain("", "cannot make a scratch folder");
     return kExitInvalidInput;
@@ -154,18 +136,19 @@ int ConvertImageToIsc(const GlobalOptions& options, const std::string& input,
     return kExitInvalidInput;
   }
   const std::string entity_name = entity.empty() ? device.GetName() : entity;
-  const int checksum =
-      SVFPlus2ISC(&data, nullptr, output.c_str(), entity_name.c_str(), 0, 0, creator.c_str());
+  const int checksum = SVFPlus2ISC(&data, nullptr, output.Path().c_str(), entity_name.c_str(), 0, 0,
+                                   creator.c_str());
   if (checksum < 0) {
-    ComplainStatus(output, "cannot be written", checksum);
+    ComplainStatus(output.Label(), "cannot be written", checksum);
     return kExitInvalidInput;
   }
+  if (!output.Commit()) return kExitInvalidInput;
   char data_crc[16] = "(none)";
   if (SVFDataField* array = data.GetDataField("FuseArray_TDI")) {
     array->ResetRowPointer();
     GetDataCRC(nullptr, array, nullptr, nullptr, true, data_crc);
   }
-  std::printf("%s: written for %s, file checksum %.4X, data CRC %s\n", output.c_str(),
+  std::printf("%s: written for %s, file checksum %.4X, data CRC %s\n", output.Label().c_str(),
               device.GetName(), checksum, data_crc);
   return kExitOk;
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
 
@@ -18,12 +19,12 @@ std::string Extension(const std::string& path);
 
 // convert IN.(hex|mot|s19|srec|xtek|...) OUT.bin [--align N]: prints the start address and
 // size.
-int ConvertRecordsToBinary(const std::string& input, const std::string& output, int alignment);
+int ConvertRecordsToBinary(const std::string& input, OutputFile& output, int alignment);
 
 // convert IN.(bin|hex|mcs) OUT.isc --device NAME, through the image readers.
-int ConvertImageToIsc(const GlobalOptions& options, const std::string& input,
-                      const std::string& output, const std::string& device_name,
-                      const std::string& entity, const std::string& creator);
+int ConvertImageToIsc(const GlobalOptions& options, const std::string& input, OutputFile& output,
+                      const std::string& device_name, const std::string& entity,
+                      const std::string& creator);
 
 // info IMAGE.
 int ImageInfo(const std::string& path, const std::string& label);

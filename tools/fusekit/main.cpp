@@ -2,9 +2,11 @@
 #include <iostream>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/output_file.h"
 
 int main(int argc, char** argv) {
   using namespace fusekit::cli;
+  InstallTemporaryFileCleanup();
   CLI::App app{"fusekit: read, convert, check and compare programming files of programmable logic"};
   app.set_version_flag("--version", std::string("fusekit ") + fusekit::LibraryVersion());
   app.require_subcommand(1);
@@ -36,5 +38,8 @@ int main(int argc, char** argv) {
     app.exit(e);
     return kExitUsage;
   }
+  // What a command printed must have reached standard output (a full disk, a closed pipe).
+  if ((exit_status == kExitOk || exit_status == kExitDifferent) && !StandardOutputWritten())
+    return kExitInvalidInput;
   return exit_status;
 }
