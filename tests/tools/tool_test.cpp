@@ -1,8 +1,11 @@
 // The fusekit tool end to end: outputs and exit statuses.
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -303,6 +306,118 @@ TEST(Tool, Bitstreams) {
   EXPECT_TRUE(Contains(fusekit::testing::ReadFile(dir.Path("l.txt")),
                        "// Usercode Frame\n 000000  DEADBEEF \n"));
   EXPECT_EQ(RunTool("dump " + dir.Path("none.bit")).status, 3);
+}
+
+// The user's files are never destroyed: an output that is an input is refused before anything
+// is opened for writing, and a conversion that fails leaves an existing output as it was.
+TEST(Tool, OutputsNeverDestroyInputsOrOlderFiles) {
+  fusekit::testing::TempDir dir;
+  const std::string jed = dir.Write("a.jed", fusekit::testing::ReadFile(kSample));
+  const std::string bit = dir.Write(
+      "s.bit",
+      fusekit::testing::ReadFile(std::string(FUSEKIT_SOURCE_DIR) + "/data/samples/tv64.bit"));
+  const std::string hex = dir.Write("x.hex", ":0400000001020304F2\n:00000001FF\n");
+  const std::string link = dir.Path("link.bin");
+  const std::string hard = dir.Path("hard.jed");
+  ASSERT_EQ(symlink(hex.c_str(), link.c_str()), 0);
+  ASSERT_EQ(::link(jed.c_str(), hard.c_str()), 0);
+  const std::string commands[] = {
+      "compare " + jed + " " + kSample + " -o " + jed,
+      "compare " + jed + " " + kSample + " -o " + hard,
+      "dump " + jed + " -o " + jed,
+      "extract " + jed + " --device TV64 --fuses " + jed,
+      "convert " + hex + " " + link,
+      "convert " + bit + " " + bit,
+  };
+  for (const std::string& command : commands) {
+    const ToolRun run = RunTool(command);
+    EXPECT_EQ(run.status, 2) << command << "\n" << run.out;
+    EXPECT_TRUE(Contains(run.out, "refusing to overwrite it") ||
+                Contains(run.out, "names the same form"))
+        << run.out;
+  }
+  EXPECT_EQ(fusekit::testing::ReadFile(jed), fusekit::testing::ReadFile(kSample));
+  EXPECT_EQ(fusekit::testing::ReadFile(hex), ":0400000001020304F2\n:00000001FF\n");
+  // A binary stream converted under another binary name would be the ASCII form misnamed.
+  EXPECT_EQ(RunTool("convert " + bit + " " + dir.Path("b.bit")).status, 2);
+
+  // A conversion that fails leaves the older output whole.
+  const std::string old_isc = dir.Write("old.isc", "an older file\n");
+  const ToolRun failed =
+      RunTool("convert " + dir.Write("junk.jed", "\x02junk") + " " + old_isc + " --device TV64");
+  EXPECT_EQ(failed.status, 3) << failed.out;
+  EXPECT_EQ(fusekit::testing::ReadFile(old_isc), "an older file\n");
+  // A successful one replaces it, and the report names the file asked for.
+  EXPECT_EQ(RunTool("convert " + jed + " " + old_isc + " --device TV64").status, 0);
+  EXPECT_TRUE(Contains(fusekit::testing::ReadFile(old_isc), "IEEE_1532_Data ("));
+  EXPECT_EQ(RunTool("compare " + jed + " " + kSample + " -o " + dir.Path("r.txt")).status, 0);
+  EXPECT_TRUE(Contains(fusekit::testing::ReadFile(dir.Path("r.txt")),
+                       "\nFILE NAME:   " + dir.Path("r.txt") + "\n"));
+  // Nothing is left beside the outputs.
+  for (const auto& entry : std::filesystem::directory_iterator(dir.Path("")))
+    EXPECT_EQ(entry.path().filename().string().rfind(".fusekit", 0), std::string::npos)
+        << entry.path();
+}
+
+// A write that fails is never a success: outputs on a full device, and standard output on one.
+TEST(Tool, FailedWritesExitThreeNamingTheOutput) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full on this system";
+  fusekit::testing::TempDir dir;
+  const std::string bit = std::string(FUSEKIT_SOURCE_DIR) + "/data/samples/tv64.bit";
+  const std::string hex = dir.Write("x.hex", ":0400000001020304F2\n:00000001FF\n");
+  const std::string commands[] = {
+      "convert " + kSample + " /dev/full --device TV64",
+      "convert " + bit + " /dev/full --device TV64",
+      "convert " + hex + " /dev/full",
+      "compare " + kSample + " " + kSample + " -o /dev/full",
+      "dump " + bit + " -o /dev/full",
+      "extract " + kSample + " --device TV64 --fuses /dev/full",
+  };
+  for (const std::string& command : commands) {
+    const ToolRun run = RunTool(command);
+    EXPECT_EQ(run.status, 3) << command << "\n" << run.out;
+    EXPECT_TRUE(Contains(run.out, "/dev/full: cannot be written")) << command << "\n" << run.out;
+    EXPECT_FALSE(Contains(run.out, "written for")) << run.out;
+  }
+  for (const std::string& command : {"dump " + bit, "info " + kSample, "check " + kSample,
+                                     "compare " + kSample + " " + kSample}) {
+    // The group's standard error reaches the test; its standard output goes to the full device.
+    const ToolRun run = RunTool("--version >/dev/null; { " + std::string(FUSEKIT_TOOL_PATH) + " " +
+                                command + " >/dev/full; }");
+    EXPECT_EQ(run.status, 3) << command << "\n" << run.out;
+    EXPECT_TRUE(Contains(run.out, "standard output: cannot be written")) << run.out;
+  }
+}
+
+// Temporary files go under TMPDIR, never through a fixed name, and go away however the tool
+// ends: a link planted where a fixed name would be is not followed, and a closed pipe leaves
+// nothing behind.
+TEST(Tool, TemporaryFilesStayUnderTmpdirAndGoAway) {
+  fusekit::testing::TempDir dir;
+  const std::string tmp = dir.Path("tmp");
+  std::filesystem::create_directory(tmp);
+  const std::string victim = dir.Write("victim.txt", "keep me\n");
+  ASSERT_EQ(symlink(victim.c_str(), (tmp + "/fusekit-dump.txt").c_str()), 0);
+  const std::string big = dir.Write("big.bin", std::string(1 << 20, 'x'));
+  const std::string tool = "TMPDIR=" + tmp + " " + FUSEKIT_TOOL_PATH;
+  // Each run is a shell group whose standard error reaches the test.
+  const auto run_in_tmp = [&](const std::string& pipeline) {
+    return RunTool("--version >/dev/null; { " + pipeline + "; }");
+  };
+  // A dump to standard output whose reader goes away after 100 bytes, twice at once.
+  run_in_tmp(tool + " dump " + big + " | head -c 100 >/dev/null & " + tool + " dump " + big +
+             " | head -c 100 >/dev/null; wait");
+  EXPECT_EQ(fusekit::testing::ReadFile(victim), "keep me\n");
+  ToolRun run = run_in_tmp("cat " + kSample + " | " + tool + " info -");
+  EXPECT_TRUE(Contains(run.out, "JEDEC fuse map")) << run.out;
+  run = run_in_tmp(tool + " compare " + kSample + " " + kSample + " >/dev/null");
+  EXPECT_EQ(run.status, 0) << run.out;
+  run = run_in_tmp(tool + " convert " + kSample + " " + dir.Path("t.isc") + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  std::vector<std::string> left;
+  for (const auto& entry : std::filesystem::directory_iterator(tmp))
+    left.push_back(entry.path().filename().string());
+  EXPECT_EQ(left, std::vector<std::string>{"fusekit-dump.txt"}) << "only the planted link stays";
 }
 
 }  // namespace

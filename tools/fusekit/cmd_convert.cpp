@@ -94,7 +94,14 @@ int ConvertJedecToIsc(const GlobalOptions& options, const ConvertOptions& conver
   std::string source = convert.input;
   std::string written = output.Path();
   std::string entity = convert.entity.empty() ? device.GetName() : convert.entity;
-  const std::string work_dir = TemporaryFolder();
+  // The work folder of the conversion (a copy of the file with its usercode rewritten, for the
+  // devices that need one) goes away with it.
+  TemporaryFolderOf work({"CRCTemp.jed"});
+  if (!work.Ready()) {
+    Complain("", "cannot make a work folder in " + TemporaryFolder());
+    return kExitInvalidInput;
+  }
+  const std::string work_dir = work.Folder();
   char option[] = "";
   const int result =
       JEDEC2ISC(source.data(), &device, 1, "", work_dir.c_str(), option, "", entity.data(),
