@@ -420,4 +420,117 @@ TEST(Tool, TemporaryFilesStayUnderTmpdirAndGoAway) {
   EXPECT_EQ(left, std::vector<std::string>{"fusekit-dump.txt"}) << "only the planted link stays";
 }
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;  // the sanitizer's shadow memory needs more address space
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+#else
+constexpr bool kSanitized = false;
+#endif
+
+// Intel hex records: a linear base of 0 and of 0xFFFF in turn, four bytes under each.
+std::string JumpingIntelHex() {
+  auto record = [](int count, int address, int type, std::vector<int> data) {
+    std::vector<int> bytes = {count, address >> 8, address & 0xFF, type};
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    int sum = 0;
+    char text[8];
+    std::string line = ":";
+    for (int b : bytes) {
+      std::snprintf(text, sizeof text, "%02X", b);
+      line += text;
+      sum += b;
+    }
+    std::snprintf(text, sizeof text, "%02X", (0x100 - (sum & 0xFF)) & 0xFF);
+    return line + text + "\n";
+  };
+  std::string file;
+  for (int i = 0; i < 8; ++i) {
+    const int base = i % 2 == 0 ? 0 : 0xFFFF;
+    file += record(2, 0, 4, {base >> 8, base & 0xFF});
+    file += record(4, i * 4, 0, {1, 2, 3, 4});
+  }
+  return file + ":00000001FF\n";
+}
+
+// S3 records at 0, 1 GiB, 2 GiB and just under 4 GiB.
+std::string SpreadMotorola() {
+  std::string file;
+  for (unsigned long address : {0x0UL, 0x40000000UL, 0x80000000UL, 0xFFFFFFF0UL}) {
+    unsigned sum = 9;
+    char text[64];
+    std::string line = "S309";
+    for (int shift = 24; shift >= 0; shift -= 8) {
+      const unsigned byte = (address >> shift) & 0xFF;
+      std::snprintf(text, sizeof text, "%02X", byte);
+      line += text;
+      sum += byte;
+    }
+    line += "01020304";
+    sum += 1 + 2 + 3 + 4;
+    std::snprintf(text, sizeof text, "%02X\n", ~sum & 0xFF);
+    file += line + text;
+  }
+  return file + "S70500000000FA\n";
+}
+
+// Files of a few hundred bytes that declare billions of fuses, bytes or bits: each is refused
+// or read within a 64 MB address-space cap, quickly, however it is taken.
+TEST(Tool, SmallFilesDeclaringHugeSizesStayUnderSixtyFourMegabytes) {
+  fusekit::testing::TempDir dir;
+  const std::string jedec_bombs[] = {
+      dir.Write("qf32.jed",
+                "\x02"
+                "d*\nQF4294967295*\nF0*\nL0 0101*\n\x03"
+                "0000"),
+      dir.Write("qf20.jed",
+                "\x02"
+                "d*\nQF99999999999999999999*\nF0*\nL0 0101*\n\x03"
+                "0000"),
+      dir.Write("qf1g.jed",
+                "\x02"
+                "d*\nQF1000000000*\nF0*\nL0 0101*\n\x03"
+                "0000"),
+      dir.Write("l32.jed",
+                "\x02"
+                "d*\nQF4294967295*\nF0*\nL4294967200 0101*\n\x03"
+                "0000"),
+  };
+  const std::string wide_isc = dir.Write(
+      "wide.isc",
+      "IEEE_1532_Data (\n\tHeader\t\t(\tSTD_Version STD_1532_2001\n\t\t\t\tEntity\tTV64\n\t\t\t)\n"
+      " data array (\n  repeat    \n-- ROW_WIDTH = 2000000000\n-- COLUMN_WIDTH = 4294967295\n"
+      "   (\n     0F,\n     0F\n   )\n )\n)\n");
+  const std::string jump = dir.Write("jump.hex", JumpingIntelHex());
+  const std::string spread = dir.Write("spread.srec", SpreadMotorola());
+  std::vector<std::pair<std::string, int>> runs;  // command, the exit status it must give
+  for (const std::string& bomb : jedec_bombs) {
+    runs.push_back({"check " + bomb, 3});
+    runs.push_back({"check --device TV64 " + bomb, 3});
+    runs.push_back({"info " + bomb, -1});
+    runs.push_back({"convert " + bomb + " " + dir.Path("o.isc") + " --device TV64", 3});
+  }
+  runs.push_back({"info " + wide_isc, 3});
+  runs.push_back({"info " + wide_isc + " --device TV64", 3});
+  runs.push_back({"extract " + wide_isc + " --device TV64 --id", 3});
+  runs.push_back({"convert " + jump + " " + dir.Path("o.isc") + " --device TV64", 3});
+  runs.push_back({"convert " + spread + " " + dir.Path("o.isc") + " --device TV64", 3});
+  runs.push_back({"info " + jump, 0});
+  runs.push_back({"info " + spread, -1});
+  const std::string cap = kSanitized ? "" : "ulimit -v 65536; ";
+  for (const auto& [command, status] : runs) {
+    const ToolRun run = RunTool("--version >/dev/null; " + cap + "{ " +
+                                std::string(FUSEKIT_TOOL_PATH) + " " + command + "; }");
+    if (status >= 0) {
+      EXPECT_EQ(run.status, status) << command << "\n" << run.out;
+    }
+    EXPECT_LE(run.status, 3) << command << "\n" << run.out;  // never killed, never aborted
+    EXPECT_FALSE(Contains(run.out, "out of memory")) << command << "\n" << run.out;
+  }
+}
+
 }  // namespace

@@ -76,9 +76,9 @@ int ChooseRoute(ConvertOptions& convert, Route& route) {
     Complain("", "converting to an ISC data file needs --device");
     return kExitUsage;
   }
-  route = IsBitstreamName(convert.input)                   ? Route::kBitstreamToIsc
-          : (in == ".bin" || in == ".hex" || in == ".mcs") ? Route::kImageToIsc
-                                                           : Route::kJedecToIsc;
+  route = IsBitstreamName(convert.input)  ? Route::kBitstreamToIsc
+          : ImageKind(convert.input) != 0 ? Route::kImageToIsc
+                                          : Route::kJedecToIsc;
   return kExitOk;
 }
 

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -34,18 +35,19 @@ int ReadImage(const std::string& input, DeviceInfo& device, SVFPlusData& data,
   std::string name = input;
   char empty[] = "";
   const std::string extension = Extension(input);
+  const char kind = ImageKind(input);
   const bool intel_records = CheckValidIntelHexFile(name.data()) == 0;
-  if (extension == ".mcs" || (extension == ".hex" && intel_records)) {
+  if (kind == 'm' || kind == 't' || (kind == 'i' && intel_records)) {
     const std::string binary = scratch.Path("image.bin");
     unsigned int start = 0;
-    const int converted = RecordsToBinary('i', input, binary, &start, 1);
+    const int converted = RecordsToBinary(kind, input, binary, &start, 1);
     if (converted != 0) return converted;
     std::string binary_name = binary;
     if (extension == ".mcs")
       return MCS2SVFPlus(binary_name.data(), &device, 0, &data, empty, empty, empty);
     return BIN2SVFPlus(binary_name.data(), &device, 0, &data, empty, empty, empty);
   }
-  if (extension == ".hex") {
+  if (kind == 'i') {  // hex digit pairs without records
     return IsIscLayoutFamily(device)
                ? HEX2ISCSVFPlus(name.data(), &device, 0, &data, empty, empty,
                                 scratch.Folder().data())
@@ -54,6 +56,37 @@ int ReadImage(const std::string& input, DeviceInfo& device, SVFPlusData& data,
   return IsIscLayoutFamily(device)
              ? BIN2ISCSVFPlus(name.data(), &device, 0, &data, empty, empty, empty)
              : BIN2SVFPlus(name.data(), &device, 0, &data, empty, empty, empty);
+}
+
+// The most bytes an image for the device may hold: its arrays twice over, and 64 KiB for
+// headers and padding. An image is read into rows as long as it is, so this bound keeps a small
+// file that declares a wide address span from costing gigabytes.
+unsigned long long MostImageBytes(const DeviceInfo& device) {
+  const unsigned long long bits = static_cast<unsigned long long>(device.GetFuseNumber()) +
+                                  device.GetELength() +
+                                  static_cast<unsigned long long>(device.GetARCHLength()) *
+                                      std::max<unsigned>(1, device.GetARCHRow());
+  return 2 * ((bits + 7) / 8) + 65536;
+}
+
+// Whether the image is small enough for the device; complains when it is not.
+bool ImageFitsDevice(const std::string& input, const DeviceInfo& device) {
+  ImageSummary summary;
+  if (GetImageSummary(input.c_str(), &summary) != 0) return true;  // the reader says what is wrong
+  const unsigned long long span =
+      summary.hasData ? summary.highestAddress - summary.lowestAddress + 1 : 0;
+  const unsigned long long bytes = std::max(span, summary.dataBytes);
+  const unsigned long long most = MostImageBytes(device);
+  if (bytes <= most) return true;
+  char where[96] = "";
+  if (summary.hasData) {
+    std::snprintf(where, sizeof where, " (addresses 0x%llX to 0x%llX)", summary.lowestAddress,
+                  summary.highestAddress);
+  }
+  Complain(input, "is an image of " + std::to_string(bytes) + " bytes" + where + ", more than " +
+                      device.GetName() + " can hold (at most " + std::to_string(most) +
+                      " bytes with headers)");
+  return false;
 }
 
 }  // namespace
@@ -124,6 +157,7 @@ int ConvertImageToIsc(const GlobalOptions& options, const std::string& input, Ou
   DeviceInfo device;
   if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
     return status;
+  if (!ImageFitsDevice(input, device)) return kExitInvalidInput;
   TemporaryFolderOf scratch({"image.bin", "tmpBitstream.bit"});
   if (!scratch.Ready()) {
     Complain("", "cannot make a scratch folder");

@@ -1,13 +1,28 @@
 // The device record for the JEDEC commands, and the line-end diagnosis of transmission checksums.
 #include "tools/fusekit/jedec_support.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 
 #include <unistd.h>
 
 namespace fusekit::cli {
+
+// The most fuses a generic record takes from a file's QF: reading a file costs about four bytes
+// a fuse of the record, so the count is bounded by what the file itself can describe, a fuse a
+// byte with room for a default fuse state (F) covering eight times as many, and never less than
+// a million. A real file of more fuses than that lists them, and is that large.
+unsigned long MostFusesOfGenericRecord(const std::string& path) {
+  std::error_code error;
+  const std::uintmax_t bytes = std::filesystem::file_size(path, error);
+  constexpr unsigned long kFloor = 1UL << 20;
+  if (error || bytes > (std::numeric_limits<unsigned long>::max() >> 4)) return kFloor;
+  return std::max<unsigned long>(kFloor, static_cast<unsigned long>(bytes) * 8);
+}
 
 int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
                    const std::string& path, const std::string& label, DeviceInfo& device) {
@@ -24,6 +39,14 @@ int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
     return kExitInvalidInput;
   }
   const unsigned long fuses = summary.hasFuseCount ? summary.fuseCount : 0;
+  const unsigned long most = MostFusesOfGenericRecord(path);
+  if (fuses > most) {
+    Complain(label, "declares QF" + std::to_string(fuses) +
+                        ", more fuses than a file of its size can describe without a device (at "
+                        "most " +
+                        std::to_string(most) + "): check it against its device with --device NAME");
+    return kExitInvalidInput;
+  }
   const unsigned int usercode =
       summary.usercodeBits != 0 ? static_cast<unsigned int>(summary.usercodeBits) : 32;
   device.SetName("generic");

@@ -10,13 +10,18 @@ namespace fusekit::cli {
 
 // The record named by --device, or, without one, a generic record made from the file itself: its
 // QF as the fuse count in one row, its E field as the architecture length and its U field as the
-// usercode. Complains and returns an exit status other than kExitOk on failure.
+// usercode. A QF beyond what the file's size can describe (MostFusesOfGenericRecord) is refused,
+// so a small file never costs much memory. Complains and returns an exit status other than
+// kExitOk on failure.
 int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
                    const std::string& path, const std::string& label, DeviceInfo& device);
 
 // Why a JEDEC file's field stream ends before ETX, when a byte that is neither printable ASCII
 // nor white space ends it: "byte 0xC3 at offset 41 ends the fields before ETX"; else "".
 std::string WhyFieldsEndEarly(const std::string& path);
+
+// The most fuses a generic record may take from path's QF.
+unsigned long MostFusesOfGenericRecord(const std::string& path);
 
 // Whether the JEDEC transmission checksum of path would hold with its line ends converted:
 // "LF to CR LF", "CR LF to LF", or "" when neither helps.
