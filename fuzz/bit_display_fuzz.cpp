@@ -11,7 +11,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   DeviceInfo device = fusekit::fuzzing::BitstreamFuzzDevice(data[0]);
-  const std::string base = "/tmp/fusekit-fuzz-" + std::to_string(getpid()) + "-display";
+  const std::string base = fusekit::fuzzing::WorkFolder() + "/display";
   const std::string listing = base + ".txt";
   for (const char* extension : {".bit", ".rbt"}) {
     std::string path = base + extension;

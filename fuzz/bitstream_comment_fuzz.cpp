@@ -10,7 +10,7 @@
 #include "fuzz/fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string base = "/tmp/fusekit-fuzz-" + std::to_string(getpid()) + "-comment";
+  const std::string base = fusekit::fuzzing::WorkFolder() + "/comment";
   for (const char* extension : {".bit", ".rbt", ".isc"}) {
     const std::string path = base + extension;
     std::FILE* file = std::fopen(path.c_str(), "wb");

@@ -12,7 +12,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   DeviceInfo device = fusekit::fuzzing::BitstreamFuzzDevice(data[0]);
-  const std::string base = "/tmp/fusekit-fuzz-" + std::to_string(getpid());
+  const std::string base = fusekit::fuzzing::WorkFolder() + "/f";
   const std::string binary = base + "-model.bit";
   const std::string ascii = base + "-model.rbt";
   for (const std::string& path : {binary, ascii}) {

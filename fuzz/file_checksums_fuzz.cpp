@@ -11,11 +11,12 @@
 #include <string>
 
 #include "fusekit/crc.h"
+#include "fuzz/fuzz_support.h"
 
 namespace {
 
 std::string TempFileWith(const std::uint8_t* data, std::size_t size) {
-  static const std::string path = "/tmp/fusekit-fuzz-" + std::to_string(getpid());
+  static const std::string path = fusekit::fuzzing::WorkFolder() + "/f";
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) std::abort();
   if (size > 0) std::fwrite(data, 1, size, file);

@@ -8,15 +8,34 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "fusekit/devicedb.h"
 
 namespace fusekit::fuzzing {
 
+// The folder of this process's files: made under TMPDIR on first use, removed with all it holds
+// when the process ends (libFuzzer ends a run with exit, which runs this destructor).
+inline const std::string& WorkFolder() {
+  static const struct Folder {
+    std::string path;
+    Folder() {
+      const char* tmp = std::getenv("TMPDIR");
+      path = std::string(tmp != nullptr && tmp[0] != '\0' ? tmp : "/tmp") + "/fusekit-fuzz-XXXXXX";
+      if (mkdtemp(path.data()) == nullptr) std::abort();
+    }
+    ~Folder() {
+      std::error_code ignored;
+      std::filesystem::remove_all(path, ignored);
+    }
+  } folder;
+  return folder.path;
+}
+
 // Writes bytes to a file of this process named after tag and returns its path.
 inline std::string WriteInput(const std::uint8_t* data, std::size_t size, const char* tag) {
-  const std::string path = "/tmp/fusekit-fuzz-" + std::to_string(getpid()) + "-" + tag + ".jed";
+  const std::string path = WorkFolder() + "/" + tag + ".jed";
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) std::abort();
   if (size > 0) std::fwrite(data, 1, size, file);

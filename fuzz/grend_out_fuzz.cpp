@@ -10,7 +10,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string rows = fusekit::fuzzing::WriteInput(data, size, "rows");
-  const std::string jedec = "/tmp/fusekit-fuzz-" + std::to_string(getpid()) + "-out.jed";
+  const std::string jedec = fusekit::fuzzing::WorkFolder() + "/out.jed";
   const int result = GREND_OUT(rows.c_str(), "r", jedec.c_str(), nullptr, "", "", "");
   if (result < kGrendOutOk || result > kGrendOutCannotWrite) std::abort();
   std::remove(jedec.c_str());

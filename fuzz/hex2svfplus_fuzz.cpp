@@ -12,7 +12,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   static std::string work = [] {
-    std::string folder = "/tmp/fusekit-fuzz-" + std::to_string(getpid()) + "-hexwork";
+    std::string folder = fusekit::fuzzing::WorkFolder() + "/hexwork";
     mkdir(folder.c_str(), 0700);
     return folder;
   }();

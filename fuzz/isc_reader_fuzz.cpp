@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   device.SetARCHRow(64);
   std::string path = fusekit::fuzzing::WriteInput(data + 1, size - 1, "isc");
   static std::string work = [] {
-    std::string folder = "/tmp/fusekit-fuzz-" + std::to_string(getpid()) + "-work";
+    std::string folder = fusekit::fuzzing::WorkFolder() + "/work";
     mkdir(folder.c_str(), 0700);
     return folder;
   }();

@@ -11,7 +11,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   DeviceInfo device = fusekit::fuzzing::BitstreamFuzzDevice(data[0]);
-  std::string path = "/tmp/fusekit-fuzz-" + std::to_string(getpid()) + "-rbt2svfplus.rbt";
+  std::string path = fusekit::fuzzing::WorkFolder() + "/rbt2svfplus.rbt";
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) std::abort();
   std::fwrite(data + 1, 1, size - 1, file);
