@@ -31,6 +31,14 @@ int Convert(const std::string& jed, DeviceInfo& device, const std::string& isc,
                    usercode_from_crc, "fusekit 0.1");
 }
 
+// The ISC file read back into data with the specified reader.
+int ReadBack(const std::string& isc, DeviceInfo& device, SVFPlusData& data) {
+  std::string name = isc;
+  char empty[] = "";
+  return ISC2SVFPlus(name.data(), &device, 1, &data, "", empty, "", empty,
+                     static_cast<KvObjList*>(nullptr), nullptr, nullptr);
+}
+
 TEST(JedecToIsc, WritesTheCommentBlockAndAReadableFile) {
   TempDir dir;
   DeviceInfo device = Device("TestFamily", 4, 16);
@@ -57,12 +65,8 @@ TEST(JedecToIsc, WritesTheCommentBlockAndAReadableFile) {
                       "\n--\n-- fusekit test design\n-- NOTE from the fitter\n"),
             std::string::npos)
       << text;
-  std::string name = isc;
-  char empty[] = "";
   SVFPlusData back;
-  ASSERT_EQ(ISC2SVFPlus(name.data(), &device, 1, &back, "", empty, "", empty,
-                        static_cast<KvObjList*>(nullptr), nullptr, nullptr),
-            1);
+  ASSERT_EQ(ReadBack(isc, device, back), 1);
   EXPECT_EQ(back.GetDataField("FuseArray_TDI")->GetRowCount(), 4);
 }
 
@@ -122,12 +126,8 @@ TEST(JedecToIsc, DirectSpiArchitectureRowsEndTheArrayBlockAndItsCrc) {
     const std::string stated = ValueAfter(text, "-- DATA_CRC = ");
     EXPECT_EQ(stated.size(), 8u);
     EXPECT_EQ(ValueAfter(text, "  data_CRC (\n   "), stated) << text;
-    std::string name = isc;
-    char empty[] = "";
     SVFPlusData back;
-    EXPECT_GE(ISC2SVFPlus(name.data(), &device, 1, &back, "", empty, "", empty,
-                          static_cast<KvObjList*>(nullptr), nullptr, nullptr),
-              0);
+    EXPECT_GE(ReadBack(isc, device, back), 0);
   }
 }
 
@@ -147,12 +147,8 @@ TEST(JedecToIsc, NotesOverSeveralLinesAndLongNotesReadBack) {
   EXPECT_NE(text.find("-- NOTE\n-- 0    0   0 \n-- NOTE PINS a:1 (b,c)\n--   d:2 ) e:3\n"),
             std::string::npos)
       << text.substr(0, 600);
-  std::string name = isc;
-  char empty[] = "";
   SVFPlusData back;
-  EXPECT_EQ(ISC2SVFPlus(name.data(), &device, 1, &back, "", empty, "", empty,
-                        static_cast<KvObjList*>(nullptr), nullptr, nullptr),
-            1);
+  EXPECT_EQ(ReadBack(isc, device, back), 1);
   ASSERT_NE(back.GetDataField("FuseArray_TDI"), nullptr);
   EXPECT_EQ(back.GetDataField("FuseArray_TDI")->GetRowCount(), 4);
 }
