@@ -8,6 +8,7 @@
 
 #include "fusekit/fusekit.h"
 #include "tests/support/jedec_builder.h"
+#include "tests/support/memory_cap.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/test_device.h"
 
@@ -563,6 +564,43 @@ TEST(IscReader, CommentsOfAnyLengthEndWithTheirLine) {
     ExpectSameField(data, back, "FuseArray_TDI");
     std::string name = path;
     EXPECT_EQ(ISCEntityNameCheck(name.data(), static_cast<KvObjList*>(nullptr)), 0);
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// ISC files that declare rows far wider and more numerous than they hold: read within a 64 MB
+// cap by every reader, the legacy-library path of the Grend devices included.
+TEST(IscReader, DeclaredGeometryBeyondTheRowsCostsNothing) {
+  TempDir dir;
+  SVFPlusData rows;
+  for (const char* name : {"FuseArray_TDI", "FuseArray_TDO"}) {
+    SVFDataField* field = rows.AddDataField();
+    field->SetFieldName(name);
+    for (int r = 0; r < 2; ++r) field->AddRow(8)->WriteData(static_cast<unsigned char>(0x0F + r));
+  }
+  const std::string path = dir.Path("wide.isc");
+  ASSERT_GE(SVFPlus2ISC(&rows, nullptr, path.c_str(), "T", 0, 0, "t"), 0);
+  std::string text = ReadFile(path);
+  for (std::size_t at; (at = text.find("-- COLUMN_WIDTH = 2\n")) != std::string::npos;)
+    text.replace(at, 20, "-- COLUMN_WIDTH = 4294967295\n");
+  dir.Write("wide.isc", text);
+  for (const char* vendor : {"Corvane", "Helvar"}) {
+    SCOPED_TRACE(vendor);
+    const int ended = fusekit::testing::RunWithMemoryCap(64, [&] {
+      DeviceInfo device = Device("TestFamily", 2, 8);
+      device.SetVendor(vendor);
+      SVFPlusData data;
+      std::string name = path;
+      std::string work = dir.Path("");
+      char empty[] = "";
+      const int status = ISC2SVFPlus(name.data(), &device, 1, &data, "", work.data(), "", empty,
+                                     static_cast<KvObjList*>(nullptr), nullptr, nullptr);
+      return status == -3 ? 1 : 0;  // out of memory would mean the file decided what was taken
+    });
+    EXPECT_EQ(ended, 0);
   }
 }
 
