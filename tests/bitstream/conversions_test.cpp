@@ -317,7 +317,9 @@ TEST(BitstreamToIsc, CommentBlocksOverTheBufferAreCutToWholeLines) {
     const std::size_t opening = text.find("IEEE_1532_Data (");
     ASSERT_NE(opening, std::string::npos);
     EXPECT_LT(opening, 100000u);
-    if (cut) EXPECT_GT(opening, 50000u) << "the block is cut, not dropped";
+    if (cut) {
+      EXPECT_GT(opening, 50000u) << "the block is cut, not dropped";
+    }
     EXPECT_EQ(text[opening - 1], '\n');
     std::string name = isc;
     SVFPlusData back;

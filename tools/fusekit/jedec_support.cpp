@@ -106,10 +106,11 @@ std::string WhyFieldsEndEarly(const std::string& path) {
     if (c == 0x03) return "";  // ETX reached: the stream ended as it should
     const bool text_byte = (c >= 0x20 && c < 0x7F) || (c >= 0x09 && c <= 0x0D);
     if (text_byte) continue;
-    char line[96];
-    std::snprintf(line, sizeof line, "byte 0x%.2X at offset %zu ends the fields before ETX%s", c, i,
-                  c >= 0x80 ? " (bytes of 0x80 and above are not JEDEC text)" : "");
-    return line;
+    char byte[8];
+    std::snprintf(byte, sizeof byte, "0x%.2X", c);
+    return std::string("byte ") + byte + " at offset " + std::to_string(i) +
+           " ends the fields before ETX" +
+           (c >= 0x80 ? " (bytes of 0x80 and above are not JEDEC text)" : "");
   }
   return "";
 }
