@@ -122,6 +122,26 @@ FUSEKIT_API int VerifyJEDECfile(char* path, DeviceInfo* device, int jtag);
 // out untouched.
 FUSEKIT_API int ReadUESInfo(char* path, DeviceInfo* device, int jtag, char* out);
 
+// Writes programming data as a JEDEC file for the device, the inverse of JEDEC2SVFPlus
+// (docs/jedec-writer.md): headerText (the block BuildJEDHeader makes; may be null) as the design
+// line and notes, QP from the device's first package, QF, G, F0, one L field a row of the main
+// array and the E section, C, the architecture row as E, the usercode (and SED bits) as U, ETX
+// and the transmission checksum. Result: the transmission checksum (0 to 0xFFFF); -100 null
+// data or device; -6 no file name; -1000 no main array field; -18 a field of another shape than
+// the device gives it; -16 a device whose fuse order is rearranged (22V10, Sarn) or whose files
+// the legacy library writes ("Helvar"); -3 out of memory; -13 the file cannot be opened; -19 it
+// could not be written whole.
+FUSEKIT_API int SVFPlus2JEDEC(SVFPlusData* data, DeviceInfo* device, int jtag, const char* fileName,
+                              const char* headerText);
+
+// Builds the header block of a JEDEC file into out (which the caller sizes: the comment's length
+// and 512 bytes): the design line (the comment's first line, or deviceName), the notes "NOTE
+// CREATED BY: Corvane Semiconductor <creatorVersion>", "NOTE DEVICE NAME: <deviceName>" and
+// "NOTE DATE: <date>", then each further comment line as a note (notes of an earlier write are
+// replaced). A "*" is written as "+", a byte that is not printable ASCII as "?".
+FUSEKIT_API void BuildJEDHeader(char* const out, const char* creatorVersion, const char* deviceName,
+                                const char* comment);
+
 // Writes a copy of the JEDEC file sourceFile to outFile with its usercode replaced: the U field
 // becomes "UH" and the hex digits of usercode (blanks left out), or such a field is added before
 // C (or ETX). The fuses and the C checksum are unchanged; the transmission checksum is

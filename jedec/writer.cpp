@@ -1,0 +1,294 @@
+// SVFPlus2JEDEC: programming data written as a JEDEC file for a device, the inverse of
+// JEDEC2SVFPlus (docs/jedec-writer.md).
+#include <cctype>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "core/file_io.h"
+#include "core/status.h"
+#include "fusekit/family.h"
+#include "fusekit/jedec.h"
+#include "jedec/geometry.h"
+#include "jedec/jedec_format.h"
+
+namespace fusekit::jedec {
+namespace {
+
+constexpr int kNotLaidOut = -16;  // a device whose fuse order the writer does not know
+constexpr char kEol[] = "\r\n";
+
+// Bit p of a row in the row layout (p from 0, the most significant bit of byte 0).
+bool RowBit(const KvByteBuffer& row, std::uint64_t p) {
+  const int index = static_cast<int>(p / 8);
+  return index < row.GetDataSize() && ((row.ReadData(index) >> (7 - p % 8)) & 1u) != 0;
+}
+
+// The fuses of a row of width bits, column 0 first: column c is bit pad + width - 1 - c.
+void ColumnsOf(const KvByteBuffer& row, std::uint64_t width, std::uint8_t* fuses) {
+  const std::uint64_t pad = (8 - width % 8) % 8;
+  for (std::uint64_t c = 0; c < width; ++c) fuses[c] = RowBit(row, pad + width - 1 - c) ? 1 : 0;
+}
+
+// A field's rows into the fuse list from fuse start on, rows of width bits. False when the field
+// does not have rows of that shape.
+bool PlaceRows(const SVFDataField& field, const ArrayGeometry& geometry, bool reversed,
+               std::uint64_t start, std::vector<std::uint8_t>& fuses) {
+  if (static_cast<std::uint64_t>(field.GetRowCount()) != geometry.rows) return false;
+  if (start + geometry.Fuses() > fuses.size()) return false;
+  for (std::uint64_t r = 0; r < geometry.rows; ++r) {
+    const int row_number = static_cast<int>(reversed ? geometry.rows - r : r + 1);
+    const KvByteBuffer* row = field.GetRow(row_number);
+    if (row == nullptr || field.GetRowWidth(row_number) != geometry.width) return false;
+    ColumnsOf(*row, geometry.width, fuses.data() + start + r * geometry.width);
+  }
+  return true;
+}
+
+bool IsRearrangedDevice(const DeviceInfo& device) {
+  for (const char* name : {"22V10", "22LV10", "Sarn14", "Sarn18", "Sarn22"}) {
+    if (std::strcmp(device.GetCodeName(), name) == 0) return true;
+  }
+  return std::strcmp(device.GetVendor(), "Helvar") == 0;
+}
+
+bool KeepsGValue(const char* family) {
+  return IsPelmo2Family(family) || IsPelmo3DFamily(family) || IsFendra2Family(family) ||
+         IsGlimraFamily(family);
+}
+
+const char* MainFieldName(const DeviceInfo& device) {
+  const unsigned fuses = device.GetFuseNumber();
+  if (IsPelmo3DFamily(device.GetFamily()) &&
+      (fuses == 0x6FF00 || fuses == 0x23F80 || fuses == 0x5F80))
+    return "EFuseArray_TDI";
+  return "FuseArray_TDI";
+}
+
+// The usercode bits of the U field, logical bit 0 first: the inverse of the usercode rule of
+// the reader. Positions the mask forces carry nothing and are passed over.
+std::string UsercodeDigits(const KvByteBuffer& row, std::uint64_t physical, std::uint64_t logical,
+                           const std::string& mask) {
+  const std::uint64_t row_bits = (physical + 7) / 8 * 8;
+  const std::uint64_t pad = row_bits - physical;
+  std::vector<bool> forced(static_cast<std::size_t>(row_bits), false);
+  if (!mask.empty()) {
+    const std::size_t digits = static_cast<std::size_t>((physical + 3) / 4);
+    std::string tail = mask.size() > digits ? mask.substr(mask.size() - digits) : mask;
+    if (tail.size() % 2 == 1) tail += 'F';
+    std::uint64_t p = 0;
+    for (std::size_t d = tail.size(); d-- > 0;) {
+      const unsigned nibble = util_HexAnsi2Hex(tail[d]);
+      for (int b = 0; b < 4 && p < row_bits; ++b, ++p)
+        forced[static_cast<std::size_t>(p)] = (nibble >> b) & 1u;
+    }
+  }
+  std::vector<bool> placed;
+  for (std::uint64_t p = 0; p < row_bits; ++p) {
+    if (!forced[static_cast<std::size_t>(p)]) placed.push_back(RowBit(row, p));
+  }
+  const bool in_order = physical == 16 || physical == 32;
+  std::string bits(static_cast<std::size_t>(physical), '1');
+  for (std::uint64_t i = 0; i < logical && i < physical; ++i) {
+    const std::uint64_t at = in_order ? i : pad + logical - 1 - i;
+    if (at < placed.size())
+      bits[static_cast<std::size_t>(i)] = placed[static_cast<std::size_t>(at)] ? '1' : '0';
+  }
+  return bits;
+}
+
+// The bits of a one-row field laid out by the reversal rule, column 0 first.
+std::string ReversedRowDigits(const KvByteBuffer& row, std::uint64_t width) {
+  std::vector<std::uint8_t> fuses(static_cast<std::size_t>(width));
+  ColumnsOf(row, width, fuses.data());
+  std::string digits(static_cast<std::size_t>(width), '0');
+  for (std::size_t c = 0; c < fuses.size(); ++c) digits[c] = fuses[c] != 0 ? '1' : '0';
+  return digits;
+}
+
+// The pin count of the device's first package ("TQFP100" gives 100), 0 when not known.
+unsigned long PinCount(const DeviceInfo& device) {
+  const PackageList* packages = device.GetDevicePackage();
+  const Package* first = packages != nullptr ? packages->GetPackage(0) : nullptr;
+  if (first == nullptr) return 0;
+  const std::string type = first->GetType();
+  std::size_t at = type.size();
+  while (at > 0 && std::isdigit(static_cast<unsigned char>(type[at - 1]))) --at;
+  return at < type.size() && type.size() - at < 7 ? std::stoul(type.substr(at)) : 0;
+}
+
+// The JEDEC fuse checksum: the 16-bit sum of the bytes holding fuse n in bit n % 8.
+unsigned FuseChecksum(const std::vector<std::uint8_t>& fuses) {
+  std::uint32_t sum = 0;
+  for (std::size_t i = 0; i < fuses.size(); i += 8) {
+    unsigned byte = 0;
+    for (std::size_t j = 0; j < 8 && i + j < fuses.size(); ++j)
+      byte |= fuses[i + j] != 0 ? 1u << j : 0;
+    sum += byte;
+  }
+  return sum & 0xFFFF;
+}
+
+struct Sections {
+  std::vector<std::uint8_t> fuses;  // the fuse list, one byte a fuse
+  std::vector<ArrayGeometry> rows;  // the L fields: where each row starts and its width
+  std::vector<std::uint64_t> starts;
+  std::string e_field;  // architecture digits, empty for none
+  std::string u_field;  // usercode (and SED) digits, empty for none
+};
+
+// The fuse list and the E and U fields from the data, by the device's layout.
+int Collect(const SVFPlusData& data, const DeviceInfo& device, int jtag, Sections& out) {
+  const SVFDataField* main_field = data.GetDataField(MainFieldName(device));
+  if (main_field == nullptr) return kStatusNoFuseArray;
+  out.fuses.assign(device.GetFuseNumber(), 0);
+  const ArrayGeometry main = MainArray(device);
+  const bool reversed = (device.GetBitMapTransformation() & kBitMapReversedRows) != 0;
+  if (!PlaceRows(*main_field, main, reversed, 0, out.fuses)) return kStatusFieldMissing;
+  for (std::uint64_t r = 0; r < main.rows; ++r) {
+    out.starts.push_back(r * main.width);
+    out.rows.push_back({1, main.width});
+  }
+  const std::uint64_t e_start = main.Fuses() + PadringSectionFuses(device);
+  if (PadringSectionFuses(device) != 0) {
+    out.starts.push_back(main.Fuses());
+    out.rows.push_back({1, PadringSectionFuses(device)});
+  }
+  const ArrayGeometry e_section = ESection(device);
+  const SVFDataField* e_field = data.GetDataField("EFuseArray_TDI");
+  if (e_section.rows != 0 && e_field != nullptr && e_field != main_field) {
+    if (!PlaceRows(*e_field, e_section, false, e_start, out.fuses)) return kStatusFieldMissing;
+    for (std::uint64_t r = 0; r < e_section.rows; ++r) {
+      out.starts.push_back(e_start + r * e_section.width);
+      out.rows.push_back({1, e_section.width});
+    }
+  }
+  if (const SVFDataField* arch = data.GetDataField("ArchArray_TDI")) {
+    const KvByteBuffer* row = arch->GetRow(1);
+    if (row == nullptr || arch->GetRowWidth(1) != device.GetARCHLength())
+      return kStatusFieldMissing;
+    out.e_field = ReversedRowDigits(*row, device.GetARCHLength());
+  }
+  if (const SVFDataField* usercode = data.GetDataField("Usercode_TDI")) {
+    const std::uint64_t physical = device.GetPhysicalUESLength();
+    const std::uint64_t logical =
+        jtag != 0 ? device.GetjtagLogicalUESLength() : device.GetispLogicalUESLength();
+    const KvByteBuffer* row = usercode->GetRow(1);
+    if (row != nullptr && physical != 0) {
+      out.u_field = UsercodeDigits(*row, physical, logical,
+                                   jtag != 0 ? device.GetjtagUESMask() : device.GetispUESMask());
+    }
+  }
+  const SVFDataField* sed = data.GetDataField("SEDArray_TDI");
+  if (sed != nullptr && device.GetSEDLength() != 0 && sed->GetRow(1) != nullptr) {
+    if (out.u_field.empty()) out.u_field.assign(device.GetPhysicalUESLength(), '1');
+    out.u_field += ReversedRowDigits(*sed->GetRow(1), device.GetSEDLength());
+  }
+  return kStatusOk;
+}
+
+// The U field's text: "H" and hex digits (the form most tools write) when the bits make whole
+// digits, else the binary digits as they are.
+std::string UsercodeFieldText(const std::string& bits) {
+  if (bits.size() % 4 != 0) return bits;
+  std::string text = "H";
+  for (std::size_t i = 0; i < bits.size(); i += 4) {
+    unsigned nibble = 0;
+    for (std::size_t j = 0; j < 4; ++j) nibble = nibble << 1 | (bits[i + j] == '1' ? 1u : 0u);
+    text += "0123456789ABCDEF"[nibble];
+  }
+  return text;
+}
+
+std::string EightDigits(std::uint64_t value) {
+  char text[24];
+  std::snprintf(text, sizeof text, "%.8llu", static_cast<unsigned long long>(value));
+  return text;
+}
+
+// The file's text from STX to ETX; the header block before STX.
+std::string FileText(const SVFPlusData& data, const DeviceInfo& device, const Sections& s,
+                     const char* header) {
+  std::string text;
+  std::string design = device.GetName();
+  std::vector<std::string> notes;
+  if (header != nullptr) {
+    // The header's first line is the design text, each further line a note.
+    std::string block(header);
+    std::size_t at = 0;
+    while (at < block.size()) {
+      std::size_t end = block.find('\n', at);
+      if (end == std::string::npos) end = block.size();
+      std::string line = block.substr(at, end - at);
+      if (!line.empty() && line.back() == '\r') line.pop_back();
+      if (at == 0) {
+        design = line;
+      } else if (!line.empty()) {
+        notes.push_back(line);
+      }
+      at = end + 1;
+    }
+  }
+  text += "\x02";
+  text += design + "*" + kEol;
+  for (const std::string& note : notes) text += note + "*" + kEol;
+  if (const unsigned long pins = PinCount(device); pins != 0)
+    text += "QP" + std::to_string(pins) + "*" + kEol;
+  text += "QF" + std::to_string(s.fuses.size()) + "*" + kEol;
+  const int security = data.GetSecurity();
+  text += "G" +
+          std::to_string(KeepsGValue(device.GetFamily()) ? security : (security != 0 ? 1 : 0)) +
+          "*" + kEol;
+  text += std::string("F0*") + kEol;
+  for (std::size_t i = 0; i < s.rows.size(); ++i) {
+    text += "L" + EightDigits(s.starts[i]) + " ";
+    const std::uint8_t* fuse = s.fuses.data() + s.starts[i];
+    for (std::uint64_t c = 0; c < s.rows[i].width; ++c) text += fuse[c] != 0 ? '1' : '0';
+    text += std::string("*") + kEol;
+  }
+  char checksum[16];
+  std::snprintf(checksum, sizeof checksum, "C%.4X*", FuseChecksum(s.fuses));
+  text += checksum + std::string(kEol);
+  if (!s.e_field.empty()) text += "E" + s.e_field + "*" + kEol;
+  if (!s.u_field.empty()) text += "U" + UsercodeFieldText(s.u_field) + "*" + kEol;
+  text += "\x03";
+  return text;
+}
+
+int WriteJedec(SVFPlusData& data, DeviceInfo& device, int jtag, const char* file_name,
+               const char* header) {
+  if (IsRearrangedDevice(device)) return kNotLaidOut;
+  Sections sections;
+  if (const int status = Collect(data, device, jtag, sections); status != kStatusOk) return status;
+  const std::string text = FileText(data, device, sections, header);
+  unsigned sum = 0;
+  for (const char c : text) sum += static_cast<unsigned char>(c);
+  char transmission[8];
+  std::snprintf(transmission, sizeof transmission, "%.4X", sum & 0xFFFF);
+  core::UniqueFile file = core::OpenFile(file_name, "wb");
+  if (!file) return kStatusCannotOpenFile;
+  std::fwrite(text.data(), 1, text.size(), file.get());
+  std::fputs(transmission, file.get());
+  if (!core::FinishWriting(file)) return kStatusWriteFailed;
+  return static_cast<int>(sum & 0xFFFF);
+}
+
+}  // namespace
+}  // namespace fusekit::jedec
+
+int SVFPlus2JEDEC(SVFPlusData* data, DeviceInfo* device, int jtag, const char* fileName,
+                  const char* headerText) {
+  if (data == nullptr || device == nullptr) return fusekit::kStatusNullModel;
+  if (fileName == nullptr || fileName[0] == '\0') return fusekit::kStatusNullArgument;
+  try {
+    return fusekit::jedec::WriteJedec(*data, *device, jtag, fileName, headerText);
+  } catch (const std::bad_alloc&) {
+    return fusekit::kStatusNoMemory;
+  } catch (const std::length_error&) {
+    return fusekit::kStatusNoMemory;
+  }
+}

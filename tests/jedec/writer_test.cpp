@@ -1,0 +1,242 @@
+// SVFPlus2JEDEC and BuildJEDHeader, tested against the readers they mirror: a JEDEC file read
+// into programming data, written back, and read again gives the same fields; the written file
+// passes the reader's checks and the JEDEC compare against the original; the header block comes
+// back through ParseJEDECHeader.
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "fusekit/fusekit.h"
+#include "tests/support/jedec_builder.h"
+#include "tests/support/temp_dir.h"
+#include "tests/support/test_device.h"
+
+namespace {
+
+using fusekit::testing::JedecBuilder;
+using fusekit::testing::RandomFuses;
+using fusekit::testing::ReadFile;
+using fusekit::testing::TempDir;
+
+// Every field as field name, then each row's width and bytes.
+std::string Fields(const SVFPlusData& data) {
+  std::string text = "security " + std::to_string(data.GetSecurity()) + "\n";
+  for (int f = 0; f < data.GetDataFieldCount(); ++f) {
+    const SVFDataField* field = data.GetDataField(f);
+    text += field->GetFieldName();
+    for (int r = 1; r <= field->GetRowCount(); ++r) {
+      text += " [" + std::to_string(field->GetRowWidth(r)) + "]";
+      const KvByteBuffer* row = field->GetRow(r);
+      for (int i = 0; i < row->GetDataSize(); ++i) text += std::to_string(row->ReadData(i)) + ".";
+    }
+    text += "\n";
+  }
+  return text;
+}
+
+int Read(const std::string& path, DeviceInfo& device, SVFPlusData& data) {
+  std::string name = path;
+  return JEDEC2SVFPlus(name.data(), &device, 1, &data, nullptr, nullptr, nullptr, nullptr);
+}
+
+struct Case {
+  const char* what;
+  std::function<DeviceInfo()> device;
+  std::function<void(JedecBuilder&)> file;
+};
+
+DeviceInfo Made(const char* family, unsigned rows, unsigned width,
+                const std::function<void(DeviceInfo&)>& change = {}) {
+  DeviceInfo d = fusekit::testing::TestDevice(family, rows, width);
+  if (change) change(d);
+  d.SaveDeviceBackupValue();
+  return d;
+}
+
+TEST(JedecWriter, ReadWriteReadGivesTheSameDataForEveryLayout) {
+  const Case cases[] = {
+      {"rows of 16", [] { return Made("TestFamily", 4, 16); },
+       [](JedecBuilder& b) { b.extra_fields = "UH1A2B3C4D*\n"; }},
+      {"odd width, secured", [] { return Made("TestFamily", 5, 12); },
+       [](JedecBuilder& b) {
+         b.g = 1;
+         b.extra_fields = "UHB38F0F83*\n";
+       }},
+      {"rows listed last first",
+       [] {
+         return Made("TestFamily", 6, 10, [](DeviceInfo& d) { d.SetBitMapTransformation(1); });
+       },
+       {}},
+      {"twice the address count",
+       [] {
+         return Made("TestFamily", 3, 8, [](DeviceInfo& d) {
+           d.SetBitMapTransformation(4);
+           d.SetFuseNumber(48);
+         });
+       },
+       {}},
+      {"48-bit usercode placed reversed",
+       [] {
+         return Made("TestFamily", 2, 16, [](DeviceInfo& d) {
+           d.SetPhysicalUESLength(48);
+           d.SetjtagLogicalUESLength(48);
+         });
+       },
+       [](JedecBuilder& b) { b.extra_fields = "UH123456789ABC*\n"; }},
+      {"an SED row after the usercode",
+       [] { return Made("TestFamily", 2, 16, [](DeviceInfo& d) { d.SetSEDLength(32); }); },
+       [](JedecBuilder& b) {
+         b.extra_fields = "UH00000000CA3D6996*\n";  // the usercode, then the SED bits
+       }},
+      {"direct SPI architecture row",
+       [] {
+         return Made("CorvaneTorvik4", 2, 16, [](DeviceInfo& d) {
+           d.SetARCHLength(16);
+           d.SetARCHRow(1);
+         });
+       },
+       [](JedecBuilder& b) { b.extra_fields = "E0110100111000101*\nUH0000BEEF*\n"; }},
+      {"128-bit rows with an E section, Padring rows and G kept",
+       [] {
+         return Made("CorvanePelmo2", 4, 128, [](DeviceInfo& d) {
+           d.SetFuseNumber(4 * 128 + 256);
+           d.SetELength(256);
+           d.SetERow(2);
+           d.SetPadring({"1", "3"});
+         });
+       },
+       [](JedecBuilder& b) { b.g = 3; }},
+      {"E section of its own rows",
+       [] {
+         return Made("TestFamily", 4, 16, [](DeviceInfo& d) {
+           d.SetFuseNumber(64 + 2 * 24);
+           d.SetELength(24);
+           d.SetERow(2);
+         });
+       },
+       {}},
+  };
+  TempDir dir;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    DeviceInfo device = c.device();
+    JedecBuilder b;
+    b.fuses = RandomFuses(device.GetFuseNumber(), 31);
+    if (c.file) c.file(b);
+    const std::string original = dir.Write("original.jed", b.Build());
+    SVFPlusData first;
+    ASSERT_EQ(Read(original, device, first), 0);
+
+    std::vector<char> header(4096);
+    BuildJEDHeader(header.data(), "fusekit test", device.GetName(), first.GetComment());
+    const std::string written = dir.Path("written.jed");
+    const int transmission = SVFPlus2JEDEC(&first, &device, 1, written.c_str(), header.data());
+    ASSERT_GE(transmission, 0) << transmission;
+    SVFPlusData second;
+    ASSERT_EQ(Read(written, device, second), 0) << ReadFile(written);
+    // The comment is the new header; everything else is the same, byte for byte.
+    EXPECT_EQ(Fields(second), Fields(first)) << ReadFile(written);
+
+    std::string name = written;
+    EXPECT_EQ(VerifyJEDECfile(name.data(), &device, 1), 0);
+    unsigned short computed = 0, stored = 0;
+    EXPECT_EQ(ValidTransmissionChecksum(name.data(), &computed, &stored), 1);
+    EXPECT_EQ(stored, transmission);
+    EXPECT_EQ(fnJEDFileCompare(written.c_str(), original.c_str(), dir.Path("r.txt").c_str()), 0)
+        << ReadFile(dir.Path("r.txt"));
+  }
+}
+
+TEST(JedecWriter, TheBundledSampleComesBackFuseForFuse) {
+  TempDir dir;
+  DeviceDatabase database;
+  ASSERT_EQ(database.LoadDefault(), 0);
+  DeviceInfo device = *database.FindDevice("TV64");
+  const std::string sample = std::string(FUSEKIT_SOURCE_DIR) + "/data/samples/tv64.jed";
+  SVFPlusData first;
+  ASSERT_EQ(Read(sample, device, first), 0);
+  std::vector<char> header(8192);
+  BuildJEDHeader(header.data(), "fusekit test", device.GetName(), first.GetComment());
+  const std::string written = dir.Path("tv64.jed");
+  ASSERT_GE(SVFPlus2JEDEC(&first, &device, 1, written.c_str(), header.data()), 0);
+  SVFPlusData second;
+  ASSERT_EQ(Read(written, device, second), 0);
+  EXPECT_EQ(Fields(second), Fields(first));
+  EXPECT_EQ(fnJEDFileCompare(written.c_str(), sample.c_str(), dir.Path("r.txt").c_str()), 0)
+      << ReadFile(dir.Path("r.txt"));
+  EXPECT_NE(ReadFile(written).find("\r\nQP44*\r\nQF2304*\r\n"), std::string::npos)
+      << "the pin count comes from the package";
+}
+
+TEST(JedecWriter, HeaderSurvivesRoundTripsAndNotesStayNotes) {
+  TempDir dir;
+  DeviceInfo device = Made("TestFamily", 2, 8);
+  SVFPlusData data;
+  SVFDataField* array = data.AddDataField();
+  array->SetFieldName("FuseArray_TDI");
+  for (int r = 0; r < 2; ++r) array->AddRow(8)->WriteData(static_cast<unsigned char>(0xA5 + r));
+  std::string comment = "My design\nNOTE pins a*b\nfree text \xC3\xA9\n";
+  std::string block;
+  for (int round = 0; round < 3; ++round) {
+    std::vector<char> header(4096);
+    BuildJEDHeader(header.data(), "fusekit 1", "T", comment.c_str());
+    block = header.data();
+    const std::string path = dir.Path("h.jed");
+    ASSERT_GE(SVFPlus2JEDEC(&data, &device, 1, path.c_str(), block.c_str()), 0);
+    std::vector<char> parsed(8192, '\0');
+    ParseJEDECHeader(parsed.data(), path.c_str(), false);
+    EXPECT_EQ(std::string(parsed.data()), block);
+    SVFPlusData back;
+    ASSERT_EQ(Read(path, device, back), 0);
+    comment = back.GetComment();
+  }
+  EXPECT_EQ(block.rfind("My design\nNOTE CREATED BY: Corvane Semiconductor fusekit 1\n"
+                        "NOTE DEVICE NAME: T\nNOTE DATE: ",
+                        0),
+            0u)
+      << block;
+  EXPECT_NE(block.find("\nNOTE pins a+b\nNOTE free text ??\n"), std::string::npos) << block;
+  EXPECT_EQ(block.find("NOTE DATE:", block.find("NOTE DATE:") + 1), std::string::npos)
+      << "the date of an earlier write is replaced, not kept" << block;
+}
+
+TEST(JedecWriter, Statuses) {
+  TempDir dir;
+  DeviceInfo device = Made("TestFamily", 2, 8);
+  SVFPlusData empty;
+  SVFPlusData narrow;
+  SVFDataField* array = narrow.AddDataField();
+  array->SetFieldName("FuseArray_TDI");
+  array->AddRow(4)->WriteData(0x0F);
+  SVFPlusData good;
+  SVFDataField* rows = good.AddDataField();
+  rows->SetFieldName("FuseArray_TDI");
+  for (int r = 0; r < 2; ++r) rows->AddRow(8)->WriteData(0x3C);
+  const std::string path = dir.Path("s.jed");
+  DeviceInfo v22 = Made("SPLD", 2, 8, [](DeviceInfo& d) { d.SetCodeName("22V10"); });
+  const struct {
+    const char* what;
+    std::function<int()> write;
+    int status;
+  } cases[] = {
+      {"null data", [&] { return SVFPlus2JEDEC(nullptr, &device, 1, path.c_str(), nullptr); },
+       -100},
+      {"null device", [&] { return SVFPlus2JEDEC(&empty, nullptr, 1, path.c_str(), nullptr); },
+       -100},
+      {"no file name", [&] { return SVFPlus2JEDEC(&empty, &device, 1, "", nullptr); }, -6},
+      {"no main array", [&] { return SVFPlus2JEDEC(&empty, &device, 1, path.c_str(), nullptr); },
+       -1000},
+      {"rows of another shape",
+       [&] { return SVFPlus2JEDEC(&narrow, &device, 1, path.c_str(), nullptr); }, -18},
+      {"a rearranged fuse order",
+       [&] { return SVFPlus2JEDEC(&narrow, &v22, 1, path.c_str(), nullptr); }, -16},
+      {"a folder that does not exist",
+       [&] { return SVFPlus2JEDEC(&good, &device, 1, dir.Path("no/s.jed").c_str(), nullptr); },
+       -13},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.write(), c.status) << c.what;
+}
+
+}  // namespace
