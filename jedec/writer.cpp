@@ -277,8 +277,68 @@ int WriteJedec(SVFPlusData& data, DeviceInfo& device, int jtag, const char* file
   return static_cast<int>(sum & 0xFFFF);
 }
 
+// A copy of a field's rows under another name; with a mask, each bit the mask leaves out (0)
+// is taken from expected instead, so that it reads as what was meant to be programmed.
+int CopyReadBack(SVFPlusData& out, const char* name, const SVFDataField& read,
+                 const SVFDataField* expected, const SVFDataField* mask) {
+  SVFDataField* field = out.AddDataField();
+  if (field == nullptr) return kStatusNoMemory;
+  field->SetFieldName(name);
+  for (int r = 1; r <= read.GetRowCount(); ++r) {
+    const KvByteBuffer* row = read.GetRow(r);
+    KvByteBuffer* copy = field->AddRow(read.GetRowWidth(r));
+    if (copy == nullptr) return kStatusNoMemory;
+    if (row == nullptr) continue;
+    const KvByteBuffer* meant = expected != nullptr ? expected->GetRow(r) : nullptr;
+    const KvByteBuffer* verified = mask != nullptr ? mask->GetRow(r) : nullptr;
+    for (int i = 0; i < row->GetDataSize(); ++i) {
+      std::uint8_t byte = row->ReadData(i);
+      if (meant != nullptr && verified != nullptr) {
+        const std::uint8_t keep = verified->ReadData(i);
+        byte = static_cast<std::uint8_t>((byte & keep) | (meant->ReadData(i) & ~keep));
+      }
+      if (copy->WriteData(byte) == 0) return kStatusRowWriteFailed;
+    }
+  }
+  return kStatusOk;
+}
+
+// The data as read back: every "_TDI" field that has a "_TDO" field is replaced by it, masked
+// by the "_MASK" field where there is one; the other fields, the flags and the comment stay.
+int ReadBackData(const SVFPlusData& data, SVFPlusData& out) {
+  out.SetSecurity(data.GetSecurity());
+  if (data.GetComment() != nullptr) out.SetComment(data.GetComment());
+  for (int f = 0; f < data.GetDataFieldCount(); ++f) {
+    const SVFDataField* field = data.GetDataField(f);
+    const std::string name = field->GetFieldName();
+    const std::size_t suffix = name.rfind("_TDI");
+    if (suffix == std::string::npos || suffix + 4 != name.size()) continue;
+    const std::string array = name.substr(0, suffix);
+    const SVFDataField* read = data.GetDataField((array + "_TDO").c_str());
+    const SVFDataField* mask = data.GetDataField((array + "_MASK").c_str());
+    const int status = read != nullptr ? CopyReadBack(out, name.c_str(), *read, field, mask)
+                                       : CopyReadBack(out, name.c_str(), *field, nullptr, nullptr);
+    if (status != kStatusOk) return status;
+  }
+  return kStatusOk;
+}
+
 }  // namespace
 }  // namespace fusekit::jedec
+
+int TDO2JEDEC(SVFPlusData* data, DeviceInfo* device, int jtag, const char* fileName,
+              const char* headerText) {
+  if (data == nullptr || device == nullptr) return fusekit::kStatusNullModel;
+  if (fileName == nullptr || fileName[0] == '\0') return fusekit::kStatusNullArgument;
+  try {
+    SVFPlusData read_back;
+    if (const int status = fusekit::jedec::ReadBackData(*data, read_back); status != 0)
+      return status;
+    return fusekit::jedec::WriteJedec(read_back, *device, jtag, fileName, headerText);
+  } catch (const std::bad_alloc&) {
+    return fusekit::kStatusNoMemory;
+  }
+}
 
 int SVFPlus2JEDEC(SVFPlusData* data, DeviceInfo* device, int jtag, const char* fileName,
                   const char* headerText) {

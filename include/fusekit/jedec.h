@@ -134,6 +134,30 @@ FUSEKIT_API int ReadUESInfo(char* path, DeviceInfo* device, int jtag, char* out)
 FUSEKIT_API int SVFPlus2JEDEC(SVFPlusData* data, DeviceInfo* device, int jtag, const char* fileName,
                               const char* headerText);
 
+// Writes read-back data as a JEDEC file: each "_TDI" field that has a "_TDO" field is replaced
+// by it, every bit its "_MASK" field leaves out (0) taking the "_TDI" value, then as
+// SVFPlus2JEDEC, with its results. fnJEDFileCompare of the file with the original counts the
+// fuses that read back wrong.
+FUSEKIT_API int TDO2JEDEC(SVFPlusData* data, DeviceInfo* device, int jtag, const char* fileName,
+                          const char* headerText);
+
+// The usercode a user types, as the hex digits WriteUESInfo takes: ceil(bits / 4) upper-case
+// digits into hexOut. Hex with "0x" or a trailing "h", or digits that include A-F; binary with
+// "0b" or a trailing "b"; decimal (digits 0-9 only); ASCII in quotes ('AB' or "AB"), eight bits a
+// character; "_" may separate digit groups. 0; -6 null text or output, or bits 0; -7 the text is
+// none of these; -9 the value does not fit in bits.
+FUSEKIT_API int ues_edit_read_num(const char* text, unsigned int bits, char* hexOut);
+
+// Add the note "NOTE SerialTag 0x<value>" (WriteJEDEC_UniqueID) or the notes "NOTE Selvex
+// Enabled." and "NOTE Selvex 0x<8 digits>" (WriteJEDEC_Selvex) to the file's header, before its
+// first field that is not a note, dropping earlier notes of the same kind. The file is copied to
+// "<name>_tmp.jed" beside it and the complete copy renamed over it; the transmission checksum is
+// recomputed unless the file gave "0000". 0; -1 the file cannot be read; -4 no STX or ETX; 8195
+// an unterminated note; -13 the copy cannot be made; -19 it could not be written whole (the
+// original is untouched).
+FUSEKIT_API int WriteJEDEC_UniqueID(const char* path, unsigned char value);
+FUSEKIT_API int WriteJEDEC_Selvex(const char* path, unsigned long value);
+
 // Builds the header block of a JEDEC file into out (which the caller sizes: the comment's length
 // and 512 bytes): the design line (the comment's first line, or deviceName), the notes "NOTE
 // CREATED BY: Corvane Semiconductor <creatorVersion>", "NOTE DEVICE NAME: <deviceName>" and

@@ -2,6 +2,7 @@
 // into programming data, written back, and read again gives the same fields; the written file
 // passes the reader's checks and the JEDEC compare against the original; the header block comes
 // back through ParseJEDECHeader.
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -237,6 +238,118 @@ TEST(JedecWriter, Statuses) {
        -13},
   };
   for (const auto& c : cases) EXPECT_EQ(c.write(), c.status) << c.what;
+}
+
+}  // namespace
+
+namespace {
+
+TEST(UsercodeText, EveryFormAUserTypes) {
+  const struct {
+    const char* text;
+    unsigned bits;
+    int status;
+    const char* hex;
+  } cases[] = {
+      {"0x1A2B3C4D", 32, 0, "1A2B3C4D"},
+      {"1a2b3c4d", 32, 0, "1A2B3C4D"},
+      {"  0XBEEF  ", 32, 0, "0000BEEF"},
+      {"BEEFh", 16, 0, "BEEF"},
+      {"4294967295", 32, 0, "FFFFFFFF"},
+      {"4294967296", 32, -9, ""},
+      {"1234", 16, 0, "04D2"},
+      {"0b1010_0101", 8, 0, "A5"},
+      {"10100101b", 8, 0, "A5"},
+      {"'AB12'", 32, 0, "41423132"},
+      {"\"Z\"", 12, 0, "05A"},
+      {"'ABCDE'", 32, -9, ""},
+      {"0x1FF", 8, -9, ""},
+      {"0x1F", 5, 0, "1F"},
+      {"0x3F", 5, -9, ""},
+      {"12G4", 32, -7, ""},
+      {"0b102", 8, -7, ""},
+      {"", 32, -7, ""},
+  };
+  for (const auto& c : cases) {
+    char hex[64] = "untouched";
+    EXPECT_EQ(ues_edit_read_num(c.text, c.bits, hex), c.status) << c.text;
+    if (c.status == 0) {
+      EXPECT_STREQ(hex, c.hex) << c.text;
+    }
+  }
+  char hex[8];
+  EXPECT_EQ(ues_edit_read_num(nullptr, 32, hex), -6);
+  EXPECT_EQ(ues_edit_read_num("1", 0, hex), -6);
+}
+
+TEST(JedecNotes, SerialTagAndSelvexNotesAreAddedOnceAndTheFileStaysValid) {
+  TempDir dir;
+  DeviceInfo device = Made("TestFamily", 4, 16);
+  JedecBuilder b;
+  b.fuses = RandomFuses(64, 41);
+  b.notes = {"NOTE from the fitter"};
+  b.eol = "\r\n";
+  const std::string original = b.Build();
+  std::string path = dir.Write("n.jed", original);
+  ASSERT_EQ(WriteJEDEC_Selvex(path.c_str(), 0x1234ABCD), 0);
+  ASSERT_EQ(WriteJEDEC_Selvex(path.c_str(), 0xCAFEF00D), 0);
+  ASSERT_EQ(WriteJEDEC_UniqueID(path.c_str(), 0x5A), 0);
+  const std::string text = ReadFile(path);
+  EXPECT_NE(text.find("NOTE from the fitter*\r\nNOTE Selvex Enabled.*\r\nNOTE Selvex 0xCAFEF00D*"
+                      "\r\nNOTE SerialTag 0x5A*\r\nQF64*"),
+            std::string::npos)
+      << text;
+  EXPECT_EQ(text.find("1234ABCD"), std::string::npos) << "the earlier value is replaced";
+  EXPECT_EQ(GetJEDEC_Selvex(path.data()), 1);
+  EXPECT_EQ(GetJEDEC_USERCODE(path.data()), 0xCAFEF00DUL);
+  EXPECT_EQ(VerifyJEDECfile(path.data(), &device, 1), 0);
+  unsigned short computed = 0, stored = 0;
+  EXPECT_EQ(ValidTransmissionChecksum(path.data(), &computed, &stored), 1);
+  EXPECT_FALSE(std::filesystem::exists(dir.Path("n_tmp.jed")));
+
+  // A file that cannot be edited stays as it was.
+  const std::string broken = dir.Write("b.jed", "\x02no end*");
+  EXPECT_EQ(WriteJEDEC_UniqueID(broken.c_str(), 1), -4);
+  EXPECT_EQ(ReadFile(broken), "\x02no end*");
+  EXPECT_EQ(WriteJEDEC_Selvex(dir.Path("missing.jed").c_str(), 1), -1);
+}
+
+TEST(ReadBackToJedec, TheFileCountsTheFusesThatReadBackWrong) {
+  TempDir dir;
+  DeviceInfo device = Made("TestFamily", 4, 16);
+  JedecBuilder b;
+  b.fuses = RandomFuses(64, 43);
+  b.extra_fields = "UH12345678*\n";
+  const std::string original = dir.Write("o.jed", b.Build());
+  SVFPlusData data;
+  ASSERT_EQ(Read(original, device, data), 0);
+  // Read back: rows as programmed, three bits flipped, one of them left out by the mask.
+  SVFDataField* tdi = data.GetDataField("FuseArray_TDI");
+  SVFDataField* tdo = data.AddDataField();
+  tdo->SetFieldName("FuseArray_TDO");
+  SVFDataField* mask = data.AddDataField();
+  mask->SetFieldName("FuseArray_MASK");
+  for (int r = 1; r <= tdi->GetRowCount(); ++r) {
+    KvByteBuffer* read = tdo->AddRow(16);
+    KvByteBuffer* verified = mask->AddRow(16);
+    for (int i = 0; i < 2; ++i) {
+      unsigned char byte = tdi->GetRow(r)->ReadData(i);
+      unsigned char keep = 0xFF;
+      if (r == 1 && i == 0) byte ^= 0x01;
+      if (r == 2 && i == 1) byte ^= 0x80;
+      if (r == 4 && i == 1) {
+        byte ^= 0x10;
+        keep = 0xEF;  // not verified
+      }
+      read->WriteData(byte);
+      verified->WriteData(keep);
+    }
+  }
+  const std::string read_back = dir.Path("tdo.jed");
+  ASSERT_GE(TDO2JEDEC(&data, &device, 1, read_back.c_str(), nullptr), 0);
+  EXPECT_EQ(fnJEDFileCompare(read_back.c_str(), original.c_str(), dir.Path("r.txt").c_str()), 2)
+      << ReadFile(dir.Path("r.txt"));
+  EXPECT_EQ(TDO2JEDEC(nullptr, &device, 1, read_back.c_str(), nullptr), -100);
 }
 
 }  // namespace
