@@ -61,6 +61,14 @@ bool KeepsGValue(const char* family) {
          IsGlimraFamily(family);
 }
 
+// Whether the 2048-bit-row device's fuse count is that of its user-flash image alone, which the
+// reader takes from a user-flash note.
+bool UserFlashImageAlone(const DeviceInfo& device) {
+  const unsigned fuses = device.GetFuseNumber();
+  if (IsGrendMHFamily(device.GetFamily())) return fuses == 0xC00000;
+  return fuses == (device.GetAddressLength() == 16822 ? 0x780000u : 0x200000u);
+}
+
 const char* MainFieldName(const DeviceInfo& device) {
   const unsigned fuses = device.GetFuseNumber();
   if (IsPelmo3DFamily(device.GetFamily()) &&
@@ -134,6 +142,8 @@ unsigned FuseChecksum(const std::vector<std::uint8_t>& fuses) {
 }
 
 struct Sections {
+  std::vector<std::string> notes;   // notes the reader reads flags from
+  std::uint64_t end_data = 0;       // the fuse the END-data note stands before, 0 for none
   std::vector<std::uint8_t> fuses;  // the fuse list, one byte a fuse
   std::vector<ArrayGeometry> rows;  // the L fields: where each row starts and its width
   std::vector<std::uint64_t> starts;
@@ -142,9 +152,25 @@ struct Sections {
 };
 
 // The fuse list and the E and U fields from the data, by the device's layout.
-int Collect(const SVFPlusData& data, const DeviceInfo& device, int jtag, Sections& out) {
+int Collect(const SVFPlusData& data, const DeviceInfo& record, int jtag, Sections& out) {
+  DeviceInfo device = record;
   const SVFDataField* main_field = data.GetDataField(MainFieldName(device));
   if (main_field == nullptr) return kStatusNoFuseArray;
+  if (HasWide2048Rows(device.GetFamily())) {
+    // These families take their fuse count from the image the file holds (a user-flash image
+    // alone is smaller): the data's rows say which, and a note tells the reader.
+    const std::uint64_t fuses =
+        static_cast<std::uint64_t>(main_field->GetRowCount()) * 2048 + device.GetELength();
+    if (fuses > 0xFFFFFFFFu) return kStatusFieldMissing;
+    device.SetFuseNumber(static_cast<unsigned>(fuses));
+    if (UserFlashImageAlone(device)) out.notes.push_back("NOTE USER MEMORY DATA UFM0");
+  }
+  if (IsPelmo3DFamily(device.GetFamily())) {
+    if (data.GetUFM0()) out.notes.push_back("NOTE USER MEMORY DATA UFM0");
+    if (data.GetUFM1()) out.notes.push_back("NOTE USER MEMORY DATA UFM1");
+    if (data.GetFlashCUFM2()) out.notes.push_back("NOTE USER MEMORY DATA UFM2");
+  }
+  if (data.GetEndDataLoc() > 0) out.end_data = static_cast<std::uint64_t>(data.GetEndDataLoc());
   out.fuses.assign(device.GetFuseNumber(), 0);
   const ArrayGeometry main = MainArray(device);
   const bool reversed = (device.GetBitMapTransformation() & kBitMapReversedRows) != 0;
@@ -210,6 +236,14 @@ std::string EightDigits(std::uint64_t value) {
   return text;
 }
 
+// "L<first> <digits>*" for the fuses from first up to end.
+void AppendFuseField(std::string& text, const std::vector<std::uint8_t>& fuses, std::uint64_t first,
+                     std::uint64_t end) {
+  text += "L" + EightDigits(first) + " ";
+  for (std::uint64_t f = first; f < end; ++f) text += fuses[f] != 0 ? '1' : '0';
+  text += std::string("*") + kEol;
+}
+
 // The file's text from STX to ETX; the header block before STX.
 std::string FileText(const SVFPlusData& data, const DeviceInfo& device, const Sections& s,
                      const char* header) {
@@ -236,6 +270,7 @@ std::string FileText(const SVFPlusData& data, const DeviceInfo& device, const Se
   text += "\x02";
   text += design + "*" + kEol;
   for (const std::string& note : notes) text += note + "*" + kEol;
+  for (const std::string& note : s.notes) text += note + "*" + kEol;
   if (const unsigned long pins = PinCount(device); pins != 0)
     text += "QP" + std::to_string(pins) + "*" + kEol;
   text += "QF" + std::to_string(s.fuses.size()) + "*" + kEol;
@@ -245,10 +280,13 @@ std::string FileText(const SVFPlusData& data, const DeviceInfo& device, const Se
           "*" + kEol;
   text += std::string("F0*") + kEol;
   for (std::size_t i = 0; i < s.rows.size(); ++i) {
-    text += "L" + EightDigits(s.starts[i]) + " ";
-    const std::uint8_t* fuse = s.fuses.data() + s.starts[i];
-    for (std::uint64_t c = 0; c < s.rows[i].width; ++c) text += fuse[c] != 0 ? '1' : '0';
-    text += std::string("*") + kEol;
+    const std::uint64_t start = s.starts[i];
+    const std::uint64_t end = start + s.rows[i].width;
+    // The END-data note stands right before the L field of its fuse, which starts there.
+    const bool split = s.end_data != 0 && s.end_data >= start && s.end_data < end;
+    if (split && s.end_data > start) AppendFuseField(text, s.fuses, start, s.end_data);
+    if (split) text += std::string("NOTE END CONFIG DATA*") + kEol;
+    AppendFuseField(text, s.fuses, split ? s.end_data : start, end);
   }
   char checksum[16];
   std::snprintf(checksum, sizeof checksum, "C%.4X*", FuseChecksum(s.fuses));

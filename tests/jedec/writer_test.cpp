@@ -23,7 +23,10 @@ using fusekit::testing::TempDir;
 
 // Every field as field name, then each row's width and bytes.
 std::string Fields(const SVFPlusData& data) {
-  std::string text = "security " + std::to_string(data.GetSecurity()) + "\n";
+  std::string text = "security " + std::to_string(data.GetSecurity()) + ", user flash " +
+                     std::to_string(data.GetUFM0()) + std::to_string(data.GetUFM1()) +
+                     std::to_string(data.GetFlashCUFM2()) + ", end data at " +
+                     std::to_string(data.GetEndDataLoc()) + "\n";
   for (int f = 0; f < data.GetDataFieldCount(); ++f) {
     const SVFDataField* field = data.GetDataField(f);
     text += field->GetFieldName();
@@ -109,6 +112,43 @@ TEST(JedecWriter, ReadWriteReadGivesTheSameDataForEveryLayout) {
          });
        },
        [](JedecBuilder& b) { b.g = 3; }},
+      {"Fendra2: 128-bit rows after the Padring section",
+       [] {
+         return Made("CorvaneFendra2", 2, 128, [](DeviceInfo& d) {
+           d.SetFuseNumber(256 + 32 + 128);
+           d.SetELength(128);
+           d.SetERow(1);
+           d.SetPadring({"32"});
+         });
+       },
+       [](JedecBuilder& b) {
+         // Programming data does not hold the Padring section: the writer gives it as 0.
+         for (std::size_t f = 256; f < 288; ++f) b.fuses[f] = false;
+       }},
+      {"Pelmo3D with a user-flash note",
+       [] {
+         return Made("CorvanePelmo3D", 4, 128, [](DeviceInfo& d) {
+           d.SetFuseNumber(4 * 128 + 128);
+           d.SetELength(128);
+           d.SetERow(1);
+         });
+       },
+       [](JedecBuilder& b) { b.notes = {"NOTE USER MEMORY DATA UFM1"}; }},
+      {"Pelmo3D whose main array is named EFuseArray_TDI",
+       [] {
+         return Made("CorvanePelmo3D", 1, 128, [](DeviceInfo& d) { d.SetFuseNumber(0x5F80); });
+       },
+       {}},
+      {"Glimra",
+       [] { return Made("CorvaneGlimra", 3, 128, [](DeviceInfo& d) { d.SetFuseNumber(384); }); },
+       [](JedecBuilder& b) { b.g = 2; }},
+      {"Orlan D6 user-flash image of 2048-bit rows",
+       [] {
+         return Made("CorvaneOrlanD6", 8, 2048, [](DeviceInfo& d) { d.SetFuseNumber(0x200000); });
+       },
+       [](JedecBuilder& b) { b.notes = {"NOTE USER MEMORY DATA UFM0"}; }},
+      {"the END-data note", [] { return Made("TestFamily", 4, 16); },
+       [](JedecBuilder& b) { b.notes = {"NOTE END CONFIG DATA*\nNOTE L40"}; }},
       {"E section of its own rows",
        [] {
          return Made("TestFamily", 4, 16, [](DeviceInfo& d) {
