@@ -6,22 +6,12 @@
 #include <vector>
 
 #include "fusekit/jedec.h"
+#include "jedec/jedec_text.h"
 
 namespace fusekit::jedec {
 namespace {
 
 constexpr const char* kOwnNotes[] = {"NOTE CREATED BY:", "NOTE DEVICE NAME:", "NOTE DATE:"};
-
-// A comment line as note text: "*" would end the note and a byte that is not printable ASCII
-// would end the field stream, so they are written as "+" and "?".
-std::string AsNoteText(const std::string& line) {
-  std::string text;
-  for (const char c : line) {
-    const auto byte = static_cast<unsigned char>(c);
-    text += c == '*' ? '+' : (byte < 0x20 || byte >= 0x7F) && c != '\t' ? '?' : c;
-  }
-  return text;
-}
 
 bool IsOwnNote(const std::string& line) {
   for (const char* note : kOwnNotes) {
@@ -41,15 +31,8 @@ std::string Date() {
 std::string HeaderBlock(const char* creator, const char* device, const char* comment) {
   std::vector<std::string> lines;
   if (comment != nullptr) {
-    const std::string text(comment);
-    std::size_t at = 0;
-    while (at < text.size()) {
-      std::size_t end = text.find('\n', at);
-      if (end == std::string::npos) end = text.size();
-      std::string line = text.substr(at, end - at);
-      if (!line.empty() && line.back() == '\r') line.pop_back();
+    for (const std::string& line : LinesOf(comment)) {
       if (!line.empty()) lines.push_back(AsNoteText(line));
-      at = end + 1;
     }
   }
   std::string block = (lines.empty() ? AsNoteText(device != nullptr ? device : "") : lines[0]);

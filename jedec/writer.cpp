@@ -15,12 +15,12 @@
 #include "fusekit/jedec.h"
 #include "jedec/geometry.h"
 #include "jedec/jedec_format.h"
+#include "jedec/jedec_text.h"
 
 namespace fusekit::jedec {
 namespace {
 
 constexpr int kNotLaidOut = -16;  // a device whose fuse order the writer does not know
-constexpr char kEol[] = "\r\n";
 
 // Bit p of a row in the row layout (p from 0, the most significant bit of byte 0).
 bool RowBit(const KvByteBuffer& row, std::uint64_t p) {
@@ -129,18 +129,6 @@ unsigned long PinCount(const DeviceInfo& device) {
   return at < type.size() && type.size() - at < 7 ? std::stoul(type.substr(at)) : 0;
 }
 
-// The JEDEC fuse checksum: the 16-bit sum of the bytes holding fuse n in bit n % 8.
-unsigned FuseChecksum(const std::vector<std::uint8_t>& fuses) {
-  std::uint32_t sum = 0;
-  for (std::size_t i = 0; i < fuses.size(); i += 8) {
-    unsigned byte = 0;
-    for (std::size_t j = 0; j < 8 && i + j < fuses.size(); ++j)
-      byte |= fuses[i + j] != 0 ? 1u << j : 0;
-    sum += byte;
-  }
-  return sum & 0xFFFF;
-}
-
 struct Sections {
   std::vector<std::string> notes;   // notes the reader reads flags from
   std::uint64_t end_data = 0;       // the fuse the END-data note stands before, 0 for none
@@ -217,59 +205,14 @@ int Collect(const SVFPlusData& data, const DeviceInfo& record, int jtag, Section
   return kStatusOk;
 }
 
-// The U field's text: "H" and hex digits (the form most tools write) when the bits make whole
-// digits, else the binary digits as they are.
-std::string UsercodeFieldText(const std::string& bits) {
-  if (bits.size() % 4 != 0) return bits;
-  std::string text = "H";
-  for (std::size_t i = 0; i < bits.size(); i += 4) {
-    unsigned nibble = 0;
-    for (std::size_t j = 0; j < 4; ++j) nibble = nibble << 1 | (bits[i + j] == '1' ? 1u : 0u);
-    text += "0123456789ABCDEF"[nibble];
-  }
-  return text;
-}
-
-std::string EightDigits(std::uint64_t value) {
-  char text[24];
-  std::snprintf(text, sizeof text, "%.8llu", static_cast<unsigned long long>(value));
-  return text;
-}
-
-// "L<first> <digits>*" for the fuses from first up to end.
-void AppendFuseField(std::string& text, const std::vector<std::uint8_t>& fuses, std::uint64_t first,
-                     std::uint64_t end) {
-  text += "L" + EightDigits(first) + " ";
-  for (std::uint64_t f = first; f < end; ++f) text += fuses[f] != 0 ? '1' : '0';
-  text += std::string("*") + kEol;
-}
-
 // The file's text from STX to ETX; the header block before STX.
 std::string FileText(const SVFPlusData& data, const DeviceInfo& device, const Sections& s,
                      const char* header) {
   std::string text;
-  std::string design = device.GetName();
-  std::vector<std::string> notes;
-  if (header != nullptr) {
-    // The header's first line is the design text, each further line a note.
-    std::string block(header);
-    std::size_t at = 0;
-    while (at < block.size()) {
-      std::size_t end = block.find('\n', at);
-      if (end == std::string::npos) end = block.size();
-      std::string line = block.substr(at, end - at);
-      if (!line.empty() && line.back() == '\r') line.pop_back();
-      if (at == 0) {
-        design = line;
-      } else if (!line.empty()) {
-        notes.push_back(line);
-      }
-      at = end + 1;
-    }
-  }
+  const HeaderFields header_fields = SplitHeaderBlock(header, device.GetName());
   text += "\x02";
-  text += design + "*" + kEol;
-  for (const std::string& note : notes) text += note + "*" + kEol;
+  text += header_fields.design + "*" + kEol;
+  for (const std::string& note : header_fields.notes) text += note + "*" + kEol;
   for (const std::string& note : s.notes) text += note + "*" + kEol;
   if (const unsigned long pins = PinCount(device); pins != 0)
     text += "QP" + std::to_string(pins) + "*" + kEol;
@@ -302,17 +245,7 @@ int WriteJedec(SVFPlusData& data, DeviceInfo& device, int jtag, const char* file
   if (IsRearrangedDevice(device)) return kNotLaidOut;
   Sections sections;
   if (const int status = Collect(data, device, jtag, sections); status != kStatusOk) return status;
-  const std::string text = FileText(data, device, sections, header);
-  unsigned sum = 0;
-  for (const char c : text) sum += static_cast<unsigned char>(c);
-  char transmission[8];
-  std::snprintf(transmission, sizeof transmission, "%.4X", sum & 0xFFFF);
-  core::UniqueFile file = core::OpenFile(file_name, "wb");
-  if (!file) return kStatusCannotOpenFile;
-  std::fwrite(text.data(), 1, text.size(), file.get());
-  std::fputs(transmission, file.get());
-  if (!core::FinishWriting(file)) return kStatusWriteFailed;
-  return static_cast<int>(sum & 0xFFFF);
+  return WriteJedecText(file_name, FileText(data, device, sections, header));
 }
 
 // A copy of a field's rows under another name; with a mask, each bit the mask leaves out (0)
