@@ -1,7 +1,10 @@
 // JEDEC (JESD3) fuse maps: the reader, the header queries, the conversion to programming data,
-// the compare and verify, and the usercode read.
+// the compare and verify, the usercode read and edit, the writer and the chain files.
 #ifndef FUSEKIT_JEDEC_H
 #define FUSEKIT_JEDEC_H
+
+#include <list>
+#include <string>
 
 #include "fusekit/devicedb.h"
 #include "fusekit/export.h"
@@ -157,6 +160,24 @@ FUSEKIT_API int ues_edit_read_num(const char* text, unsigned int bits, char* hex
 // original is untouched).
 FUSEKIT_API int WriteJEDEC_UniqueID(const char* path, unsigned char value);
 FUSEKIT_API int WriteJEDEC_Selvex(const char* path, unsigned long value);
+
+// The JEDEC files of the devices of one chain (Tavrel devices programmed together) as one file:
+// a note "NOTE DEVICE <n> QF<fuses> [QP<pins>] [G<value>] [E<bits>] [U<bits>]" and notes
+// "NOTE DEVICE <n> TEXT <line>" with each file's header lines, then the fuse lists one after the
+// other, addresses continuing, with one C for them all. 0; -6 no input or no output name; the
+// status of the first input that cannot be read (-1, -4, 8195; -2 without QF or with a QF beyond
+// what the file's size can describe); -13 the output cannot be opened; -19 it could not be
+// written whole.
+FUSEKIT_API int MergeTavrelJedecFiles(std::list<std::string>& inputs, const char* output);
+FUSEKIT_API int MergeTavrelJedecFiles(KvObjList* inputs, const char* output);
+
+// Cuts a file made by MergeTavrelJedecFiles into the files of its devices, each with its header
+// lines, QP, QF, G, fuses, C, E and U, and its transmission checksum: split of merge gives every
+// file back fuse for fuse. outputs names the files, one a device; when it is empty the names
+// "<input without .jed>_<n>.jed" are used and added to it. 0; -2 the file describes no device,
+// its devices' fuses do not add up to its QF, or outputs names another count of files; else as
+// MergeTavrelJedecFiles.
+FUSEKIT_API int SplitTavrelJedecFiles(const char* input, std::list<std::string>& outputs);
 
 // Builds the header block of a JEDEC file into out (which the caller sizes: the comment's length
 // and 512 bytes): the design line (the comment's first line, or deviceName), the notes "NOTE

@@ -4,6 +4,7 @@
 // back through ParseJEDECHeader.
 #include <filesystem>
 #include <functional>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -390,6 +391,78 @@ TEST(ReadBackToJedec, TheFileCountsTheFusesThatReadBackWrong) {
   EXPECT_EQ(fnJEDFileCompare(read_back.c_str(), original.c_str(), dir.Path("r.txt").c_str()), 2)
       << ReadFile(dir.Path("r.txt"));
   EXPECT_EQ(TDO2JEDEC(nullptr, &device, 1, read_back.c_str(), nullptr), -100);
+}
+
+}  // namespace
+
+namespace {
+
+// Three devices of a chain, each file with its own notes, usercode and security: split of merge
+// gives every file back fuse for fuse, with its fields and header lines.
+TEST(TavrelChain, SplitOfMergeGivesEveryFileBack) {
+  TempDir dir;
+  std::list<std::string> inputs;
+  const struct {
+    std::size_t fuses;
+    std::string fields;
+    std::vector<std::string> notes;
+  } files[] = {
+      {64, "UH12345678*\n", {"NOTE first device", "NOTE pins 1 (a,b)"}},
+      {96, "UHCAFEF00D*\nE0101*\n", {"NOTE second"}},
+      {48, "", {}},
+  };
+  for (std::size_t i = 0; i < 3; ++i) {
+    JedecBuilder b;
+    b.design = "design " + std::to_string(i + 1);
+    b.fuses = RandomFuses(files[i].fuses, 50 + static_cast<std::uint32_t>(i));
+    b.notes = files[i].notes;
+    b.qp = 44;
+    b.g = static_cast<int>(i % 2);
+    b.extra_fields = files[i].fields;
+    inputs.push_back(dir.Write("d" + std::to_string(i + 1) + ".jed", b.Build()));
+  }
+  const std::string merged = dir.Path("chain.jed");
+  ASSERT_EQ(MergeTavrelJedecFiles(inputs, merged.c_str()), 0);
+  JEDECSummary chain;
+  ASSERT_EQ(GetJEDECSummary(merged.c_str(), &chain), 0);
+  EXPECT_EQ(chain.fuseCount, 64u + 96u + 48u);
+
+  std::list<std::string> outputs;
+  ASSERT_EQ(SplitTavrelJedecFiles(merged.c_str(), outputs), 0);
+  ASSERT_EQ(outputs.size(), 3u);
+  auto original = inputs.begin();
+  for (const std::string& piece : outputs) {
+    SCOPED_TRACE(piece);
+    EXPECT_EQ(fnJEDFileCompare(piece.c_str(), original->c_str(), dir.Path("r.txt").c_str()), 0)
+        << ReadFile(dir.Path("r.txt"));
+    JEDECSummary a, b;
+    ASSERT_EQ(GetJEDECSummary(piece.c_str(), &a), 0);
+    ASSERT_EQ(GetJEDECSummary(original->c_str(), &b), 0);
+    EXPECT_EQ(a.fuseCount, b.fuseCount);
+    EXPECT_EQ(a.pinCount, b.pinCount);
+    EXPECT_EQ(a.security, b.security);
+    EXPECT_EQ(a.checksum, b.checksum);
+    EXPECT_STREQ(a.usercode, b.usercode);
+    EXPECT_EQ(a.eLength, b.eLength);
+    std::vector<char> header_a(4096, '\0'), header_b(4096, '\0');
+    ParseJEDECHeader(header_a.data(), piece.c_str(), false);
+    ParseJEDECHeader(header_b.data(), original->c_str(), false);
+    EXPECT_STREQ(header_a.data(), header_b.data());
+    unsigned short computed = 0, stored = 0;
+    EXPECT_EQ(ValidTransmissionChecksum(const_cast<char*>(piece.c_str()), &computed, &stored), 1);
+    ++original;
+  }
+  EXPECT_EQ(outputs.front(), dir.Path("chain_1.jed"));
+
+  // Named outputs must be one a device; a file that is no chain is refused.
+  std::list<std::string> two = {dir.Path("x.jed"), dir.Path("y.jed")};
+  EXPECT_EQ(SplitTavrelJedecFiles(merged.c_str(), two), -2);
+  std::list<std::string> none;
+  EXPECT_EQ(SplitTavrelJedecFiles(inputs.front().c_str(), none), -2);
+  std::list<std::string> missing = {dir.Path("missing.jed")};
+  EXPECT_EQ(MergeTavrelJedecFiles(missing, merged.c_str()), -1);
+  std::list<std::string> empty;
+  EXPECT_EQ(MergeTavrelJedecFiles(empty, merged.c_str()), -6);
 }
 
 }  // namespace
