@@ -1,5 +1,6 @@
 // SVFPlus2JEDEC: programming data written as a JEDEC file for a device, the inverse of
 // JEDEC2SVFPlus (docs/jedec-writer.md).
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <cstdio>
@@ -77,8 +78,8 @@ const char* MainFieldName(const DeviceInfo& device) {
   return "FuseArray_TDI";
 }
 
-// The usercode bits of the U field, logical bit 0 first: the inverse of the usercode rule of
-// the reader. Positions the mask forces carry nothing and are passed over.
+// The usercode bits of the U field, logical bit 0 first, as many as the logical length: the
+// inverse of the usercode rule of the reader. Positions the mask forces carry nothing and are passed over.
 std::string UsercodeDigits(const KvByteBuffer& row, std::uint64_t physical, std::uint64_t logical,
                            const std::string& mask) {
   const std::uint64_t row_bits = (physical + 7) / 8 * 8;
@@ -100,8 +101,8 @@ std::string UsercodeDigits(const KvByteBuffer& row, std::uint64_t physical, std:
     if (!forced[static_cast<std::size_t>(p)]) placed.push_back(RowBit(row, p));
   }
   const bool in_order = physical == 16 || physical == 32;
-  std::string bits(static_cast<std::size_t>(physical), '1');
-  for (std::uint64_t i = 0; i < logical && i < physical; ++i) {
+  std::string bits(static_cast<std::size_t>(std::min(logical, physical)), '1');
+  for (std::uint64_t i = 0; i < bits.size(); ++i) {
     const std::uint64_t at = in_order ? i : pad + logical - 1 - i;
     if (at < placed.size())
       bits[static_cast<std::size_t>(i)] = placed[static_cast<std::size_t>(at)] ? '1' : '0';
@@ -199,8 +200,15 @@ int Collect(const SVFPlusData& data, const DeviceInfo& record, int jtag, Section
   }
   const SVFDataField* sed = data.GetDataField("SEDArray_TDI");
   if (sed != nullptr && device.GetSEDLength() != 0 && sed->GetRow(1) != nullptr) {
-    if (out.u_field.empty()) out.u_field.assign(device.GetPhysicalUESLength(), '1');
+    // The SED bits follow the whole physical usercode: the bits past the logical ones are 1.
+    out.u_field.resize(device.GetPhysicalUESLength(), '1');
     out.u_field += ReversedRowDigits(*sed->GetRow(1), device.GetSEDLength());
+    // The reader gives 1 for every bit a U field does not reach: trailing ones past the usercode
+    // need not be written, and a file whose SED bits were never given keeps its short U field.
+    const std::size_t usercode_bits = std::min<std::size_t>(
+        device.GetPhysicalUESLength(),
+        jtag != 0 ? device.GetjtagLogicalUESLength() : device.GetispLogicalUESLength());
+    while (out.u_field.size() > usercode_bits && out.u_field.back() == '1') out.u_field.pop_back();
   }
   return kStatusOk;
 }
