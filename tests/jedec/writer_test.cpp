@@ -526,3 +526,51 @@ TEST(JedecWriter, EveryDeviceOfTheBuiltInDatabaseRoundTrips) {
 }
 
 }  // namespace
+
+namespace {
+
+// ISC data file -> programming data -> JEDEC -> programming data -> ISC data file: the same
+// bytes, the creation date aside.
+TEST(JedecWriter, IscThroughJedecGivesTheSameIscFile) {
+  TempDir dir;
+  DeviceDatabase database;
+  ASSERT_EQ(database.LoadDefault(), 0);
+  for (const char* name : {"TV64", "PM2-1200", "TK4-25", "GL-4000"}) {
+    SCOPED_TRACE(name);
+    DeviceInfo device = *database.FindDevice(name);
+    JedecBuilder b;
+    b.fuses = RandomFuses(device.GetFuseNumber(), 70);
+    b.extra_fields = "UH600DCAFE*\n";
+    if (std::string(name) == "TK4-25")
+      b.extra_fields = "E" + std::string(64, '1') + "*\n" + b.extra_fields;
+    std::string jed = dir.Write("a.jed", b.Build());
+    std::string isc = dir.Path("a.isc");
+    char entity[] = "E";
+    char option[] = "";
+    ASSERT_GE(JEDEC2ISC(jed.data(), &device, 1, "", dir.Path("").c_str(), option, "", entity,
+                        isc.data(), 0, "t"),
+              0);
+    SVFPlusData from_isc;
+    DeviceInfo reading = device;
+    char empty[] = "";
+    ASSERT_GE(ISC2SVFPlus(isc.data(), &reading, 1, &from_isc, "", empty, "", empty,
+                          static_cast<KvObjList*>(nullptr), nullptr, nullptr),
+              0);
+    const std::string back_jed = dir.Path("b.jed");
+    ASSERT_GE(SVFPlus2JEDEC(&from_isc, &device, 1, back_jed.c_str(), nullptr), 0);
+    SVFPlusData from_jedec;
+    ASSERT_EQ(Read(back_jed, device, from_jedec), 0);
+    const std::string first = dir.Path("first.isc");
+    const std::string second = dir.Path("second.isc");
+    ASSERT_GE(SVFPlus2ISC(&from_isc, "-- c\n", first.c_str(), "E", 0, 0, "t"), 0);
+    ASSERT_GE(SVFPlus2ISC(&from_jedec, "-- c\n", second.c_str(), "E", 0, 0, "t"), 0);
+    auto without_date = [](std::string text) {
+      const std::size_t at = text.find("Creation_Date ");
+      if (at != std::string::npos) text.erase(at, text.find('\n', at) - at);
+      return text.substr(0, text.size() - 4);  // and the file checksum, which covers the date
+    };
+    EXPECT_EQ(without_date(ReadFile(second)), without_date(ReadFile(first)));
+  }
+}
+
+}  // namespace

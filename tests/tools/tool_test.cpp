@@ -533,4 +533,40 @@ TEST(Tool, SmallFilesDeclaringHugeSizesStayUnderSixtyFourMegabytes) {
   }
 }
 
+// JEDEC files written by the tool: a JEDEC file through an ISC file and back is the same fuse
+// map; the usercode is set as a user types it; the files of a chain merge and split back.
+TEST(Tool, WritesJedecFiles) {
+  fusekit::testing::TempDir dir;
+  const std::string isc = dir.Path("t.isc");
+  const std::string back = dir.Path("back.jed");
+  ASSERT_EQ(RunTool("convert " + kSample + " " + isc + " --device TV64").status, 0);
+  ToolRun run = RunTool("convert " + isc + " " + back + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "written for TV64, 2304 fuses")) << run.out;
+  EXPECT_EQ(RunTool("compare " + back + " " + kSample + " -o " + dir.Path("r.txt")).status, 0);
+  EXPECT_EQ(RunTool("convert " + isc + " " + back).status, 2) << "a JEDEC file needs --device";
+
+  run = RunTool("usercode " + back + " 0xCAFEF00D");
+  EXPECT_EQ(run.status, 0) << run.out;
+  run = RunTool("check " + back);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "usercode CAFEF00D")) << run.out;
+  EXPECT_EQ(RunTool("usercode " + back + " \"'TV64'\" -o " + dir.Path("u.jed")).status, 0);
+  EXPECT_TRUE(Contains(RunTool("check " + dir.Path("u.jed")).out, "usercode 54563634"));
+  run = RunTool("usercode " + back + " 0x1CAFEF00D");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_TRUE(Contains(run.out, "does not fit in 32 bits")) << run.out;
+  EXPECT_EQ(RunTool("usercode " + back + " zz").status, 2);
+
+  const std::string chain = dir.Path("chain.jed");
+  run = RunTool("merge " + chain + " " + back + " " + kSample + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  run = RunTool("split " + chain + " -o " + dir.Path("piece"));
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_EQ(RunTool("compare " + dir.Path("piece_1.jed") + " " + back).status, 0);
+  EXPECT_EQ(RunTool("compare " + dir.Path("piece_2.jed") + " " + kSample).status, 0);
+  EXPECT_EQ(RunTool("merge " + back + " " + back).status, 2) << "the output is an input";
+  EXPECT_EQ(RunTool("split " + kSample + " -o " + dir.Path("x")).status, 3) << "not a chain";
+}
+
 }  // namespace

@@ -68,6 +68,8 @@ void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_statu
 void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddExtractCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddDumpCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+// usercode, merge and split.
+void AddJedecWriteCommands(CLI::App& app, const GlobalOptions& options, int& exit_status);
 
 }  // namespace fusekit::cli
 

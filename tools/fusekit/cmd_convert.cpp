@@ -6,6 +6,7 @@
 #include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/image_support.h"
+#include "tools/fusekit/jedec_support.h"
 #include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
@@ -25,7 +26,15 @@ struct ConvertOptions {
 };
 
 // The route a conversion takes, decided from the names before anything is opened.
-enum class Route { kModels, kBitstreamForm, kRecords, kBitstreamToIsc, kImageToIsc, kJedecToIsc };
+enum class Route {
+  kModels,
+  kBitstreamForm,
+  kRecords,
+  kBitstreamToIsc,
+  kImageToIsc,
+  kJedecToIsc,
+  kToJedec
+};
 
 // Checks the arguments and picks the route; kExitOk, or the exit status after a message.
 int ChooseRoute(ConvertOptions& convert, Route& route) {
@@ -59,6 +68,14 @@ int ChooseRoute(ConvertOptions& convert, Route& route) {
       return kExitUsage;
     }
     route = Route::kBitstreamForm;
+    return kExitOk;
+  }
+  if (out == ".jed") {
+    if (convert.device.empty()) {
+      Complain("", "writing a JEDEC file needs --device");
+      return kExitUsage;
+    }
+    route = Route::kToJedec;
     return kExitOk;
   }
   // An output without an ending of its own (a device such as /dev/full, a pipe) takes the form
@@ -150,6 +167,8 @@ int Convert(const GlobalOptions& options, ConvertOptions convert) {
                                convert.creator);
     case Route::kJedecToIsc:
       return ConvertJedecToIsc(options, convert, output);
+    case Route::kToJedec:
+      return ConvertToJedec(options, convert.input, output, convert.device, convert.creator);
   }
   return kExitUsage;
 }
@@ -158,10 +177,12 @@ int Convert(const GlobalOptions& options, ConvertOptions convert) {
 
 void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_status) {
   CLI::App* command = app.add_subcommand(
-      "convert", "Convert a JEDEC file or an image to an ISC data file, or records to a binary");
+      "convert",
+      "Convert a JEDEC file, bitstream or image to an ISC data file or a JEDEC file, or records "
+      "to a binary");
   auto convert = std::make_shared<ConvertOptions>();
   command->add_option("IN", convert->input, "the JEDEC file, bitstream, image or record file");
-  command->add_option("OUT", convert->output, "the file to write (.isc, .bin, .bit or .rbt)");
+  command->add_option("OUT", convert->output, "the file to write (.isc, .jed, .bin, .bit or .rbt)");
   command->add_option("--config", convert->config, "with OUT.isc: a configuration bitstream");
   command->add_option("--readback", convert->readback, "with OUT.isc: a read-back bitstream");
   command->add_option("--mask", convert->mask, "with OUT.isc: a read-back mask");

@@ -147,6 +147,21 @@ int ConvertRecordsToBinary(const std::string& input, OutputFile& output, int ali
   return kExitOk;
 }
 
+int ReadImageInto(const std::string& input, DeviceInfo& device, SVFPlusData& data) {
+  if (!ImageFitsDevice(input, device)) return kExitInvalidInput;
+  TemporaryFolderOf scratch({"image.bin", "tmpBitstream.bit"});
+  if (!scratch.Ready()) {
+    Complain("", "cannot make a scratch folder in " + TemporaryFolder());
+    return kExitInvalidInput;
+  }
+  const int read = ReadImage(input, device, data, scratch);
+  if (read < 0) {
+    ComplainStatus(input, "cannot be read as an image for " + std::string(device.GetName()), read);
+    return kExitInvalidInput;
+  }
+  return kExitOk;
+}
+
 int ConvertImageToIsc(const GlobalOptions& options, const std::string& input, OutputFile& output,
                       const std::string& device_name, const std::string& entity,
                       const std::string& creator) {
@@ -157,18 +172,8 @@ int ConvertImageToIsc(const GlobalOptions& options, const std::string& input, Ou
   DeviceInfo device;
   if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
     return status;
-  if (!ImageFitsDevice(input, device)) return kExitInvalidInput;
-  TemporaryFolderOf scratch({"image.bin", "tmpBitstream.bit"});
-  if (!scratch.Ready()) {
-    Complain("", "cannot make a scratch folder");
-    return kExitInvalidInput;
-  }
   SVFPlusData data;
-  const int read = ReadImage(input, device, data, scratch);
-  if (read < 0) {
-    ComplainStatus(input, "cannot be read as an image for " + device_name, read);
-    return kExitInvalidInput;
-  }
+  if (const int status = ReadImageInto(input, device, data); status != kExitOk) return status;
   const std::string entity_name = entity.empty() ? device.GetName() : entity;
   const int checksum = SVFPlus2ISC(&data, nullptr, output.Path().c_str(), entity_name.c_str(), 0, 0,
                                    creator.c_str());

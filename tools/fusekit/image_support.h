@@ -26,6 +26,11 @@ int ConvertImageToIsc(const GlobalOptions& options, const std::string& input, Ou
                       const std::string& device_name, const std::string& entity,
                       const std::string& creator);
 
+// Reads an image (binary, hex text, Intel hex, MCS, S-records, Tektronix) into data for the
+// device, refusing one larger than the device can hold. kExitOk, or the exit status after a
+// message.
+int ReadImageInto(const std::string& input, DeviceInfo& device, SVFPlusData& data);
+
 // info IMAGE.
 int ImageInfo(const std::string& path, const std::string& label);
 

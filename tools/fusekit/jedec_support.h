@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
 
@@ -22,6 +23,11 @@ std::string WhyFieldsEndEarly(const std::string& path);
 
 // The most fuses a generic record may take from path's QF.
 unsigned long MostFusesOfGenericRecord(const std::string& path);
+
+// convert IN OUT.jed --device NAME: any file that holds programming data for the device (ISC,
+// JEDEC, bitstream, image) written as a JEDEC file.
+int ConvertToJedec(const GlobalOptions& options, const std::string& input, OutputFile& output,
+                   const std::string& device_name, const std::string& creator);
 
 // Whether the JEDEC transmission checksum of path would hold with its line ends converted:
 // "LF to CR LF", "CR LF to LF", or "" when neither helps.

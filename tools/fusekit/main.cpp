@@ -25,6 +25,7 @@ int main(int argc, char** argv) {
   AddDumpCommand(app, options, exit_status);
   AddConvertCommand(app, options, exit_status);
   AddExtractCommand(app, options, exit_status);
+  AddJedecWriteCommands(app, options, exit_status);
 
   try {
     app.parse(argc, argv);
