@@ -79,7 +79,8 @@ const char* MainFieldName(const DeviceInfo& device) {
 }
 
 // The usercode bits of the U field, logical bit 0 first, as many as the logical length: the
-// inverse of the usercode rule of the reader. Positions the mask forces carry nothing and are passed over.
+// inverse of the usercode rule of the reader. Positions the mask forces carry nothing and are
+// passed over.
 std::string UsercodeDigits(const KvByteBuffer& row, std::uint64_t physical, std::uint64_t logical,
                            const std::string& mask) {
   const std::uint64_t row_bits = (physical + 7) / 8 * 8;
