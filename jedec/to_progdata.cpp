@@ -26,6 +26,24 @@
 
 namespace fusekit::jedec {
 
+std::vector<bool> UsercodeMaskPositions(const std::string& mask, std::uint64_t physical_bits) {
+  const std::uint64_t row_bits = (physical_bits + 7) / 8 * 8;
+  std::vector<bool> forced(static_cast<std::size_t>(row_bits), false);
+  if (mask.empty()) return forced;
+  // The mask's last ceil(P/4) digits as one number, bit p (from the least significant) for row
+  // position p; an odd digit count is completed with a low nibble of ones.
+  const std::size_t digits = static_cast<std::size_t>((physical_bits + 3) / 4);
+  std::string tail = mask.size() > digits ? mask.substr(mask.size() - digits) : mask;
+  if (tail.size() % 2 == 1) tail += 'F';
+  std::uint64_t p = 0;
+  for (std::size_t d = tail.size(); d-- > 0;) {
+    const unsigned nibble = util_HexAnsi2Hex(tail[d]);
+    for (int b = 0; b < 4 && p < row_bits; ++b, ++p)
+      forced[static_cast<std::size_t>(p)] = (nibble >> b) & 1u;
+  }
+  return forced;
+}
+
 std::vector<std::uint8_t> UsercodeRow(const std::uint16_t* usercode_map,
                                       std::uint64_t physical_bits, std::uint64_t logical_bits,
                                       const std::string& mask) {
@@ -41,20 +59,7 @@ std::vector<std::uint8_t> UsercodeRow(const std::uint16_t* usercode_map,
       placed[static_cast<std::size_t>(pad + logical_bits - 1 - i)] = bit;
     }
   }
-  // The mask's last ceil(P/4) digits as one number, bit p (from the least significant) for
-  // row position p; an odd digit count is completed with a low nibble of ones.
-  std::vector<bool> forced(static_cast<std::size_t>(row_bits), false);
-  if (!mask.empty()) {
-    const std::size_t digits = static_cast<std::size_t>((physical_bits + 3) / 4);
-    std::string tail = mask.size() > digits ? mask.substr(mask.size() - digits) : mask;
-    if (tail.size() % 2 == 1) tail += 'F';
-    std::uint64_t p = 0;
-    for (std::size_t d = tail.size(); d-- > 0;) {
-      const unsigned nibble = util_HexAnsi2Hex(tail[d]);
-      for (int b = 0; b < 4 && p < row_bits; ++b, ++p)
-        forced[static_cast<std::size_t>(p)] = (nibble >> b) & 1u;
-    }
-  }
+  const std::vector<bool> forced = UsercodeMaskPositions(mask, physical_bits);
   std::vector<std::uint8_t> row(static_cast<std::size_t>(row_bits / 8), 0);
   std::size_t next = 0;
   for (std::uint64_t p = 0; p < row_bits; ++p) {

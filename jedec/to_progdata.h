@@ -11,6 +11,11 @@
 
 namespace fusekit::jedec {
 
+// The positions of a usercode row (of physical_bits bits, padded to whole bytes, position 0 the
+// most significant bit of byte 0) that the mask (hex text) forces to 1: bit p of the number its
+// last ceil(P/4) digits make, an odd digit count completed with a low nibble of ones.
+std::vector<bool> UsercodeMaskPositions(const std::string& mask, std::uint64_t physical_bits);
+
 // The "Usercode_TDI" row of physical_bits bits from logical_bits usercode bits (bit i of the
 // usercode is bit 15 - i % 16 of word i / 16 of the map), placed in order for physical lengths
 // of 16 and 32 and by the reversal rule otherwise, then spread over the positions that the

@@ -17,6 +17,7 @@
 #include "jedec/geometry.h"
 #include "jedec/jedec_format.h"
 #include "jedec/jedec_text.h"
+#include "jedec/to_progdata.h"
 
 namespace fusekit::jedec {
 namespace {
@@ -85,18 +86,7 @@ std::string UsercodeDigits(const KvByteBuffer& row, std::uint64_t physical, std:
                            const std::string& mask) {
   const std::uint64_t row_bits = (physical + 7) / 8 * 8;
   const std::uint64_t pad = row_bits - physical;
-  std::vector<bool> forced(static_cast<std::size_t>(row_bits), false);
-  if (!mask.empty()) {
-    const std::size_t digits = static_cast<std::size_t>((physical + 3) / 4);
-    std::string tail = mask.size() > digits ? mask.substr(mask.size() - digits) : mask;
-    if (tail.size() % 2 == 1) tail += 'F';
-    std::uint64_t p = 0;
-    for (std::size_t d = tail.size(); d-- > 0;) {
-      const unsigned nibble = util_HexAnsi2Hex(tail[d]);
-      for (int b = 0; b < 4 && p < row_bits; ++b, ++p)
-        forced[static_cast<std::size_t>(p)] = (nibble >> b) & 1u;
-    }
-  }
+  const std::vector<bool> forced = UsercodeMaskPositions(mask, physical);
   std::vector<bool> placed;
   for (std::uint64_t p = 0; p < row_bits; ++p) {
     if (!forced[static_cast<std::size_t>(p)]) placed.push_back(RowBit(row, p));
