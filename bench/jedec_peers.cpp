@@ -2,8 +2,11 @@
 //   jedec_peers FILE FUSES
 // prints the time of reading FILE with fread in 1 MiB blocks, of JEDEC2SVFPlus and of
 // fnJEDFileCompare of FILE with itself (best of three runs each), their ratios to the floor, and
-// the peak memory the conversion added, in bytes per fuse.
+// the peak memory the conversion added, in bytes per fuse; then SVFPlus2JEDEC writing the data
+// back beside its own floors (fwrite of a file of that size, fread of what it wrote) and the
+// memory it adds.
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -74,5 +77,40 @@ int main(int argc, char** argv) {
               report.c_str());
   std::printf("peak memory added by JEDEC2SVFPlus: %.1f MiB, %.3f bytes per fuse\n", peak / 1024.0,
               static_cast<double>(peak) * 1024.0 / static_cast<double>(fuses));
+
+  // The writer: the data read back out as a JEDEC file, beside the floors of the same work
+  // (writing a file of the written file's size, and reading it back).
+  SVFPlusData data;
+  JEDEC2SVFPlus(path.data(), &device, 1, &data, "", "", "", "");
+  const std::string written =
+      access("/dev/shm", W_OK) == 0 ? "/dev/shm/fusekit-bench-written.jed" : path + ".written";
+  const double writer =
+      BestSeconds([&] { SVFPlus2JEDEC(&data, &device, 1, written.c_str(), "fusekit bench"); });
+  const std::size_t written_bytes = fusekit::bench::FileSize(written);
+  const double read_back = ReadFloor(written);
+  const double write_floor = fusekit::bench::WriteFloor(written + ".floor", written_bytes);
+  std::printf("%-34s %10.1f %12.2f   (x the sum of its floors: %.2f)\n", "SVFPlus2JEDEC, same file",
+              writer * 1e3, writer / floor, writer / (write_floor + read_back));
+  std::printf("%-34s %10.1f\n", "  floor: fwrite of its size", write_floor * 1e3);
+  std::printf("%-34s %10.1f\n", "  floor: fread of what it wrote", read_back * 1e3);
+  // Its memory, measured in a child that starts with the data already in memory.
+  int channel[2];
+  if (pipe(channel) == 0) {
+    const pid_t child = fork();
+    if (child == 0) {
+      const long start = PeakKilobytes();
+      SVFPlus2JEDEC(&data, &device, 1, written.c_str(), "fusekit bench");
+      const long added = PeakKilobytes() - start;
+      if (write(channel[1], &added, sizeof added) != sizeof added) _exit(1);
+      _exit(0);
+    }
+    long added = -1;
+    if (read(channel[0], &added, sizeof added) == sizeof added) {
+      std::printf("peak memory added by SVFPlus2JEDEC: %.1f MiB, %.3f bytes per fuse\n",
+                  added / 1024.0, static_cast<double>(added) * 1024.0 / static_cast<double>(fuses));
+    }
+    waitpid(child, nullptr, 0);
+  }
+  std::remove(written.c_str());
   return 0;
 }

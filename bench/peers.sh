@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Side-by-side speed figures, in one run, on generated inputs (never committed):
 #   JEDEC: a file of 100,000,000 fuses (128 digits a line) read by JEDEC2SVFPlus and compared
-#   with itself by fnJEDFileCompare, beside reading the same file with fread (the I/O floor).
+#   with itself by fnJEDFileCompare, beside reading the same file with fread (the I/O floor);
+#   then written back by SVFPlus2JEDEC beside the fwrite and fread floors of what it writes.
 #   Images: a 32 MiB image as Intel hex, S3 records and extended Tektronix converted to binary
 #   by fusekit, srec_cat and objcopy, beside the fread floor of each input.
 #   Bitstreams: a 32 MiB configuration bitstream written by the generator, read by BIT2SVFPlus

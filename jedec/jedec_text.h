@@ -4,8 +4,11 @@
 #define FUSEKIT_JEDEC_JEDEC_TEXT_H
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
+
+#include "fusekit/progdata.h"
 
 namespace fusekit::jedec {
 
@@ -33,6 +36,50 @@ std::string AsNoteText(const std::string& line);
 
 // The lines of a text without their line ends ("\n" or "\r\n"); empty lines are kept.
 std::vector<std::string> LinesOf(const std::string& text);
+
+// The JEDEC C value built up fuse by fuse: fuse n set adds bit n % 8 of byte n / 8 to the sum of
+// bytes, that is 1 << n % 8.
+class FuseChecksummer {
+ public:
+  void AddFuse(std::uint64_t n) { sum_ += 1u << (n % 8); }
+  // Bytes of eight fuses each from a multiple of eight on (fuse n + j in bit j), summed.
+  void AddBytes(std::uint32_t sum_of_bytes) { sum_ += sum_of_bytes; }
+  unsigned Value() const { return sum_ & 0xFFFF; }
+
+ private:
+  std::uint32_t sum_ = 0;
+};
+
+// A JEDEC file written as it is made, from STX on, with the transmission checksum of everything
+// put and, at the end, after ETX.
+class JedecTextWriter {
+ public:
+  JedecTextWriter();
+  ~JedecTextWriter();
+  JedecTextWriter(const JedecTextWriter&) = delete;
+  JedecTextWriter& operator=(const JedecTextWriter&) = delete;
+
+  bool Open(const char* path);
+  void Put(const std::string& text);
+  // The L field of columns from up to to of a row of width fuses laid out by the row layout
+  // (column c is bit pad + width - 1 - c; a null row gives zeros), whose column 0 is fuse
+  // start; the fuses set are added to checksum.
+  void PutFuses(const KvByteBuffer* row, std::uint64_t width, std::uint64_t start,
+                std::uint64_t from, std::uint64_t to, FuseChecksummer& checksum);
+  // Writes the transmission checksum and closes the file: the checksum (0 to 0xFFFF), or -19
+  // when any write failed.
+  int Finish();
+
+ private:
+  void Flush();
+  // Room for count characters at the end of the buffer, written out first when it is short.
+  char* Room(std::size_t count);
+
+  std::FILE* file_ = nullptr;
+  std::vector<char> buffer_;
+  std::size_t used_ = 0;
+  std::uint32_t sum_ = 0;
+};
 
 // A header block (BuildJEDHeader's): its first line the design text, its further non-empty
 // lines the notes.

@@ -30,23 +30,25 @@ bool RowBit(const KvByteBuffer& row, std::uint64_t p) {
   return index < row.GetDataSize() && ((row.ReadData(index) >> (7 - p % 8)) & 1u) != 0;
 }
 
-// The fuses of a row of width bits, column 0 first: column c is bit pad + width - 1 - c.
-void ColumnsOf(const KvByteBuffer& row, std::uint64_t width, std::uint8_t* fuses) {
-  const std::uint64_t pad = (8 - width % 8) % 8;
-  for (std::uint64_t c = 0; c < width; ++c) fuses[c] = RowBit(row, pad + width - 1 - c) ? 1 : 0;
-}
+// One L field of the fuse list: a row of a field (or, without one, fuses that programming data
+// does not hold, written as 0) from fuse start on.
+struct Segment {
+  const KvByteBuffer* row;
+  std::uint64_t start;
+  std::uint64_t width;
+};
 
-// A field's rows into the fuse list from fuse start on, rows of width bits. False when the field
-// does not have rows of that shape.
-bool PlaceRows(const SVFDataField& field, const ArrayGeometry& geometry, bool reversed,
-               std::uint64_t start, std::vector<std::uint8_t>& fuses) {
+// A field's rows as segments from fuse start on, rows of width bits, the last row first when
+// reversed. False when the field does not have rows of that shape.
+bool AddRowSegments(const SVFDataField& field, const ArrayGeometry& geometry, bool reversed,
+                    std::uint64_t start, std::vector<Segment>& segments) {
   if (static_cast<std::uint64_t>(field.GetRowCount()) != geometry.rows) return false;
-  if (start + geometry.Fuses() > fuses.size()) return false;
   for (std::uint64_t r = 0; r < geometry.rows; ++r) {
     const int row_number = static_cast<int>(reversed ? geometry.rows - r : r + 1);
     const KvByteBuffer* row = field.GetRow(row_number);
     if (row == nullptr || field.GetRowWidth(row_number) != geometry.width) return false;
-    ColumnsOf(*row, geometry.width, fuses.data() + start + r * geometry.width);
+    if (static_cast<std::uint64_t>(row->GetDataSize()) < (geometry.width + 7) / 8) return false;
+    segments.push_back({row, start + r * geometry.width, geometry.width});
   }
   return true;
 }
@@ -101,12 +103,14 @@ std::string UsercodeDigits(const KvByteBuffer& row, std::uint64_t physical, std:
   return bits;
 }
 
-// The bits of a one-row field laid out by the reversal rule, column 0 first.
+// The bits of a one-row field laid out by the reversal rule, column 0 first: column c is bit
+// pad + width - 1 - c of the row.
 std::string ReversedRowDigits(const KvByteBuffer& row, std::uint64_t width) {
-  std::vector<std::uint8_t> fuses(static_cast<std::size_t>(width));
-  ColumnsOf(row, width, fuses.data());
+  const std::uint64_t pad = (8 - width % 8) % 8;
   std::string digits(static_cast<std::size_t>(width), '0');
-  for (std::size_t c = 0; c < fuses.size(); ++c) digits[c] = fuses[c] != 0 ? '1' : '0';
+  for (std::uint64_t c = 0; c < width; ++c) {
+    if (RowBit(row, pad + width - 1 - c)) digits[static_cast<std::size_t>(c)] = '1';
+  }
   return digits;
 }
 
@@ -122,13 +126,12 @@ unsigned long PinCount(const DeviceInfo& device) {
 }
 
 struct Sections {
-  std::vector<std::string> notes;   // notes the reader reads flags from
-  std::uint64_t end_data = 0;       // the fuse the END-data note stands before, 0 for none
-  std::vector<std::uint8_t> fuses;  // the fuse list, one byte a fuse
-  std::vector<ArrayGeometry> rows;  // the L fields: where each row starts and its width
-  std::vector<std::uint64_t> starts;
-  std::string e_field;  // architecture digits, empty for none
-  std::string u_field;  // usercode (and SED) digits, empty for none
+  std::vector<std::string> notes;  // notes the reader reads flags from
+  std::uint64_t end_data = 0;      // the fuse the END-data note stands before, 0 for none
+  std::uint64_t fuse_count = 0;    // QF
+  std::vector<Segment> segments;   // the L fields, in fuse order
+  std::string e_field;             // architecture digits, empty for none
+  std::string u_field;             // usercode (and SED) digits, empty for none
 };
 
 // The fuse list and the E and U fields from the data, by the device's layout.
@@ -151,27 +154,22 @@ int Collect(const SVFPlusData& data, const DeviceInfo& record, int jtag, Section
     if (data.GetFlashCUFM2()) out.notes.push_back("NOTE USER MEMORY DATA UFM2");
   }
   if (data.GetEndDataLoc() > 0) out.end_data = static_cast<std::uint64_t>(data.GetEndDataLoc());
-  out.fuses.assign(device.GetFuseNumber(), 0);
+  out.fuse_count = device.GetFuseNumber();
   const ArrayGeometry main = MainArray(device);
   const bool reversed = (device.GetBitMapTransformation() & kBitMapReversedRows) != 0;
-  if (!PlaceRows(*main_field, main, reversed, 0, out.fuses)) return kStatusFieldMissing;
-  for (std::uint64_t r = 0; r < main.rows; ++r) {
-    out.starts.push_back(r * main.width);
-    out.rows.push_back({1, main.width});
-  }
-  const std::uint64_t e_start = main.Fuses() + PadringSectionFuses(device);
-  if (PadringSectionFuses(device) != 0) {
-    out.starts.push_back(main.Fuses());
-    out.rows.push_back({1, PadringSectionFuses(device)});
-  }
+  if (!AddRowSegments(*main_field, main, reversed, 0, out.segments)) return kStatusFieldMissing;
+  const std::uint64_t padring = PadringSectionFuses(device);
+  if (padring != 0) out.segments.push_back({nullptr, main.Fuses(), padring});
   const ArrayGeometry e_section = ESection(device);
   const SVFDataField* e_field = data.GetDataField("EFuseArray_TDI");
   if (e_section.rows != 0 && e_field != nullptr && e_field != main_field) {
-    if (!PlaceRows(*e_field, e_section, false, e_start, out.fuses)) return kStatusFieldMissing;
-    for (std::uint64_t r = 0; r < e_section.rows; ++r) {
-      out.starts.push_back(e_start + r * e_section.width);
-      out.rows.push_back({1, e_section.width});
-    }
+    if (!AddRowSegments(*e_field, e_section, false, main.Fuses() + padring, out.segments))
+      return kStatusFieldMissing;
+  }
+  // The writer never writes past the device's fuse count, whatever the data holds.
+  if (!out.segments.empty()) {
+    const Segment& last = out.segments.back();
+    if (last.start + last.width > out.fuse_count) return kStatusFieldMissing;
   }
   if (const SVFDataField* arch = data.GetDataField("ArchArray_TDI")) {
     const KvByteBuffer* row = arch->GetRow(1);
@@ -204,39 +202,40 @@ int Collect(const SVFPlusData& data, const DeviceInfo& record, int jtag, Section
   return kStatusOk;
 }
 
-// The file's text from STX to ETX; the header block before STX.
-std::string FileText(const SVFPlusData& data, const DeviceInfo& device, const Sections& s,
-                     const char* header) {
-  std::string text;
+// The file's text from STX to ETX, handed to a JedecTextWriter as it is made: the fuse list
+// goes out a row at a time, so the file never stands whole in memory.
+void EmitFile(const SVFPlusData& data, const DeviceInfo& device, const Sections& s,
+              const char* header, JedecTextWriter& out) {
   const HeaderFields header_fields = SplitHeaderBlock(header, device.GetName());
-  text += "\x02";
-  text += header_fields.design + "*" + kEol;
-  for (const std::string& note : header_fields.notes) text += note + "*" + kEol;
-  for (const std::string& note : s.notes) text += note + "*" + kEol;
+  out.Put("\x02" + header_fields.design + "*" + kEol);
+  for (const std::string& note : header_fields.notes) out.Put(note + "*" + kEol);
+  for (const std::string& note : s.notes) out.Put(note + "*" + kEol);
   if (const unsigned long pins = PinCount(device); pins != 0)
-    text += "QP" + std::to_string(pins) + "*" + kEol;
-  text += "QF" + std::to_string(s.fuses.size()) + "*" + kEol;
+    out.Put("QP" + std::to_string(pins) + "*" + kEol);
+  out.Put("QF" + std::to_string(s.fuse_count) + "*" + kEol);
   const int security = data.GetSecurity();
-  text += "G" +
+  out.Put("G" +
           std::to_string(KeepsGValue(device.GetFamily()) ? security : (security != 0 ? 1 : 0)) +
-          "*" + kEol;
-  text += std::string("F0*") + kEol;
-  for (std::size_t i = 0; i < s.rows.size(); ++i) {
-    const std::uint64_t start = s.starts[i];
-    const std::uint64_t end = start + s.rows[i].width;
+          "*" + kEol);
+  out.Put(std::string("F0*") + kEol);
+  FuseChecksummer checksum;
+  for (const Segment& segment : s.segments) {
+    const std::uint64_t end = segment.start + segment.width;
     // The END-data note stands right before the L field of its fuse, which starts there.
-    const bool split = s.end_data != 0 && s.end_data >= start && s.end_data < end;
-    if (split && s.end_data > start) AppendFuseField(text, s.fuses, start, s.end_data);
-    if (split) text += std::string("NOTE END CONFIG DATA*") + kEol;
-    AppendFuseField(text, s.fuses, split ? s.end_data : start, end);
+    const bool split = s.end_data != 0 && s.end_data >= segment.start && s.end_data < end;
+    const std::uint64_t cut = split ? s.end_data : segment.start;
+    if (cut > segment.start)
+      out.PutFuses(segment.row, segment.width, segment.start, 0, cut - segment.start, checksum);
+    if (split) out.Put(std::string("NOTE END CONFIG DATA*") + kEol);
+    out.PutFuses(segment.row, segment.width, segment.start, cut - segment.start, segment.width,
+                 checksum);
   }
-  char checksum[16];
-  std::snprintf(checksum, sizeof checksum, "C%.4X*", FuseChecksum(s.fuses));
-  text += checksum + std::string(kEol);
-  if (!s.e_field.empty()) text += "E" + s.e_field + "*" + kEol;
-  if (!s.u_field.empty()) text += "U" + UsercodeFieldText(s.u_field) + "*" + kEol;
-  text += "\x03";
-  return text;
+  char c_field[16];
+  std::snprintf(c_field, sizeof c_field, "C%.4X*", checksum.Value());
+  out.Put(c_field + std::string(kEol));
+  if (!s.e_field.empty()) out.Put("E" + s.e_field + "*" + kEol);
+  if (!s.u_field.empty()) out.Put("U" + UsercodeFieldText(s.u_field) + "*" + kEol);
+  out.Put("\x03");
 }
 
 int WriteJedec(SVFPlusData& data, DeviceInfo& device, int jtag, const char* file_name,
@@ -244,7 +243,10 @@ int WriteJedec(SVFPlusData& data, DeviceInfo& device, int jtag, const char* file
   if (IsRearrangedDevice(device)) return kNotLaidOut;
   Sections sections;
   if (const int status = Collect(data, device, jtag, sections); status != kStatusOk) return status;
-  return WriteJedecText(file_name, FileText(data, device, sections, header));
+  JedecTextWriter out;
+  if (!out.Open(file_name)) return kStatusCannotOpenFile;
+  EmitFile(data, device, sections, header, out);
+  return out.Finish();
 }
 
 // A copy of a field's rows under another name; with a mask, each bit the mask leaves out (0)
