@@ -1,6 +1,8 @@
 // Writes the fuses of a JEDEC file, as fusekit reads them, in the binary form of the other JEDEC
 // tool: the fuse count as four bytes, most significant first, then the fuses eight to a byte,
-// fuse n in bit n % 8 of byte n / 8.   jedec_fuses IN.jed OUT.bin
+// fuse n in bit n % 8 of byte n / 8; with a third name, also writes the file again from the
+// programming data it was read into (SVFPlus2JEDEC).
+//   jedec_fuses IN.jed OUT.bin [REWRITTEN.jed]
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -8,7 +10,7 @@
 #include <fusekit/fusekit.h>
 
 int main(int argc, char** argv) {
-  if (argc != 3) return 2;
+  if (argc != 3 && argc != 4) return 2;
   std::string path = argv[1];
   JEDECSummary summary;
   if (GetJEDECSummary(path.c_str(), &summary) != 0) return 3;
@@ -27,6 +29,14 @@ int main(int argc, char** argv) {
   if (status != 0) {
     std::fprintf(stderr, "%s: status %d (%s)\n", argv[1], status, fusekit::StatusText(status));
     return 3;
+  }
+  if (argc == 4) {
+    const int written = SVFPlus2JEDEC(&data, &device, 1, argv[3], nullptr);
+    if (written < 0) {
+      std::fprintf(stderr, "%s: written with status %d (%s)\n", argv[3], written,
+                   fusekit::StatusText(written));
+      return 3;
+    }
   }
   const KvByteBuffer* row = data.GetDataField("FuseArray_TDI")->GetRow(1);
   const unsigned pad = (fuses + 7) / 8 * 8 - fuses;
