@@ -561,7 +561,7 @@ TEST(Tool, WritesJedecFiles) {
   const std::string chain = dir.Path("chain.jed");
   run = RunTool("merge " + chain + " " + back + " " + kSample + " --device TV64");
   EXPECT_EQ(run.status, 0) << run.out;
-  run = RunTool("split " + chain + " -o " + dir.Path("piece"));
+  run = RunTool("split " + chain + " --device TV64 -o " + dir.Path("piece"));
   EXPECT_EQ(run.status, 0) << run.out;
   EXPECT_EQ(RunTool("compare " + dir.Path("piece_1.jed") + " " + back).status, 0);
   EXPECT_EQ(RunTool("compare " + dir.Path("piece_2.jed") + " " + kSample).status, 0);

@@ -210,7 +210,7 @@ std::size_t DevicesOfChain(const std::string& path) {
   return devices;
 }
 
-int Split(const ChainOptions& c) {
+int Split(const GlobalOptions& options, const ChainOptions& c) {
   if (c.inputs.size() != 1) {
     Complain("", "split takes one merged file");
     return kExitUsage;
@@ -234,6 +234,11 @@ int Split(const ChainOptions& c) {
     Complain(prefix, "cannot be written: its folder cannot take a work folder");
     return kExitInvalidInput;
   }
+  DeviceInfo device;
+  if (!c.device.empty()) {
+    if (const int status = DeviceByName(options, c.device, device); status != kExitOk)
+      return status;
+  }
   std::list<std::string> pieces;
   for (std::size_t n = 1; n <= DevicesOfChain(input); ++n)
     pieces.push_back(work + "/" + std::to_string(n) + ".jed");
@@ -249,6 +254,11 @@ int Split(const ChainOptions& c) {
       break;
     }
     std::printf("%s: device %zu\n", target.c_str(), n);
+    std::string written = target;
+    if (!c.device.empty() && VerifyJEDECfile(written.data(), &device, 1) != 0) {
+      Complain(target, "does not fit " + c.device);
+      exit_status = kExitInvalidInput;
+    }
   }
   if (result < 0) {
     ComplainStatus(input, "cannot be split into its devices", result);
@@ -287,7 +297,8 @@ void AddJedecWriteCommands(CLI::App& app, const GlobalOptions& options, int& exi
   split->add_option("IN", s->inputs, "the merged file")->required();
   split->add_option("-o,--output", s->prefix, "name the files PREFIX_1.jed, PREFIX_2.jed, ...")
       ->option_text("PREFIX");
-  split->callback([s, &exit_status] { exit_status = Split(*s); });
+  split->add_option("--device", s->device, "check every device's file against this device");
+  split->callback([&options, s, &exit_status] { exit_status = Split(options, *s); });
 }
 
 }  // namespace fusekit::cli
