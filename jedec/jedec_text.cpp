@@ -124,7 +124,8 @@ void JedecTextWriter::Put(const std::string& text) {
 }
 
 void JedecTextWriter::PutFuses(const KvByteBuffer* row, std::uint64_t width, std::uint64_t start,
-                               std::uint64_t from, std::uint64_t to, FuseChecksummer& checksum) {
+                               std::uint64_t from, std::uint64_t to, bool mirrored,
+                               FuseChecksummer& checksum) {
   // "L", the address in eight digits or more, a blank, a digit a fuse, "*" and the line end.
   char* out = Room(static_cast<std::size_t>(to - from) + 32);
   char* const begin = out;
@@ -138,7 +139,7 @@ void JedecTextWriter::PutFuses(const KvByteBuffer* row, std::uint64_t width, std
   const std::uint64_t pad = (8 - width % 8) % 8;
   const unsigned char* bytes = row != nullptr ? row->GetBuffer() : nullptr;
   std::uint64_t c = from;
-  if (bytes != nullptr && pad == 0 && from % 8 == 0 && (start + from) % 8 == 0) {
+  if (bytes != nullptr && !mirrored && pad == 0 && from % 8 == 0 && (start + from) % 8 == 0) {
     // Whole bytes: columns 8k to 8k + 7 are bits 0 to 7 of byte width / 8 - 1 - k, and those
     // eight fuses make one byte of the checksum as they stand.
     const ByteDigits& table = DigitsOfBytes();
@@ -152,7 +153,7 @@ void JedecTextWriter::PutFuses(const KvByteBuffer* row, std::uint64_t width, std
     checksum.AddBytes(sum);
   }
   for (; c < to; ++c) {
-    const std::uint64_t p = pad + width - 1 - c;
+    const std::uint64_t p = mirrored ? pad + c : pad + width - 1 - c;
     const bool set = bytes != nullptr && ((bytes[p / 8] >> (7 - p % 8)) & 1u) != 0;
     *out++ = set ? '1' : '0';
     if (set) checksum.AddFuse(start + c);

@@ -63,9 +63,10 @@ class JedecTextWriter {
   void Put(const std::string& text);
   // The L field of columns from up to to of a row of width fuses laid out by the row layout
   // (column c is bit pad + width - 1 - c; a null row gives zeros), whose column 0 is fuse
-  // start; the fuses set are added to checksum.
+  // start; the fuses set are added to checksum. A mirrored row is listed from its last column
+  // to its first (the file's column c is the row's column width - 1 - c).
   void PutFuses(const KvByteBuffer* row, std::uint64_t width, std::uint64_t start,
-                std::uint64_t from, std::uint64_t to, FuseChecksummer& checksum);
+                std::uint64_t from, std::uint64_t to, bool mirrored, FuseChecksummer& checksum);
   // Writes the transmission checksum and closes the file: the checksum (0 to 0xFFFF), or -19
   // when any write failed.
   int Finish();

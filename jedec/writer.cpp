@@ -36,6 +36,7 @@ struct Segment {
   const KvByteBuffer* row;
   std::uint64_t start;
   std::uint64_t width;
+  bool mirrored = false;  // listed from its last column to its first
 };
 
 // A field's rows as segments from fuse start on, rows of width bits, the last row first when
@@ -48,13 +49,23 @@ bool AddRowSegments(const SVFDataField& field, const ArrayGeometry& geometry, bo
     const KvByteBuffer* row = field.GetRow(row_number);
     if (row == nullptr || field.GetRowWidth(row_number) != geometry.width) return false;
     if (static_cast<std::uint64_t>(row->GetDataSize()) < (geometry.width + 7) / 8) return false;
-    segments.push_back({row, start + r * geometry.width, geometry.width});
+    segments.push_back({row, start + r * geometry.width, geometry.width, false});
   }
   return true;
 }
 
+bool IsSarn(const DeviceInfo& device) {
+  for (const char* name : {"Sarn14", "Sarn18", "Sarn22"}) {
+    if (std::strcmp(device.GetCodeName(), name) == 0) return true;
+  }
+  return false;
+}
+
+// Devices whose files the writer does not lay out: the 22V10 code names, whose array the reader
+// rearranges and whose architecture and usercode fuses stand inside the fuse list, and vendor
+// "Helvar", whose files the legacy fuse-map library writes.
 bool IsRearrangedDevice(const DeviceInfo& device) {
-  for (const char* name : {"22V10", "22LV10", "Sarn14", "Sarn18", "Sarn22"}) {
+  for (const char* name : {"22V10", "22LV10"}) {
     if (std::strcmp(device.GetCodeName(), name) == 0) return true;
   }
   return std::strcmp(device.GetVendor(), "Helvar") == 0;
@@ -158,8 +169,12 @@ int Collect(const SVFPlusData& data, const DeviceInfo& record, int jtag, Section
   const ArrayGeometry main = MainArray(device);
   const bool reversed = (device.GetBitMapTransformation() & kBitMapReversedRows) != 0;
   if (!AddRowSegments(*main_field, main, reversed, 0, out.segments)) return kStatusFieldMissing;
+  // The legacy switch devices list each row of the array from its last column to its first.
+  if (IsSarn(device)) {
+    for (Segment& segment : out.segments) segment.mirrored = true;
+  }
   const std::uint64_t padring = PadringSectionFuses(device);
-  if (padring != 0) out.segments.push_back({nullptr, main.Fuses(), padring});
+  if (padring != 0) out.segments.push_back({nullptr, main.Fuses(), padring, false});
   const ArrayGeometry e_section = ESection(device);
   const SVFDataField* e_field = data.GetDataField("EFuseArray_TDI");
   if (e_section.rows != 0 && e_field != nullptr && e_field != main_field) {
@@ -225,10 +240,11 @@ void EmitFile(const SVFPlusData& data, const DeviceInfo& device, const Sections&
     const bool split = s.end_data != 0 && s.end_data >= segment.start && s.end_data < end;
     const std::uint64_t cut = split ? s.end_data : segment.start;
     if (cut > segment.start)
-      out.PutFuses(segment.row, segment.width, segment.start, 0, cut - segment.start, checksum);
+      out.PutFuses(segment.row, segment.width, segment.start, 0, cut - segment.start,
+                   segment.mirrored, checksum);
     if (split) out.Put(std::string("NOTE END CONFIG DATA*") + kEol);
     out.PutFuses(segment.row, segment.width, segment.start, cut - segment.start, segment.width,
-                 checksum);
+                 segment.mirrored, checksum);
   }
   char c_field[16];
   std::snprintf(c_field, sizeof c_field, "C%.4X*", checksum.Value());

@@ -131,7 +131,7 @@ FUSEKIT_API int ReadUESInfo(char* path, DeviceInfo* device, int jtag, char* out)
 // array and the E section, C, the architecture row as E, the usercode (and SED bits) as U, ETX
 // and the transmission checksum. Result: the transmission checksum (0 to 0xFFFF); -100 null
 // data or device; -6 no file name; -1000 no main array field; -18 a field of another shape than
-// the device gives it; -16 a device whose fuse order is rearranged (22V10, Sarn) or whose files
+// the device gives it; -16 a device whose fuse order is rearranged (22V10) or whose files
 // the legacy library writes ("Helvar"); -3 out of memory; -13 the file cannot be opened; -19 it
 // could not be written whole.
 FUSEKIT_API int SVFPlus2JEDEC(SVFPlusData* data, DeviceInfo* device, int jtag, const char* fileName,

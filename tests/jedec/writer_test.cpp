@@ -50,6 +50,9 @@ struct Case {
   const char* what;
   std::function<DeviceInfo()> device;
   std::function<void(JedecBuilder&)> file;
+  // A usercode position the mask forces reads as 1 whatever the file held: such a file is not
+  // given back text for text, only its programming data is.
+  bool same_file = true;
 };
 
 DeviceInfo Made(const char* family, unsigned rows, unsigned width,
@@ -113,6 +116,17 @@ TEST(JedecWriter, ReadWriteReadGivesTheSameDataForEveryLayout) {
          });
        },
        [](JedecBuilder& b) { b.g = 3; }},
+      {"a switch device: rows mirrored, listed last first, a masked 48-bit usercode",
+       [] {
+         return Made("ispSarn", 8, 10, [](DeviceInfo& d) {
+           d.SetCodeName("Sarn18");
+           d.SetBitMapTransformation(1);
+           d.SetPhysicalUESLength(48);
+           d.SetjtagLogicalUESLength(48);
+           d.SetjtagUESMask("F0F0F0000000");
+         });
+       },
+       [](JedecBuilder& b) { b.extra_fields = "UH123456789ABC*\n"; }, false},
       {"Fendra2: 128-bit rows after the Padring section",
        [] {
          return Made("CorvaneFendra2", 2, 128, [](DeviceInfo& d) {
@@ -186,8 +200,11 @@ TEST(JedecWriter, ReadWriteReadGivesTheSameDataForEveryLayout) {
     unsigned short computed = 0, stored = 0;
     EXPECT_EQ(ValidTransmissionChecksum(name.data(), &computed, &stored), 1);
     EXPECT_EQ(stored, transmission);
-    EXPECT_EQ(fnJEDFileCompare(written.c_str(), original.c_str(), dir.Path("r.txt").c_str()), 0)
-        << ReadFile(dir.Path("r.txt"));
+    const int differing =
+        fnJEDFileCompare(written.c_str(), original.c_str(), dir.Path("r.txt").c_str());
+    if (c.same_file) {
+      EXPECT_EQ(differing, 0) << ReadFile(dir.Path("r.txt"));
+    }
   }
 }
 
@@ -511,7 +528,7 @@ TEST(JedecWriter, EveryDeviceOfTheBuiltInDatabaseRoundTrips) {
     const std::string written = dir.Path("written.jed");
     const int result = SVFPlus2JEDEC(&first, &device, 1, written.c_str(), nullptr);
     const std::string code = device.GetCodeName();
-    if (code == "22V10" || code == "Sarn18" || std::string(device.GetVendor()) == "Helvar") {
+    if (code == "22V10" || std::string(device.GetVendor()) == "Helvar") {
       EXPECT_EQ(result, -16) << "a fuse order the writer does not lay out";
       continue;
     }
@@ -523,7 +540,7 @@ TEST(JedecWriter, EveryDeviceOfTheBuiltInDatabaseRoundTrips) {
         << ReadFile(dir.Path("r.txt")).substr(ReadFile(dir.Path("r.txt")).size() - 600);
     ++written_devices;
   }
-  EXPECT_EQ(written_devices, 16) << "every device but the three whose fuse order is rearranged";
+  EXPECT_EQ(written_devices, 17) << "every device but the 22V10 and the Grend PLD";
 }
 
 }  // namespace
