@@ -62,4 +62,16 @@ ArrayGeometry ESection(const DeviceInfo& device) {
   return {device.GetERow(), e_length};
 }
 
+bool Is22V10(const DeviceInfo& device) {
+  return std::strcmp(device.GetCodeName(), kCode22V10) == 0 ||
+         std::strcmp(device.GetCodeName(), kCode22LV10) == 0;
+}
+
+bool IsSarn(const DeviceInfo& device) {
+  for (const char* name : kSarnCodeNames) {
+    if (std::strcmp(device.GetCodeName(), name) == 0) return true;
+  }
+  return false;
+}
+
 }  // namespace fusekit::jedec

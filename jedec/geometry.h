@@ -42,6 +42,12 @@ bool HasWide128Rows(const char* family);
 // True for the families whose rows are 2048 bits wide.
 bool HasWide2048Rows(const char* family);
 
+// The 22V10 code names ("22V10", "22LV10"), whose array the reader rearranges into the device's
+// own order and whose architecture and usercode fuses stand inside the fuse list.
+bool Is22V10(const DeviceInfo& device);
+// The legacy switch devices (Sarn code names), whose files list each row last column first.
+bool IsSarn(const DeviceInfo& device);
+
 }  // namespace fusekit::jedec
 
 #endif  // FUSEKIT_JEDEC_GEOMETRY_H

@@ -22,18 +22,6 @@
 namespace fusekit::jedec {
 namespace {
 
-bool Is22V10(const DeviceInfo& device) {
-  return std::strcmp(device.GetCodeName(), kCode22V10) == 0 ||
-         std::strcmp(device.GetCodeName(), kCode22LV10) == 0;
-}
-
-bool IsSarn(const DeviceInfo& device) {
-  for (const char* name : kSarnCodeNames) {
-    if (std::strcmp(device.GetCodeName(), name) == 0) return true;
-  }
-  return false;
-}
-
 // Families whose usercode follows the architecture bits even when the file has no E field:
 // the architecture bytes are then inserted as zeros.
 bool PadsArchitecture(const char* family) {

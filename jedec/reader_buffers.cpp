@@ -26,11 +26,6 @@ std::size_t Bytes(std::uint64_t bits) {
   return static_cast<std::size_t>((bits + 7) / 8);
 }
 
-bool Is22V10(const DeviceInfo& device) {
-  return std::strcmp(device.GetCodeName(), kCode22V10) == 0 ||
-         std::strcmp(device.GetCodeName(), kCode22LV10) == 0;
-}
-
 // The side maps, sized alike by both allocations: two words a 32-bit group of each length.
 void AllocateSideMaps(const DeviceInfo& device, ReaderBuffers& b) {
   b.usercode_map.assign(2 * Groups32(device.GetPhysicalUESLength()) + 2, 0xFFFF);

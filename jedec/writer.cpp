@@ -54,21 +54,11 @@ bool AddRowSegments(const SVFDataField& field, const ArrayGeometry& geometry, bo
   return true;
 }
 
-bool IsSarn(const DeviceInfo& device) {
-  for (const char* name : {"Sarn14", "Sarn18", "Sarn22"}) {
-    if (std::strcmp(device.GetCodeName(), name) == 0) return true;
-  }
-  return false;
-}
-
 // Devices whose files the writer does not lay out: the 22V10 code names, whose array the reader
 // rearranges and whose architecture and usercode fuses stand inside the fuse list, and vendor
 // "Helvar", whose files the legacy fuse-map library writes.
 bool IsRearrangedDevice(const DeviceInfo& device) {
-  for (const char* name : {"22V10", "22LV10"}) {
-    if (std::strcmp(device.GetCodeName(), name) == 0) return true;
-  }
-  return std::strcmp(device.GetVendor(), "Helvar") == 0;
+  return Is22V10(device) || std::strcmp(device.GetVendor(), "Helvar") == 0;
 }
 
 bool KeepsGValue(const char* family) {
