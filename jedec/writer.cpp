@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -52,13 +53,6 @@ bool AddRowSegments(const SVFDataField& field, const ArrayGeometry& geometry, bo
     segments.push_back({row, start + r * geometry.width, geometry.width, false});
   }
   return true;
-}
-
-// Devices whose files the writer does not lay out: the 22V10 code names, whose array the reader
-// rearranges and whose architecture and usercode fuses stand inside the fuse list, and vendor
-// "Helvar", whose files the legacy fuse-map library writes.
-bool IsRearrangedDevice(const DeviceInfo& device) {
-  return Is22V10(device) || std::strcmp(device.GetVendor(), "Helvar") == 0;
 }
 
 bool KeepsGValue(const char* family) {
@@ -133,7 +127,41 @@ struct Sections {
   std::vector<Segment> segments;   // the L fields, in fuse order
   std::string e_field;             // architecture digits, empty for none
   std::string u_field;             // usercode (and SED) digits, empty for none
+  std::deque<KvByteBuffer> made;   // rows made for the list, which segments point into
 };
+
+// The E field from the architecture field and the U field from the usercode and SED fields.
+int CollectExtraFields(const SVFPlusData& data, const DeviceInfo& device, int jtag, Sections& out) {
+  if (const SVFDataField* arch = data.GetDataField("ArchArray_TDI")) {
+    const KvByteBuffer* row = arch->GetRow(1);
+    if (row == nullptr || arch->GetRowWidth(1) != device.GetARCHLength())
+      return kStatusFieldMissing;
+    out.e_field = ReversedRowDigits(*row, device.GetARCHLength());
+  }
+  if (const SVFDataField* usercode = data.GetDataField("Usercode_TDI")) {
+    const std::uint64_t physical = device.GetPhysicalUESLength();
+    const std::uint64_t logical =
+        jtag != 0 ? device.GetjtagLogicalUESLength() : device.GetispLogicalUESLength();
+    const KvByteBuffer* row = usercode->GetRow(1);
+    if (row != nullptr && physical != 0) {
+      out.u_field = UsercodeDigits(*row, physical, logical,
+                                   jtag != 0 ? device.GetjtagUESMask() : device.GetispUESMask());
+    }
+  }
+  const SVFDataField* sed = data.GetDataField("SEDArray_TDI");
+  if (sed != nullptr && device.GetSEDLength() != 0 && sed->GetRow(1) != nullptr) {
+    // The SED bits follow the whole physical usercode: the bits past the logical ones are 1.
+    out.u_field.resize(device.GetPhysicalUESLength(), '1');
+    out.u_field += ReversedRowDigits(*sed->GetRow(1), device.GetSEDLength());
+    // The reader gives 1 for every bit a U field does not reach: trailing ones past the usercode
+    // need not be written, and a file whose SED bits were never given keeps its short U field.
+    const std::size_t usercode_bits = std::min<std::size_t>(
+        device.GetPhysicalUESLength(),
+        jtag != 0 ? device.GetjtagLogicalUESLength() : device.GetispLogicalUESLength());
+    while (out.u_field.size() > usercode_bits && out.u_field.back() == '1') out.u_field.pop_back();
+  }
+  return kStatusOk;
+}
 
 // The fuse list and the E and U fields from the data, by the device's layout.
 int Collect(const SVFPlusData& data, const DeviceInfo& record, int jtag, Sections& out) {
@@ -176,33 +204,63 @@ int Collect(const SVFPlusData& data, const DeviceInfo& record, int jtag, Section
     const Segment& last = out.segments.back();
     if (last.start + last.width > out.fuse_count) return kStatusFieldMissing;
   }
-  if (const SVFDataField* arch = data.GetDataField("ArchArray_TDI")) {
-    const KvByteBuffer* row = arch->GetRow(1);
-    if (row == nullptr || arch->GetRowWidth(1) != device.GetARCHLength())
-      return kStatusFieldMissing;
-    out.e_field = ReversedRowDigits(*row, device.GetARCHLength());
+  return CollectExtraFields(data, device, jtag, out);
+}
+
+// A row in the row layout holding digits ('0' or '1', column 0 first): column c is bit
+// pad + width - 1 - c.
+KvByteBuffer RowOfDigits(const std::string& digits) {
+  const std::uint64_t width = digits.size();
+  const std::uint64_t pad = (8 - width % 8) % 8;
+  std::vector<unsigned char> bytes(static_cast<std::size_t>((width + 7) / 8), 0);
+  for (std::uint64_t c = 0; c < width; ++c) {
+    const std::uint64_t p = pad + width - 1 - c;
+    if (digits[static_cast<std::size_t>(c)] == '1')
+      bytes[p / 8] |= static_cast<unsigned char>(0x80u >> (p % 8));
   }
-  if (const SVFDataField* usercode = data.GetDataField("Usercode_TDI")) {
-    const std::uint64_t physical = device.GetPhysicalUESLength();
-    const std::uint64_t logical =
-        jtag != 0 ? device.GetjtagLogicalUESLength() : device.GetispLogicalUESLength();
-    const KvByteBuffer* row = usercode->GetRow(1);
-    if (row != nullptr && physical != 0) {
-      out.u_field = UsercodeDigits(*row, physical, logical,
-                                   jtag != 0 ? device.GetjtagUESMask() : device.GetispUESMask());
+  KvByteBuffer row;
+  if (!bytes.empty() && row.AppendData(bytes.data(), static_cast<unsigned>(bytes.size())) == 0)
+    throw std::bad_alloc();
+  return row;
+}
+
+void AddDigitsSegment(Sections& out, const std::string& digits, std::uint64_t start) {
+  out.made.push_back(RowOfDigits(digits));
+  out.segments.push_back({&out.made.back(), start, digits.size(), false});
+}
+
+// The 22V10 list: the array as 132 product terms of 44 fuses (fuse p * 44 + a is device row a,
+// column p, the inverse of the reader's rearrangement), then the architecture fuses and the 64
+// usercode fuses, all inside the fuse list with no E or U field.
+int Collect22V10(const SVFPlusData& data, const DeviceInfo& device, Sections& out) {
+  const ArrayGeometry main = MainArray(device);
+  if (main.rows != k22V10TermFuses || main.width != k22V10ProductTerms ||
+      main.Fuses() + device.GetARCHLength() != device.GetFuseNumber())
+    return kNotLaidOut;  // not the geometry the reader rearranges
+  const SVFDataField* array = data.GetDataField("FuseArray_TDI");
+  if (array == nullptr) return kStatusNoFuseArray;
+  std::vector<Segment> rows;
+  const bool reversed = (device.GetBitMapTransformation() & kBitMapReversedRows) != 0;
+  if (!AddRowSegments(*array, main, reversed, 0, rows)) return kStatusFieldMissing;
+  const std::uint64_t pad = (8 - main.width % 8) % 8;
+  for (std::uint64_t p = 0; p < main.width; ++p) {
+    std::string term(static_cast<std::size_t>(main.rows), '0');
+    for (std::uint64_t a = 0; a < main.rows; ++a) {
+      if (RowBit(*rows[a].row, pad + main.width - 1 - p)) term[a] = '1';
     }
+    AddDigitsSegment(out, term, p * main.rows);
   }
-  const SVFDataField* sed = data.GetDataField("SEDArray_TDI");
-  if (sed != nullptr && device.GetSEDLength() != 0 && sed->GetRow(1) != nullptr) {
-    // The SED bits follow the whole physical usercode: the bits past the logical ones are 1.
-    out.u_field.resize(device.GetPhysicalUESLength(), '1');
-    out.u_field += ReversedRowDigits(*sed->GetRow(1), device.GetSEDLength());
-    // The reader gives 1 for every bit a U field does not reach: trailing ones past the usercode
-    // need not be written, and a file whose SED bits were never given keeps its short U field.
-    const std::size_t usercode_bits = std::min<std::size_t>(
-        device.GetPhysicalUESLength(),
-        jtag != 0 ? device.GetjtagLogicalUESLength() : device.GetispLogicalUESLength());
-    while (out.u_field.size() > usercode_bits && out.u_field.back() == '1') out.u_field.pop_back();
+  std::string arch = std::move(out.e_field);
+  out.e_field.clear();
+  arch.resize(device.GetARCHLength(), '0');  // architecture fuses the data does not hold are 0
+  if (!arch.empty()) AddDigitsSegment(out, arch, main.Fuses());
+  out.fuse_count = device.GetFuseNumber();
+  if (!out.u_field.empty()) {
+    std::string usercode = std::move(out.u_field);
+    out.u_field.clear();
+    usercode.resize(k22V10ExtraUsercodeFuses, '0');
+    AddDigitsSegment(out, usercode, out.fuse_count);
+    out.fuse_count += k22V10ExtraUsercodeFuses;
   }
   return kStatusOk;
 }
@@ -246,9 +304,16 @@ void EmitFile(const SVFPlusData& data, const DeviceInfo& device, const Sections&
 
 int WriteJedec(SVFPlusData& data, DeviceInfo& device, int jtag, const char* file_name,
                const char* header) {
-  if (IsRearrangedDevice(device)) return kNotLaidOut;
   Sections sections;
-  if (const int status = Collect(data, device, jtag, sections); status != kStatusOk) return status;
+  if (Is22V10(device)) {
+    // The architecture and usercode digits are gathered as for any device, then moved into
+    // the fuse list.
+    if (const int status = CollectExtraFields(data, device, jtag, sections); status != kStatusOk)
+      return status;
+    if (const int status = Collect22V10(data, device, sections); status != kStatusOk) return status;
+  } else if (const int status = Collect(data, device, jtag, sections); status != kStatusOk) {
+    return status;
+  }
   JedecTextWriter out;
   if (!out.Open(file_name)) return kStatusCannotOpenFile;
   EmitFile(data, device, sections, header, out);

@@ -289,7 +289,7 @@ TEST(JedecWriter, Statuses) {
        -1000},
       {"rows of another shape",
        [&] { return SVFPlus2JEDEC(&narrow, &device, 1, path.c_str(), nullptr); }, -18},
-      {"a rearranged fuse order",
+      {"a 22V10 code name on another geometry",
        [&] { return SVFPlus2JEDEC(&narrow, &v22, 1, path.c_str(), nullptr); }, -16},
       {"a folder that does not exist",
        [&] { return SVFPlus2JEDEC(&good, &device, 1, dir.Path("no/s.jed").c_str(), nullptr); },
@@ -521,17 +521,20 @@ TEST(JedecWriter, EveryDeviceOfTheBuiltInDatabaseRoundTrips) {
       for (unsigned a = 0; a < device.GetARCHLength(); ++a) e += (a * 5 + i) % 3 == 0 ? '1' : '0';
       b.extra_fields = e + "*\n";
     }
-    if (logical % 4 == 0 && logical != 0) b.extra_fields += usercode + "*\n";
+    const bool v22 = std::string(device.GetCodeName()) == "22V10";
+    if (v22) {
+      // Its usercode is 64 more fuses of the list; its architecture fuses, which programming
+      // data of this family does not hold, are written as 0.
+      b.fuses = RandomFuses(5828 + 64, 60 + static_cast<std::uint32_t>(i));
+      for (std::uint64_t f = 5808; f < 5828; ++f) b.fuses[f] = false;
+    } else if (logical % 4 == 0 && logical != 0) {
+      b.extra_fields += usercode + "*\n";
+    }
     const std::string original = dir.Write("original.jed", b.Build());
     SVFPlusData first;
     ASSERT_EQ(Read(original, device, first), 0);
     const std::string written = dir.Path("written.jed");
     const int result = SVFPlus2JEDEC(&first, &device, 1, written.c_str(), nullptr);
-    const std::string code = device.GetCodeName();
-    if (code == "22V10" || std::string(device.GetVendor()) == "Helvar") {
-      EXPECT_EQ(result, -16) << "a fuse order the writer does not lay out";
-      continue;
-    }
     ASSERT_GE(result, 0);
     SVFPlusData second;
     ASSERT_EQ(Read(written, device, second), 0);
@@ -540,7 +543,7 @@ TEST(JedecWriter, EveryDeviceOfTheBuiltInDatabaseRoundTrips) {
         << ReadFile(dir.Path("r.txt")).substr(ReadFile(dir.Path("r.txt")).size() - 600);
     ++written_devices;
   }
-  EXPECT_EQ(written_devices, 17) << "every device but the 22V10 and the Grend PLD";
+  EXPECT_EQ(written_devices, database.GetDeviceCount());
 }
 
 }  // namespace
