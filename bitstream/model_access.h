@@ -3,6 +3,8 @@
 #ifndef FUSEKIT_BITSTREAM_MODEL_ACCESS_H
 #define FUSEKIT_BITSTREAM_MODEL_ACCESS_H
 
+#include <string>
+
 #include "fusekit/bitstream_model.h"
 
 namespace fusekit::bitstream {
@@ -19,6 +21,10 @@ int BuildConfigSummary(XFPBitstreamModel& model, DeviceInfo& device, const char*
 // The value of "key:" in a comment text: after the key and one more character, trimmed and cut
 // at the first blank, tab, line feed or carriage return. found is false without the key.
 std::string CommentValue(const char* comment, const char* key, bool& found);
+
+// The device a comment text names: the first word after the most preferred device key
+// ("DEVICE CORVANE:", "DEVICE NAME:", "PART NAME:", ...), upper-cased; "" for none.
+std::string DeviceNameOfComment(const char* comment);
 
 }  // namespace fusekit::bitstream
 

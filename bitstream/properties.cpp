@@ -231,7 +231,26 @@ std::string BestName(const std::vector<std::string>& lines, const std::vector<st
   return "";
 }
 
+// The lines of an upper-cased comment text.
+std::vector<std::string> UpperLines(const char* comment) {
+  const std::string text = Upper(comment != nullptr ? comment : "");
+  std::vector<std::string> lines;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    lines.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return lines;
+}
+
 }  // namespace
+
+std::string DeviceNameOfComment(const char* comment) {
+  return BestName(UpperLines(comment), {std::begin(kDeviceKeys), std::end(kDeviceKeys)});
+}
+
 }  // namespace fusekit::bitstream
 
 void GetDeviceNameFromFile(KvCString& value, const char* fileName) {
@@ -243,14 +262,8 @@ void GetDeviceNameFromFile(KvCString& value, const char* fileName) {
   if (extension == ".bit" || extension == ".msk" || extension == ".rbk") {
     XFPBitstreamFile file;
     if (file.OpenFile(fileName) < 0) return;
-    const std::string comment = bs::Upper(file.GetComment());
-    std::size_t start = 0;
-    while (start < comment.size()) {
-      std::size_t end = comment.find('\n', start);
-      if (end == std::string::npos) end = comment.size();
-      lines.push_back(comment.substr(start, end - start));
-      start = end + 1;
-    }
+    value = bs::DeviceNameOfComment(file.GetComment()).c_str();
+    return;
   } else if (extension == ".jed" || extension == ".isc" || extension == ".nvcm" ||
              extension == ".alt" || extension == ".fea" || extension == ".bsm" ||
              extension == ".rbt" || extension == ".mska" || extension == ".rbka" ||

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <fstream>
 #include <iterator>
 #include <new>
@@ -14,6 +15,7 @@
 #include "crc/file_crc.h"
 #include "fusekit/isc.h"
 #include "fusekit/util.h"
+#include "isc/summary.h"
 #include "isc/text_case.h"
 
 namespace fusekit::isc {
@@ -165,10 +167,10 @@ unsigned int DataCrc(SVFDataField& rows, SVFDataField& terminate) {
   return crc::ComputeDataCrc(fields, 2);
 }
 
-// After "DATA" name "(": the block's parts up to its ")".
-int ParseBlock(Scanner& scanner, ISCBlockSummary& block) {
-  SVFDataField rows;
-  SVFDataField terminate;
+// After "DATA" name "(": the block's parts up to its ")", its rows kept in kept.
+int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
+  SVFDataField& rows = kept.rows;
+  SVFDataField& terminate = kept.terminate;
   unsigned long width = 0;
   for (Token token = scanner.NextSkippingComments(&width);;
        token = scanner.NextSkippingComments(&width)) {
@@ -225,7 +227,8 @@ void ReadFileChecksum(Scanner& scanner, const char* file_name, ISCSummary& summa
   summary.computedFileChecksum = crc::FileCrcOfLeadingBytes(file.get(), extent);
 }
 
-int Summarize(const char* file_name, const std::string& text, ISCSummary& summary) {
+int Summarize(const char* file_name, const std::string& text, ISCSummary& summary,
+              std::deque<IscBlockRows>* kept_rows) {
   Scanner scanner(text);
   Token token = scanner.Next();
   for (; token.kind == Token::kComment; token = scanner.Next()) {
@@ -264,7 +267,9 @@ int Summarize(const char* file_name, const std::string& text, ISCSummary& summar
       block.unprocessed = unprocessed;
       unprocessed = false;
       if (scanner.NextSkippingComments().kind != Token::kOpen) return kBadStructure;
-      const int status = ParseBlock(scanner, block);
+      IscBlockRows scratch;
+      IscBlockRows& rows = kept_rows != nullptr ? kept_rows->emplace_back() : scratch;
+      const int status = ParseBlock(scanner, block, rows);
       summary.blocks.push_back(block);
       if (status != 0) return status;
     } else {
@@ -276,20 +281,26 @@ int Summarize(const char* file_name, const std::string& text, ISCSummary& summar
 }
 
 }  // namespace
+
+int ReadIscFile(const char* fileName, ISCSummary& summary, std::deque<IscBlockRows>* rows) {
+  summary = ISCSummary();
+  if (rows != nullptr) rows->clear();
+  if (fileName == nullptr) return kBadStructure;
+  std::ifstream in(fileName, std::ios::binary);
+  if (!in) return kBadStructure;
+  try {
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return Summarize(fileName, text, summary, rows);
+  } catch (const std::bad_alloc&) {
+    return kSyntax;
+  } catch (const std::length_error&) {
+    return kSyntax;
+  }
+}
+
 }  // namespace fusekit::isc
 
 int GetISCSummary(const char* fileName, ISCSummary* summary) {
   if (summary == nullptr) return fusekit::isc::kNullSummary;
-  *summary = ISCSummary();
-  if (fileName == nullptr) return fusekit::isc::kBadStructure;
-  std::ifstream in(fileName, std::ios::binary);
-  if (!in) return fusekit::isc::kBadStructure;
-  try {
-    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    return fusekit::isc::Summarize(fileName, text, *summary);
-  } catch (const std::bad_alloc&) {
-    return fusekit::isc::kSyntax;
-  } catch (const std::length_error&) {
-    return fusekit::isc::kSyntax;
-  }
+  return fusekit::isc::ReadIscFile(fileName, *summary, nullptr);
 }

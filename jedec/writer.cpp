@@ -13,6 +13,7 @@
 
 #include "core/file_io.h"
 #include "core/status.h"
+#include "fusekit/crc.h"
 #include "fusekit/family.h"
 #include "fusekit/jedec.h"
 #include "jedec/geometry.h"
@@ -366,6 +367,39 @@ int ReadBackData(const SVFPlusData& data, SVFPlusData& out) {
   return kStatusOk;
 }
 
+// The C checksum of the fuse list that WriteJedec writes for the data.
+int FuseListChecksum(const SVFPlusData& data, const DeviceInfo& device, int jtag) {
+  Sections sections;
+  int status = Is22V10(device) ? CollectExtraFields(data, device, jtag, sections) : kStatusOk;
+  if (status == kStatusOk)
+    status = Is22V10(device) ? Collect22V10(data, device, sections)
+                             : Collect(data, device, jtag, sections);
+  if (status != kStatusOk) return status;
+  FuseChecksummer checksum;
+  for (const Segment& segment : sections.segments) {
+    if (segment.row == nullptr) continue;
+    const std::uint64_t pad = (8 - segment.width % 8) % 8;
+    for (std::uint64_t c = 0; c < segment.width; ++c) {
+      const std::uint64_t p = segment.mirrored ? pad + c : pad + segment.width - 1 - c;
+      if (RowBit(*segment.row, p)) checksum.AddFuse(segment.start + c);
+    }
+  }
+  return static_cast<int>(checksum.Value());
+}
+
+// The 16-bit sum of the bytes of the main field's rows, for data the JEDEC layout does not
+// describe (a bitstream's or an image's rows).
+int ByteSum(const SVFPlusData& data) {
+  const SVFDataField* field = data.GetDataField("FuseArray_TDI");
+  if (field == nullptr) return kStatusNoFuseArray;
+  std::uint32_t sum = 0;
+  for (int r = 1; r <= field->GetRowCount(); ++r) {
+    const KvByteBuffer* row = field->GetRow(r);
+    for (int i = 0; row != nullptr && i < row->GetDataSize(); ++i) sum += row->ReadData(i);
+  }
+  return static_cast<int>(sum & 0xFFFF);
+}
+
 }  // namespace
 }  // namespace fusekit::jedec
 
@@ -394,4 +428,22 @@ int SVFPlus2JEDEC(SVFPlusData* data, DeviceInfo* device, int jtag, const char* f
   } catch (const std::length_error&) {
     return fusekit::kStatusNoMemory;
   }
+}
+
+int SVFPlus2CheckSum(SVFPlusData* data, DeviceInfo* device, int jtag) {
+  if (data == nullptr || device == nullptr) return fusekit::kStatusNullModel;
+  try {
+    const int checksum = fusekit::jedec::FuseListChecksum(*data, *device, jtag);
+    if (checksum == fusekit::kStatusFieldMissing || checksum == fusekit::jedec::kNotLaidOut)
+      return fusekit::jedec::ByteSum(*data);
+    return checksum;
+  } catch (const std::bad_alloc&) {
+    return fusekit::kStatusNoMemory;
+  }
+}
+
+int ValidDataChecksum(SVFPlusData* data, DeviceInfo* device, int jtag, unsigned int checksum) {
+  const int computed = SVFPlus2CheckSum(data, device, jtag);
+  if (computed < 0) return computed;
+  return static_cast<unsigned int>(computed) == (checksum & 0xFFFFu) ? 1 : 0;
 }

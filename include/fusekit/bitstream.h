@@ -79,4 +79,26 @@ FUSEKIT_API int fnRBTFileDisplay(char* fileName, DeviceInfo* device, const char*
 FUSEKIT_API int fnEBRFileDisplay(char* fileName, DeviceInfo* device, const char* outFile,
                                  const char* maskFile, const char* unused);
 
+// Compares a bitstream read back from a device (readFile) with the one meant to be programmed,
+// each in the binary or the ASCII form (found from its first bytes), through the bitstream
+// model of device: frame by frame, each component bit by bit in stream order, and writes the
+// report to reportFile (docs/compare.md): both files' forms, sizes and frame counts, comment
+// entries that differ (not counted), and each differing component with its bits marked "+"
+// (read 1) or "-" (read 0). The two names are one compare, called after the read file's form.
+// Result: the number of differing bits; -1 a file cannot be opened; -2 the files cannot be
+// compared (not bitstreams of the device, other devices, frames of another name or size; the
+// cause is in the report); -6 a null argument; -19 the report could not be written whole.
+FUSEKIT_API int fnBITFileCompare(const char* readFile, const char* referenceFile,
+                                 DeviceInfo* device, const char* reportFile);
+FUSEKIT_API int fnRBTFileCompare(const char* readFile, const char* referenceFile,
+                                 DeviceInfo* device, const char* reportFile);
+
+// Rewrites an encrypted bitstream for programming over JTAG: the stream (binary or ASCII, found
+// from its first bytes) parsed for device, its "Config Mode:" entry set to "JTAG" (added when
+// missing), and written to outFile in the same form with every frame unchanged (the encrypted
+// data cannot be changed). 0; -2 the stream is not encrypted; -6 a null argument; the model's
+// results (-40 to -52) when it cannot be read or written.
+FUSEKIT_API int ConvertEncryptedFiletoJTAGMode(const char* inFile, DeviceInfo* device,
+                                               const char* outFile);
+
 #endif  // FUSEKIT_BITSTREAM_H

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "fusekit/devicedb.h"
 #include "fusekit/export.h"
 #include "fusekit/progdata.h"
 
@@ -51,5 +52,29 @@ FUSEKIT_API int ValidTransmissionChecksum(char* fileName, unsigned short* comput
 // Two's complement of the 16-bit sum of the file's bytes (each mirrored first when reverseBits
 // is true). 0 for an empty file, 0xFFFF when the file cannot be opened.
 FUSEKIT_API unsigned short GetBinaryFileChecksum16(const char* fileName, bool reverseBits);
+
+// Validators of programming data (docs/compare.md).
+
+// The 16-bit checksum a host shows for programming data: for a device the JEDEC writer lays out,
+// the C checksum of the file SVFPlus2JEDEC writes; for data of another shape (a bitstream's or
+// an image's rows), the 16-bit sum of the bytes of "FuseArray_TDI". 0 to 0xFFFF; -100 null
+// data or device; -1000 no main array.
+FUSEKIT_API int SVFPlus2CheckSum(SVFPlusData* data, DeviceInfo* device, int jtag);
+// 1 when SVFPlus2CheckSum gives the low 16 bits of checksum, 0 when not, or its negative status.
+FUSEKIT_API int ValidDataChecksum(SVFPlusData* data, DeviceInfo* device, int jtag,
+                                  unsigned int checksum);
+// Whether every bit of every row of the field holds pattern, a byte (0x00 blank, 0xFF all ones)
+// repeated along each row in the row layout, over each row's width only. 1 it does; 0 it does
+// not, the first differing bit (rows in order, columns from 0) in *firstDifference when given;
+// -1000 no such field; -6 null data or name; -8 a pattern outside 0 to 255.
+FUSEKIT_API int ValidDataPattern(SVFPlusData* data, const char* fieldName, int pattern,
+                                 unsigned long* firstDifference);
+// Converts an image (Intel hex, S-records or extended Tektronix, found from its first
+// character; any other file is taken as binary bytes) with alignment 0x10000 into
+// "tmpBitstream.bit" in workDir, computes GetVandi_CRC16 over that file's bytes and removes it.
+// 1 when the CRC is the low 16 bits of expected, 0 when not (the CRC in *computed when given);
+// -2 the image cannot be read or converted; -6 a null image name.
+FUSEKIT_API int ValidVandiDataCRC(const char* imageFile, const char* workDir, unsigned int expected,
+                                  unsigned short* computed);
 
 #endif  // FUSEKIT_CRC_H

@@ -194,4 +194,15 @@ struct ISCSummary {
 // left in summary.
 FUSEKIT_API int GetISCSummary(const char* fileName, ISCSummary* summary);
 
+// Compares an ISC data file read back from a device (readFile) with the one meant to be
+// programmed, block by block, row by row and bit by bit, each block under its "_mask" block
+// where one exists, and writes the report to reportFile (docs/compare.md): header texts that
+// differ (not counted), each differing row with its columns marked "+" (read 1) or "-" (read
+// 0), the data_CRC and file checksum verdicts of both files. Result: the number of differing
+// bits; -1 a file cannot be opened; -2 the files cannot be compared (not ISC data files, other
+// devices, blocks of another name or shape; the cause is in the report); -6 a null name; -19
+// the report could not be written whole.
+FUSEKIT_API int fnISCFileCompare(const char* readFile, const char* referenceFile,
+                                 const char* reportFile);
+
 #endif  // FUSEKIT_ISC_H

@@ -132,4 +132,14 @@ class FUSEKIT_API SVFPlusData {
   bool ufm1_ = false;
 };
 
+// Compares programming data read from a device (or from one file) with the data meant to be
+// programmed (from another, of any format), for one device: each field of the reference that
+// read also holds, row by row and bit by bit under the "_MASK" field of its array where one
+// exists; fields in one only are listed, not counted, and "ID" is passed over; the security flag
+// counts as one bit. Writes the report to reportFile (docs/compare.md). Result: the number of
+// differing bits; -2 fields of one name whose rows differ in count or width (the cause is in the
+// report); -6 a null argument; -19 the report could not be written whole.
+FUSEKIT_API int SVFPlusDataCompare(SVFPlusData* read, SVFPlusData* reference,
+                                   const char* reportFile);
+
 #endif  // FUSEKIT_PROGDATA_H

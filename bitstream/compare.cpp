@@ -1,0 +1,207 @@
+// fnBITFileCompare and fnRBTFileCompare: two bitstreams, binary or ASCII in any pairing,
+// compared frame by frame and bit by bit through the bitstream model (docs/compare.md).
+#include <cstdio>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "bitstream/compare_form.h"
+#include "bitstream/model_access.h"
+#include "core/diff_report.h"
+#include "core/file_io.h"
+#include "core/status.h"
+#include "fusekit/bitstream.h"
+#include "fusekit/bitstream_model.h"
+#include "fusekit/status.h"
+
+namespace fusekit::bitstream {
+namespace {
+
+constexpr int kCannotOpen = -1;
+constexpr int kCannotCompare = -2;
+
+long FileBytes(const char* path) {
+  core::UniqueFile file = core::OpenFile(path, "rb");
+  if (!file || std::fseek(file.get(), 0, SEEK_END) != 0) return -1;
+  return std::ftell(file.get());
+}
+
+struct Stream {
+  Stream(const char* path_, const char* side_) : path(path_), side(side_) {}
+  const char* path;
+  const char* side;
+  bool binary = false;
+  XFPBitstreamModel model;
+};
+
+std::vector<std::string> Lines(const char* text) {
+  std::vector<std::string> lines;
+  std::string line;
+  for (const char* p = text != nullptr ? text : ""; *p != '\0'; ++p) {
+    if (*p == '\n') {
+      lines.push_back(line);
+      line.clear();
+    } else {
+      line += *p;
+    }
+  }
+  if (!line.empty()) lines.push_back(line);
+  return lines;
+}
+
+std::string Trimmed(const std::string& text) {
+  const std::size_t first = text.find_first_not_of(" \t");
+  if (first == std::string::npos) return "";
+  return text.substr(first, text.find_last_not_of(" \t\r") + 1 - first);
+}
+
+// Comment entries that differ, by key ("Key: value"), noted and not counted.
+void NoteComments(const Stream& read, const Stream& reference, core::DiffReport& report) {
+  const std::vector<std::string> a = Lines(read.model.GetComment());
+  const std::vector<std::string> b = Lines(reference.model.GetComment());
+  for (std::size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
+    const std::string one = i < a.size() ? a[i] : "(none)";
+    const std::string other = i < b.size() ? b[i] : "(none)";
+    if (one == other) continue;
+    // Entries of one key show their values; others show whole.
+    const std::size_t colon = other.find(':');
+    const bool same_key =
+        colon != std::string::npos && one.compare(0, colon + 1, other, 0, colon + 1) == 0;
+    const std::string key =
+        colon == std::string::npos ? "entry " + std::to_string(i + 1) : other.substr(0, colon);
+    if (same_key) {
+      report.Note("comment " + key, Trimmed(one.substr(colon + 1)),
+                  Trimmed(other.substr(colon + 1)));
+      continue;
+    }
+    report.Note("comment " + key, one, other);
+  }
+}
+
+// Why the two streams cannot be compared frame by frame, or "".
+std::string WhyNotComparable(const Stream& read, const Stream& reference) {
+  const std::string one = DeviceNameOfComment(read.model.GetComment());
+  const std::string other = DeviceNameOfComment(reference.model.GetComment());
+  if (!one.empty() && !other.empty() && one != other)
+    return "the files are for different devices: read " + one + ", reference " + other;
+  const XFPBitstreamModel& a = read.model;
+  const XFPBitstreamModel& b = reference.model;
+  for (unsigned f = 0; f < std::max(a.GetFrameCount(), b.GetFrameCount()); ++f) {
+    const XFPFrameModel* x = a.GetFrame(f);
+    const XFPFrameModel* y = b.GetFrame(f);
+    const std::string where = "frame " + std::to_string(f + 1) + ": ";
+    if (x == nullptr || y == nullptr)
+      return where + "only in the " + (x == nullptr ? "reference" : "read file") + " (" +
+             std::to_string(a.GetFrameCount()) + " and " + std::to_string(b.GetFrameCount()) +
+             " frames)";
+    if (std::string(x->GetName()) != y->GetName())
+      return where + x->GetName() + " in the read file, " + y->GetName() + " in the reference";
+    if (x->GetComponentCount() != y->GetComponentCount())
+      return where + "another number of components";
+    for (unsigned c = 0; c < x->GetComponentCount(); ++c) {
+      if (x->GetComponent(c)->GetBitSize() != y->GetComponent(c)->GetBitSize())
+        return where + x->GetComponent(c)->GetName() + " of " +
+               std::to_string(x->GetComponent(c)->GetBitSize()) + " and " +
+               std::to_string(y->GetComponent(c)->GetBitSize()) + " bits";
+    }
+  }
+  return "";
+}
+
+void CompareFrames(const XFPBitstreamModel& a, const XFPBitstreamModel& b,
+                   core::DiffReport& report) {
+  report.Block("frames");
+  for (unsigned f = 0; f < b.GetFrameCount(); ++f) {
+    const XFPFrameModel& x = *a.GetFrame(f);
+    const XFPFrameModel& y = *b.GetFrame(f);
+    for (unsigned c = 0; c < y.GetComponentCount(); ++c) {
+      const XFPFrameComponentModel& one = *x.GetComponent(c);
+      const XFPFrameComponentModel& other = *y.GetComponent(c);
+      if (other.GetBitSize() == 0) continue;
+      report.CompareRow(
+          "frame " + std::to_string(f + 1) + " " + y.GetName() + ", " + other.GetName(),
+          one.GetBytes(), other.GetBytes(), nullptr, other.GetBitSize(),
+          core::BitOrder::kStreamOrder);
+    }
+  }
+}
+
+std::string Describe(const Stream& stream) {
+  return std::string(stream.path) + " (" + (stream.binary ? "binary" : "ASCII") + ", " +
+         std::to_string(FileBytes(stream.path)) + " bytes, " +
+         std::to_string(stream.model.GetFrameCount()) + " frames)";
+}
+
+int Compare(const char* read_path, const char* reference_path, const DeviceInfo& device,
+            const char* report_path) {
+  for (const char* path : {read_path, reference_path}) {
+    if (!core::OpenFile(path, "rb")) return kCannotOpen;
+  }
+  Stream read(read_path, "read file");
+  Stream reference(reference_path, "reference");
+  core::DiffReport report;
+  report.Line("bitstream compare");
+  int result = 0;
+  for (Stream* stream : {&read, &reference}) {
+    stream->binary = LooksLikeBinaryBitstream(stream->path);
+    stream->model.SetDevice(device);
+    const int status = stream->model.Parse(stream->path, !stream->binary, nullptr);
+    if (status != 0 && result == 0) {
+      report.Line(std::string("the ") + stream->side + " " + stream->path +
+                  " cannot be read as a bitstream (status " + std::to_string(status) + ")");
+      result = kCannotCompare;
+    }
+  }
+  if (result == 0) {
+    report.Line("read:      " + Describe(read));
+    report.Line("reference: " + Describe(reference));
+    const std::string why = WhyNotComparable(read, reference);
+    if (!why.empty()) {
+      report.Line("not compared: " + why);
+      result = kCannotCompare;
+    }
+  }
+  if (result == 0) {
+    NoteComments(read, reference, report);
+    CompareFrames(read.model, reference.model, report);
+    result = core::CountAsResult(report.Differences());
+  }
+  if (!report.WriteTo(report_path)) return kStatusWriteFailed;
+  return result;
+}
+
+int CompareChecked(const char* read, const char* reference, DeviceInfo* device,
+                   const char* report) {
+  if (read == nullptr || reference == nullptr || device == nullptr || report == nullptr ||
+      report[0] == '\0')
+    return kStatusNullArgument;
+  try {
+    return Compare(read, reference, *device, report);
+  } catch (const std::bad_alloc&) {
+    return kStatusNoMemory;
+  }
+}
+
+}  // namespace
+
+bool LooksLikeBinaryBitstream(const char* path) {
+  core::UniqueFile file = core::OpenFile(path, "rb");
+  unsigned char head[64];
+  const std::size_t count = file ? std::fread(head, 1, sizeof head, file.get()) : 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (head[i] == 0 || head[i] >= 0x80) return true;
+  }
+  return false;
+}
+
+}  // namespace fusekit::bitstream
+
+int fnBITFileCompare(const char* readFile, const char* referenceFile, DeviceInfo* device,
+                     const char* reportFile) {
+  return fusekit::bitstream::CompareChecked(readFile, referenceFile, device, reportFile);
+}
+
+int fnRBTFileCompare(const char* readFile, const char* referenceFile, DeviceInfo* device,
+                     const char* reportFile) {
+  return fusekit::bitstream::CompareChecked(readFile, referenceFile, device, reportFile);
+}

@@ -1,0 +1,244 @@
+// fnISCFileCompare: two ISC data files compared block by block, row by row and bit by bit
+// (docs/compare.md).
+#include <cstdint>
+#include <cstdio>
+#include <deque>
+#include <new>
+#include <string>
+#include <tuple>
+
+#include "core/diff_report.h"
+#include "core/file_io.h"
+#include "core/status.h"
+#include "fusekit/isc.h"
+#include "isc/summary.h"
+#include "isc/text_case.h"
+
+namespace fusekit::isc {
+namespace {
+
+constexpr int kCannotCompare = -2;
+constexpr int kCannotOpen = -1;
+
+struct IscFile {
+  ISCSummary summary;
+  std::deque<IscBlockRows> rows;
+};
+
+std::string Hex4(unsigned value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%04X", value & 0xFFFFu);
+  return text;
+}
+
+std::string Joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
+  return text.empty() ? "(none)" : text;
+}
+
+// The index of the block of that name (any case), or -1.
+int FindBlock(const ISCSummary& summary, const std::string& name) {
+  for (std::size_t i = 0; i < summary.blocks.size(); ++i) {
+    if (Lower(summary.blocks[i].name) == Lower(name)) return static_cast<int>(i);
+  }
+  return -1;
+}
+
+bool IsMaskBlock(const std::string& name) {
+  const std::string lower = Lower(name);
+  return lower.size() > 5 && lower.compare(lower.size() - 5, 5, "_mask") == 0;
+}
+
+void NoteHeaders(const ISCSummary& read, const ISCSummary& reference, core::DiffReport& report) {
+  const struct {
+    const char* what;
+    const std::string& read;
+    const std::string& reference;
+  } texts[] = {{"header comments", read.comments, reference.comments},
+               {"header STD_Version", read.standard, reference.standard},
+               {"header Creation_Date", read.date, reference.date},
+               {"header Creator", read.creator, reference.creator}};
+  for (const auto& text : texts) {
+    if (text.read == text.reference) continue;
+    if (text.what == std::string("header comments")) {
+      report.Line("header comments differ (not counted)");
+    } else {
+      report.Note(text.what, text.read, text.reference);
+    }
+  }
+}
+
+std::string CrcVerdict(bool stored, unsigned stored_value, unsigned computed) {
+  if (!stored) return "no data_CRC, computed " + Hex4(computed);
+  return "stored " + Hex4(stored_value) + " computed " + Hex4(computed) +
+         (stored_value == computed ? " (good)" : " (BAD)");
+}
+
+// Why two files cannot be compared, or "" when they can: another device, or blocks that do
+// not match in name or shape (mask blocks aside).
+std::string WhyNotComparable(const IscFile& read, const IscFile& reference) {
+  if (read.summary.entities != reference.summary.entities)
+    return "the files are for different devices: read " + Joined(read.summary.entities) +
+           ", reference " + Joined(reference.summary.entities);
+  for (const auto& [one, other, side] :
+       {std::tuple{&read, &reference, "reference"}, std::tuple{&reference, &read, "read file"}}) {
+    for (std::size_t i = 0; i < one->summary.blocks.size(); ++i) {
+      const ISCBlockSummary& block = one->summary.blocks[i];
+      const int match = FindBlock(other->summary, block.name);
+      if (match < 0) {
+        if (IsMaskBlock(block.name)) continue;
+        return std::string("block ") + block.name + " is not in the " + side;
+      }
+      const ISCBlockSummary& twin = other->summary.blocks[static_cast<std::size_t>(match)];
+      if (block.rowWidth != twin.rowWidth || block.rowCount != twin.rowCount ||
+          block.terminateRows != twin.terminateRows)
+        return "block " + block.name + " has another shape in the two files (" +
+               std::to_string(block.rowCount) + " and " + std::to_string(twin.rowCount) +
+               " rows of " + std::to_string(block.rowWidth) + " and " +
+               std::to_string(twin.rowWidth) + " bits)";
+    }
+  }
+  return "";
+}
+
+// The mask rows of a block: the reference's mask block, else the read file's, of the same
+// shape; null for none.
+const SVFDataField* MaskOf(const IscFile& read, const IscFile& reference,
+                           const ISCBlockSummary& block) {
+  for (const IscFile* file : {&reference, &read}) {
+    const int at = FindBlock(file->summary, block.name + "_mask");
+    if (at < 0) continue;
+    const ISCBlockSummary& mask = file->summary.blocks[static_cast<std::size_t>(at)];
+    if (mask.rowWidth == block.rowWidth && mask.rowCount == block.rowCount)
+      return &file->rows[static_cast<std::size_t>(at)].rows;
+  }
+  return nullptr;
+}
+
+void CompareRows(const std::string& prefix, const SVFDataField& read, const SVFDataField& reference,
+                 const SVFDataField* mask, core::DiffReport& report) {
+  for (int r = 1; r <= reference.GetRowCount(); ++r) {
+    const KvByteBuffer* a = read.GetRow(r);
+    const KvByteBuffer* b = reference.GetRow(r);
+    const KvByteBuffer* m = mask != nullptr ? mask->GetRow(r) : nullptr;
+    if (a == nullptr || b == nullptr) continue;
+    report.CompareRow(prefix + std::to_string(r), a->GetBuffer(), b->GetBuffer(),
+                      m != nullptr ? m->GetBuffer() : nullptr, reference.GetRowWidth(r),
+                      core::BitOrder::kRowLayout);
+  }
+}
+
+void CompareBlocks(const IscFile& read, const IscFile& reference, core::DiffReport& report) {
+  for (std::size_t i = 0; i < reference.summary.blocks.size(); ++i) {
+    const ISCBlockSummary& block = reference.summary.blocks[i];
+    const int at = FindBlock(read.summary, block.name);
+    if (at < 0) {
+      report.Line("block " + block.name + ": only in the reference (a mask, not compared)");
+      continue;
+    }
+    const ISCBlockSummary& twin = read.summary.blocks[static_cast<std::size_t>(at)];
+    report.Block("block " + block.name + ": " + std::to_string(block.rowCount) + " row" +
+                 (block.rowCount == 1 ? "" : "s") + " of " + std::to_string(block.rowWidth) +
+                 " bits");
+    const SVFDataField* mask = IsMaskBlock(block.name) ? nullptr : MaskOf(read, reference, block);
+    const IscBlockRows& a = read.rows[static_cast<std::size_t>(at)];
+    const IscBlockRows& b = reference.rows[i];
+    const std::uint64_t before = report.Differences();
+    CompareRows("row ", a.rows, b.rows, mask, report);
+    CompareRows("terminate row ", a.terminate, b.terminate, nullptr, report);
+    if (block.hasStoredCRC || twin.hasStoredCRC) {
+      report.Line("  data_CRC: read " +
+                  CrcVerdict(twin.hasStoredCRC, twin.storedCRC, twin.computedCRC) + "; reference " +
+                  CrcVerdict(block.hasStoredCRC, block.storedCRC, block.computedCRC));
+      // With the rows alike, a stored CRC that does not match its own rows is a difference of
+      // the CRC field itself (a CRC that differs only under the mask is not).
+      const auto bad = [](const ISCBlockSummary& part) {
+        return part.hasStoredCRC && part.storedCRC != part.computedCRC;
+      };
+      if (report.Differences() == before && (bad(block) || bad(twin))) {
+        report.Line("  data_CRC does not match the rows while the rows agree");
+        report.Count(1);
+      }
+    }
+  }
+  for (const ISCBlockSummary& block : read.summary.blocks) {
+    if (FindBlock(reference.summary, block.name) < 0)
+      report.Line("block " + block.name + ": only in the read file (a mask, not compared)");
+  }
+}
+
+bool ChecksumGood(const ISCSummary& summary) {
+  return !summary.hasFileChecksum || summary.storedFileChecksum == summary.computedFileChecksum;
+}
+
+std::string FileChecksumVerdict(const ISCSummary& summary) {
+  if (!summary.hasFileChecksum) return "none";
+  return "stored " + Hex4(summary.storedFileChecksum) + " computed " +
+         Hex4(summary.computedFileChecksum) +
+         (summary.storedFileChecksum == summary.computedFileChecksum ? " (good)" : " (BAD)");
+}
+
+int Compare(const char* read_path, const char* reference_path, const char* report_path) {
+  for (const char* path : {read_path, reference_path}) {
+    if (!core::OpenFile(path, "rb")) return kCannotOpen;
+  }
+  core::DiffReport report;
+  report.Line("ISC compare");
+  report.Line(std::string("read:      ") + read_path);
+  report.Line(std::string("reference: ") + reference_path);
+  IscFile read;
+  IscFile reference;
+  int result = 0;
+  for (const auto& [file, path, side] : {std::tuple{&read, read_path, "read file"},
+                                         std::tuple{&reference, reference_path, "reference"}}) {
+    const int status = ReadIscFile(path, file->summary, &file->rows);
+    if (status != 0 && result == 0) {
+      report.Line(std::string("the ") + side + " cannot be read as an ISC data file (status " +
+                  std::to_string(status) + ")");
+      result = kCannotCompare;
+    }
+  }
+  if (result == 0) {
+    const std::string why = WhyNotComparable(read, reference);
+    if (!why.empty()) {
+      report.Line("not compared: " + why);
+      result = kCannotCompare;
+    }
+  }
+  if (result == 0) {
+    NoteHeaders(read.summary, reference.summary, report);
+    if (read.summary.security != reference.summary.security) {
+      report.Line(std::string("security: read ") + (read.summary.security ? "ON" : "OFF") +
+                  ", reference " + (reference.summary.security ? "ON" : "OFF"));
+      report.Count(1);
+    }
+    CompareBlocks(read, reference, report);
+    report.Line("file checksum: read " + FileChecksumVerdict(read.summary) + "; reference " +
+                FileChecksumVerdict(reference.summary));
+    // The file checksum covers the header, whose differences are not counted: it counts only
+    // when nothing else differs and one file's checksum does not match its own text.
+    if (report.Differences() == 0 &&
+        (!ChecksumGood(read.summary) || !ChecksumGood(reference.summary))) {
+      report.Line("file checksum does not match the file's text");
+      report.Count(1);
+    }
+    result = core::CountAsResult(report.Differences());
+  }
+  if (!report.WriteTo(report_path)) return kStatusWriteFailed;
+  return result;
+}
+
+}  // namespace
+}  // namespace fusekit::isc
+
+int fnISCFileCompare(const char* readFile, const char* referenceFile, const char* reportFile) {
+  if (readFile == nullptr || referenceFile == nullptr || reportFile == nullptr ||
+      reportFile[0] == '\0')
+    return fusekit::kStatusNullArgument;
+  try {
+    return fusekit::isc::Compare(readFile, referenceFile, reportFile);
+  } catch (const std::bad_alloc&) {
+    return fusekit::kStatusNoMemory;
+  }
+}

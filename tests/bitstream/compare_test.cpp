@@ -1,0 +1,156 @@
+// fnBITFileCompare / fnRBTFileCompare on streams the generator writes, in both forms and any
+// pairing, and ConvertEncryptedFiletoJTAGMode read back by the properties it changes.
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "fusekit/fusekit.h"
+#include "tests/bitstream/bitstream_support.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using fusekit::testing::BitstreamDevice;
+using fusekit::testing::Bytes;
+using fusekit::testing::Frame;
+using fusekit::testing::ReadFile;
+using fusekit::testing::SampleModel;
+using fusekit::testing::TempDir;
+
+struct Change {
+  int frame = -1;  // frame index whose first component gets a bit flipped (-1: none)
+  unsigned bit = 0;
+  std::string date = "2026/11/20";
+  std::string part = "TEST-64";
+};
+
+XFPBitstreamModel Model(const DeviceInfo& device, const Change& change) {
+  const XFPBitstreamModel base =
+      SampleModel(device, {"Date: " + change.date, "Device: " + change.part}, {1, 2, 3, 4});
+  if (change.frame < 0) return base;
+  XFPBitstreamModel model;
+  model.SetDevice(device);
+  model.AddCommentEntry(("Date: " + change.date).c_str());
+  model.AddCommentEntry(("Device: " + change.part).c_str());
+  for (unsigned f = 0; f < base.GetFrameCount(); ++f) {
+    const XFPFrameModel& frame = *base.GetFrame(f);
+    const XFPFrameComponentModel& part = *frame.GetComponent(frame.GetComponentCount() - 1);
+    Bytes bytes(part.GetBytes(), part.GetBytes() + part.GetByteSize());
+    if (static_cast<int>(f) == change.frame) bytes[change.bit / 8] ^= 0x80u >> (change.bit % 8);
+    model.AddFrame(Frame(frame.GetName(), bytes, part.GetName(), part.GetBitSize()));
+  }
+  return model;
+}
+
+std::string Written(TempDir& dir, const std::string& name, const DeviceInfo& device,
+                    const Change& change, bool ascii) {
+  const std::string path = dir.Path(name);
+  const XFPBitstreamModel model = Model(device, change);
+  EXPECT_EQ(ascii ? XFPGenerateBitstream::GenerateAscii(model, path.c_str())
+                  : XFPGenerateBitstream::Generate(model, path.c_str()),
+            0);
+  return path;
+}
+
+TEST(BitstreamCompare, EveryPairingFindsOneFlippedBitOnce) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  const std::string report = dir.Path("report.txt");
+  for (const bool read_ascii : {false, true}) {
+    for (const bool reference_ascii : {false, true}) {
+      SCOPED_TRACE(std::string(read_ascii ? "ASCII" : "binary") + " against " +
+                   (reference_ascii ? "ASCII" : "binary"));
+      const std::string reference = Written(dir, "ref", device, {}, reference_ascii);
+      const struct {
+        Change change;
+        int count;
+        const char* located;
+      } cases[] = {
+          {{}, 0, "Differences: 0"},
+          {{-1, 0, "2026/11/23"},
+           0,
+           "comment Date: read 2026/11/23, reference 2026/11/20 (not counted)"},
+          {{0, 30}, 1, "frame 1 Usercode Frame, Usercode: 30+"},
+          {{2, 0}, 1, "frame 3 Data Frame, Data: 0+"},
+          {{3, 63}, 1, "frame 4 Data Frame, Data: 63-"},
+      };
+      for (const auto& c : cases) {
+        const std::string read = Written(dir, "read", device, c.change, read_ascii);
+        const int result =
+            read_ascii ? fnRBTFileCompare(read.c_str(), reference.c_str(), &device, report.c_str())
+                       : fnBITFileCompare(read.c_str(), reference.c_str(), &device, report.c_str());
+        EXPECT_EQ(result, c.count) << ReadFile(report);
+        EXPECT_NE(ReadFile(report).find(c.located), std::string::npos) << ReadFile(report);
+      }
+    }
+  }
+}
+
+TEST(BitstreamCompare, StreamsOfAnotherDeviceOrShapeAreRefused) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  const std::string report = dir.Path("report.txt");
+  const std::string reference = Written(dir, "ref.bit", device, {}, false);
+  Change other;
+  other.part = "OTHER-128";
+  const std::string other_device = Written(dir, "other.bit", device, other, false);
+  const std::string shorter = dir.Path("short.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(SampleModel(device, {"Device: TEST-64"}, {1, 2, 3, 4}, 2),
+                                           shorter.c_str()),
+            0);
+  const std::string garbage = dir.Write("garbage.bit", std::string("\x01\x00\x03", 3));
+  const struct {
+    const char* what;
+    std::string read;
+    DeviceInfo* device;
+    int status;
+    const char* cause;
+  } cases[] = {
+      {"another device", other_device, &device, -2,
+       "the files are for different devices: read OTHER-128, reference TEST-64"},
+      {"fewer frames", shorter, &device, -2, "frame 4: only in the reference (3 and 4 frames)"},
+      {"not a bitstream", garbage, &device, -2, "cannot be read as a bitstream (status -41)"},
+      {"no file", dir.Path("none.bit"), &device, -1, nullptr},
+      {"no device", reference, nullptr, -6, nullptr},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    EXPECT_EQ(fnBITFileCompare(c.read.c_str(), reference.c_str(), c.device, report.c_str()),
+              c.status);
+    if (c.cause != nullptr) {
+      EXPECT_NE(ReadFile(report).find(c.cause), std::string::npos) << ReadFile(report);
+    }
+  }
+}
+
+TEST(EncryptedToJtag, TheModeChangesAndNoFrameDoes) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  for (const bool ascii : {false, true}) {
+    SCOPED_TRACE(ascii ? "ASCII" : "binary");
+    XFPBitstreamModel model;
+    model.SetDevice(device);
+    model.AddCommentEntry("Part: TEST-64");
+    model.AddCommentEntry("Config Mode: SPIM");
+    model.AddFrame(Frame("Encrypted Data Frame", Bytes(12, 0x5A)));
+    const std::string spi = dir.Path(ascii ? "spi.rbt" : "spi.bit");
+    const std::string jtag = dir.Path(ascii ? "jtag.rbt" : "jtag.bit");
+    ASSERT_EQ(ascii ? XFPGenerateBitstream::GenerateAscii(model, spi.c_str())
+                    : XFPGenerateBitstream::Generate(model, spi.c_str()),
+              0);
+    ASSERT_EQ(IsBitstreamEncrypted(spi.c_str(), &device), 2);
+    ASSERT_EQ(ConvertEncryptedFiletoJTAGMode(spi.c_str(), &device, jtag.c_str()), 0);
+    EXPECT_EQ(IsBitstreamEncrypted(jtag.c_str(), &device), 1);
+    const std::string report = dir.Path("report.txt");
+    EXPECT_EQ(fnBITFileCompare(jtag.c_str(), spi.c_str(), &device, report.c_str()), 0);
+    EXPECT_NE(ReadFile(report).find("comment Config Mode: read JTAG, reference SPIM (not counted)"),
+              std::string::npos)
+        << ReadFile(report);
+  }
+  const std::string plain = dir.Path("plain.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(SampleModel(device, {}, {}), plain.c_str()), 0);
+  EXPECT_EQ(ConvertEncryptedFiletoJTAGMode(plain.c_str(), &device, dir.Path("o.bit").c_str()), -2);
+  EXPECT_EQ(ConvertEncryptedFiletoJTAGMode(plain.c_str(), nullptr, dir.Path("o.bit").c_str()), -6);
+}
+
+}  // namespace
