@@ -95,8 +95,8 @@ TEST(BitstreamCompare, StreamsOfAnotherDeviceOrShapeAreRefused) {
   other.part = "OTHER-128";
   const std::string other_device = Written(dir, "other.bit", device, other, false);
   const std::string shorter = dir.Path("short.bit");
-  ASSERT_EQ(XFPGenerateBitstream::Generate(SampleModel(device, {"Device: TEST-64"}, {1, 2, 3, 4}, 2),
-                                           shorter.c_str()),
+  ASSERT_EQ(XFPGenerateBitstream::Generate(
+                SampleModel(device, {"Device: TEST-64"}, {1, 2, 3, 4}, 2), shorter.c_str()),
             0);
   const std::string garbage = dir.Write("garbage.bit", std::string("\x01\x00\x03", 3));
   const struct {
