@@ -569,4 +569,78 @@ TEST(Tool, WritesJedecFiles) {
   EXPECT_EQ(RunTool("split " + kSample + " -o " + dir.Path("x")).status, 3) << "not a chain";
 }
 
+// The sample's fuses written again: F1, fifty fuses a field, LF line ends, no notes; fuse
+// flip (when given) inverted.
+std::string SameFusesOtherLayout(long flip = -1) {
+  const std::string sample = fusekit::testing::ReadFile(kSample);
+  std::string fuses;
+  for (std::size_t at = sample.find("\nL"); at != std::string::npos;
+       at = sample.find("\nL", at + 1)) {
+    const std::size_t start = sample.find(' ', at) + 1;
+    fuses += sample.substr(start, sample.find('*', start) - start);
+  }
+  if (flip >= 0) fuses[static_cast<std::size_t>(flip)] ^= 1;  // '0' <-> '1'
+  std::string text =
+      "\x02"
+      "another writer*\nQF2304*\nF1*\n";
+  for (std::size_t f = 0; f < fuses.size(); f += 50)
+    text += "L" + std::to_string(f) + " " + fuses.substr(f, 50) + "*\n";
+  return text + "\x03" + "0000\n";
+}
+
+TEST(Tool, CompareEveryPairOfFormats) {
+  fusekit::testing::TempDir dir;
+  // By fuse address: the same fuses in another layout, then one flipped.
+  const std::string other = dir.Write("other.jed", SameFusesOtherLayout());
+  ToolRun run = RunTool("compare --by-address " + other + " " + kSample);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "0 fuses differ")) << run.out;
+  const std::string flipped = dir.Write("flipped.jed", SameFusesOtherLayout(1000));
+  run = RunTool("compare --by-address " + flipped + " " + kSample);
+  EXPECT_EQ(run.status, 1) << run.out;
+  EXPECT_TRUE(Contains(run.out, "1 fuse differ; first at 1000")) << run.out;
+
+  // ISC against ISC, and JEDEC against ISC through programming data.
+  const std::string isc = dir.Path("tv64.isc");
+  ASSERT_EQ(RunTool("convert " + kSample + " " + isc + " --device TV64").status, 0);
+  const std::string flipped_isc = dir.Path("flipped.isc");
+  ASSERT_EQ(RunTool("convert " + flipped + " " + flipped_isc + " --device TV64").status, 0);
+  run = RunTool("compare " + isc + " " + isc);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "ISC compare")) << run.out;
+  run = RunTool("compare " + flipped_isc + " " + isc);
+  EXPECT_EQ(run.status, 1) << run.out;
+  // Fuse 1000 is row 11, column 40 of the 96-fuse rows; the rewritten file has no usercode.
+  EXPECT_TRUE(Contains(run.out, "block array: 24 rows of 96 bits\n  row 11: 40+\n")) << run.out;
+  run = RunTool("compare " + flipped_isc + " " + kSample + " --device TV64");
+  EXPECT_EQ(run.status, 1) << run.out;
+  EXPECT_TRUE(Contains(run.out, "programming data compare")) << run.out;
+  EXPECT_EQ(RunTool("compare " + isc + " " + kSample + " --device TV64").status, 0);
+  EXPECT_EQ(RunTool("compare " + isc + " " + kSample).status, 2) << "a device is needed";
+
+  // Bitstreams, binary against ASCII.
+  const std::string bit = std::string(FUSEKIT_SOURCE_DIR) + "/data/samples/tv64.bit";
+  const std::string rbt = dir.Path("tv64.rbt");
+  ASSERT_EQ(RunTool("convert " + bit + " " + rbt).status, 0);
+  run = RunTool("compare " + rbt + " " + bit + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "bitstream compare")) << run.out;
+  EXPECT_EQ(RunTool("compare " + dir.Path("none.jed") + " " + kSample).status, 3);
+}
+
+TEST(Tool, VerifyPrintsEachVerdict) {
+  ToolRun run = RunTool("verify " + kSample + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "checksum: 59ED")) << run.out;  // the sample's own C field
+  EXPECT_TRUE(Contains(run.out, "blank (all 0): no, first difference at bit 1")) << run.out;
+  run = RunTool("verify " + kSample + " --device TV64 --checksum 59ED");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "(matches)")) << run.out;
+  run = RunTool("verify " + kSample + " --device TV64 --checksum 1234");
+  EXPECT_EQ(run.status, 1) << run.out;
+  run = RunTool("verify " + kSample + " --device TV64 --pattern 00");
+  EXPECT_EQ(run.status, 1) << run.out;
+  EXPECT_EQ(RunTool("verify " + kSample + " --device TV64 --checksum xyz").status, 2);
+}
+
 }  // namespace

@@ -64,6 +64,7 @@ void AddDevicesCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
 void AddCrcCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddCheckCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddCompareCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+void AddVerifyCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddExtractCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);

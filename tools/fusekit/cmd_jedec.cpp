@@ -1,4 +1,4 @@
-// fusekit check and fusekit compare: a JEDEC file checked against a device or a reference.
+// fusekit check: a JEDEC file checked against a device.
 #include <unistd.h>
 #include <cstdio>
 #include <fstream>
@@ -88,35 +88,6 @@ int Check(const GlobalOptions& options, const CheckOptions& check) {
   return exit_status;
 }
 
-struct CompareOptions {
-  std::string read;
-  std::string reference;
-  std::string report;
-};
-
-int Compare(const CompareOptions& compare) {
-  if (OutputIsAnInput({compare.read, compare.reference}, compare.report)) return kExitUsage;
-  OutputFile report(compare.report);
-  if (!report.Ready()) return kExitInvalidInput;
-  const int result =
-      fnJEDFileCompare(compare.read.c_str(), compare.reference.c_str(), report.Path().c_str());
-  if (result == kStatusWriteFailed) {
-    ComplainStatus(report.Label(), "cannot be written", result);
-    return kExitInvalidInput;
-  }
-  // The report names its own file: the one asked for, not the temporary it was written to.
-  const std::string written_name = "FILE NAME:   " + report.Path() + "\n";
-  const std::string asked_name = "FILE NAME:   " + report.Label() + "\n";
-  if (!report.Commit(written_name, asked_name)) return kExitInvalidInput;
-  if (result < 0) {
-    ComplainStatus(compare.read, "cannot be compared with " + compare.reference, result);
-    return kExitInvalidInput;
-  }
-  std::fprintf(stderr, "fusekit: %s: %d fuse%s differ%s from %s\n", compare.read.c_str(), result,
-               result == 1 ? "" : "s", result == 1 ? "s" : "", compare.reference.c_str());
-  return result == 0 ? kExitOk : kExitDifferent;
-}
-
 }  // namespace
 
 void AddCheckCommand(CLI::App& app, const GlobalOptions& options, int& exit_status) {
@@ -126,19 +97,6 @@ void AddCheckCommand(CLI::App& app, const GlobalOptions& options, int& exit_stat
   command->add_option("FILE", check->file, "the JEDEC file ('-' for standard input)")->required();
   command->add_option("--device", check->device, "check against this device of the database");
   command->callback([&options, check, &exit_status] { exit_status = Check(options, *check); });
-}
-
-void AddCompareCommand(CLI::App& app, const GlobalOptions& /*options*/, int& exit_status) {
-  CLI::App* command = app.add_subcommand(
-      "compare", "Compare a JEDEC file read back from a device with the reference, fuse by fuse");
-  auto compare = std::make_shared<CompareOptions>();
-  command->add_option("READ", compare->read, "the JEDEC file under test")->required();
-  command->add_option("REFERENCE", compare->reference, "the JEDEC file it must match")->required();
-  command
-      ->add_option("-o,--output", compare->report,
-                   "write the report to REPORT (default: standard output)")
-      ->option_text("REPORT");
-  command->callback([compare, &exit_status] { exit_status = Compare(*compare); });
 }
 
 }  // namespace fusekit::cli

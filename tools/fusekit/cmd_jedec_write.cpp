@@ -15,65 +15,20 @@
 
 #include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/file_format.h"
 #include "tools/fusekit/image_support.h"
 #include "tools/fusekit/jedec_support.h"
 #include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
-namespace {
-
-// Whether the file opens as an ISC data file or as a JEDEC file, by its content.
-bool HeadHolds(const std::string& path, const std::string& text) {
-  std::ifstream in(path, std::ios::binary);
-  std::string head(65536, '\0');
-  in.read(head.data(), static_cast<std::streamsize>(head.size()));
-  head.resize(static_cast<std::size_t>(in.gcount()));
-  for (char& c : head) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return head.find(text) != std::string::npos;
-}
-
-// Reads any file that holds programming data for the device into data: an ISC data file, a
-// JEDEC file, a bitstream, an image.
-int ReadProgrammingData(const std::string& input, const DeviceInfo& record, SVFPlusData& data) {
-  if (!IsFileReadable(input.c_str())) {
-    Complain(input, "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
-  DeviceInfo device = record;  // a reader may leave the file's geometry in its record
-  std::string name = input;
-  char empty[] = "";
-  int status;
-  if (HeadHolds(input, "IEEE_1532_DATA")) {
-    status = ISC2SVFPlus(name.data(), &device, 1, &data, "", empty, "", empty,
-                         static_cast<KvObjList*>(nullptr), nullptr, nullptr);
-  } else if (IsBitstreamName(input)) {
-    status = IsAsciiBitstreamName(input)
-                 ? RBT2SVFPlus(name.data(), &device, 0, &data, "", "", "", false)
-                 : BIT2SVFPlus(name.data(), &device, 0, &data, "", "", "", false);
-  } else if (ImageKind(input) != 0) {
-    return ReadImageInto(input, device, data);
-  } else if (HeadHolds(input, "\x02")) {
-    status = JEDEC2SVFPlus(name.data(), &device, 1, &data, "", "", "", "");
-  } else {
-    Complain(input, "holds no programming data this command knows (ISC, JEDEC, bitstream, image)");
-    return kExitInvalidInput;
-  }
-  if (status < 0) {
-    ComplainStatus(input, "cannot be read for " + std::string(record.GetName()), status);
-    return kExitInvalidInput;
-  }
-  return kExitOk;
-}
-
-}  // namespace
-
 int ConvertToJedec(const GlobalOptions& options, const std::string& input, OutputFile& output,
                    const std::string& device_name, const std::string& creator) {
   DeviceInfo device;
   if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
     return status;
   SVFPlusData data;
-  if (const int status = ReadProgrammingData(input, device, data); status != kExitOk) return status;
+  if (const int status = ReadProgrammingData(input, input, device, data); status != kExitOk)
+    return status;
   const char* comment = data.GetComment();
   std::vector<char> header((comment != nullptr ? std::strlen(comment) : 0) + 1024);
   BuildJEDHeader(header.data(), creator.c_str(), device.GetName(), comment);

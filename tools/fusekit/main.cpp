@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
   AddCrcCommand(app, options, exit_status);
   AddCheckCommand(app, options, exit_status);
   AddCompareCommand(app, options, exit_status);
+  AddVerifyCommand(app, options, exit_status);
   AddInfoCommand(app, options, exit_status);
   AddDumpCommand(app, options, exit_status);
   AddConvertCommand(app, options, exit_status);

@@ -1,0 +1,321 @@
+// fusekit compare and fusekit verify: two files of programming data compared, each by the
+// compare of its format or through programming data, and one file checked by the validators.
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tools/fusekit/cli.h"
+#include "tools/fusekit/file_format.h"
+#include "tools/fusekit/jedec_support.h"
+#include "tools/fusekit/output_file.h"
+
+namespace fusekit::cli {
+namespace {
+
+struct CompareOptions {
+  std::string read;
+  std::string reference;
+  std::string report;
+  std::string device;
+  bool by_address = false;
+};
+
+// The exit status of a compare's result, with the message that goes with it.
+int Verdict(const CompareOptions& c, int result, const char* unit) {
+  if (result < 0) return kExitInvalidInput;
+  std::fprintf(stderr, "fusekit: %s: %d %s%s differ%s from %s\n", c.read.c_str(), result, unit,
+               result == 1 ? "" : "s", result == 1 ? "s" : "", c.reference.c_str());
+  return result == 0 ? kExitOk : kExitDifferent;
+}
+
+// The first line of a report that says why a pair was not compared.
+std::string CauseIn(const std::string& path) {
+  std::ifstream in(path);
+  for (std::string line; std::getline(in, line);) {
+    if (line.compare(0, 14, "not compared: ") == 0) return line.substr(14);
+    if (line.find("cannot be read as") != std::string::npos) return line;
+  }
+  return "";
+}
+
+// Runs one of the library's compares into the report and names the report the user asked for.
+template <class Run>
+int RunCompare(const CompareOptions& c, const char* unit, Run run) {
+  if (OutputIsAnInput({c.read, c.reference}, c.report)) return kExitUsage;
+  OutputFile report(c.report);
+  if (!report.Ready()) return kExitInvalidInput;
+  const int result = run(report.Path());
+  if (result == kStatusWriteFailed) {
+    ComplainStatus(report.Label(), "cannot be written", result);
+    return kExitInvalidInput;
+  }
+  if (result == -1) {
+    Complain(c.read + " or " + c.reference, "cannot be opened for reading");
+    return kExitInvalidInput;
+  }
+  const std::string cause = result < 0 ? CauseIn(report.Path()) : "";
+  const std::string written_name = "FILE NAME:   " + report.Path() + "\n";
+  const std::string asked_name = "FILE NAME:   " + report.Label() + "\n";
+  if (!report.Commit(written_name, asked_name)) return kExitInvalidInput;
+  if (result < 0) {
+    if (!cause.empty()) {
+      Complain(c.read, "cannot be compared with " + c.reference + ": " + cause);
+    } else {
+      ComplainStatus(c.read, "cannot be compared with " + c.reference, result);
+    }
+  }
+  return Verdict(c, result, unit);
+}
+
+int ReadForDevice(const GlobalOptions& options, const CompareOptions& c, DeviceInfo& device,
+                  SVFPlusData& read, SVFPlusData& reference) {
+  if (const int status = DeviceByName(options, c.device, device); status != kExitOk) return status;
+  if (const int status = ReadProgrammingData(c.read, c.read, device, read); status != kExitOk)
+    return status;
+  return ReadProgrammingData(c.reference, c.reference, device, reference);
+}
+
+// Two JEDEC fuse maps by fuse address: each read for the device, or for a generic record made
+// from itself, whatever its L layout, F default and notes.
+int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
+  SVFPlusData data[2];
+  DeviceInfo devices[2];
+  const std::string* paths[2] = {&c.read, &c.reference};
+  for (int i = 0; i < 2; ++i) {
+    if (!IsFileReadable(paths[i]->c_str())) {
+      Complain(*paths[i], "cannot be opened for reading");
+      return kExitInvalidInput;
+    }
+    if (const int status = DeviceForJedec(options, c.device, *paths[i], *paths[i], devices[i]);
+        status != kExitOk)
+      return status;
+    std::string name = *paths[i];
+    DeviceInfo device = devices[i];
+    const int status = JEDEC2SVFPlus(name.data(), &device, 1, &data[i], "", "", "", "");
+    if (status < 0) {
+      ComplainStatus(*paths[i], "cannot be read as a JEDEC file", status);
+      return kExitInvalidInput;
+    }
+  }
+  if (devices[0].GetFuseNumber() != devices[1].GetFuseNumber()) {
+    Complain(c.read, "has QF " + std::to_string(devices[0].GetFuseNumber()) + ", but " +
+                         c.reference + " has QF " + std::to_string(devices[1].GetFuseNumber()) +
+                         ": they are not fuse maps of one device");
+    return kExitInvalidInput;
+  }
+  // Generic records give the whole fuse list as one row, column c being fuse c; a device's
+  // rows follow one another.
+  const SVFDataField* a = data[0].GetDataField("FuseArray_TDI");
+  const SVFDataField* b = data[1].GetDataField("FuseArray_TDI");
+  if (a == nullptr || b == nullptr || a->GetRowCount() != b->GetRowCount()) {
+    Complain(c.read, "holds no fuse list to compare with " + c.reference);
+    return kExitInvalidInput;
+  }
+  unsigned long long differing = 0;
+  unsigned long long address = 0;
+  std::vector<std::string> first;
+  for (int r = 1; r <= b->GetRowCount(); ++r) {
+    const unsigned width = b->GetRowWidth(r);
+    const unsigned pad = (8 - width % 8) % 8;
+    const KvByteBuffer* x = a->GetRow(r);
+    const KvByteBuffer* y = b->GetRow(r);
+    for (unsigned col = 0; col < width; ++col, ++address) {
+      const unsigned p = pad + width - 1 - col;
+      const bool one = ((x->ReadData(static_cast<int>(p / 8)) >> (7 - p % 8)) & 1u) != 0;
+      const bool other = ((y->ReadData(static_cast<int>(p / 8)) >> (7 - p % 8)) & 1u) != 0;
+      if (one == other) continue;
+      if (++differing <= 20) first.push_back(std::to_string(address) + (one ? "+" : "-"));
+    }
+  }
+  std::ostringstream out;
+  out << differing << " fuse" << (differing == 1 ? "" : "s") << " differ";
+  if (!first.empty()) {
+    out << "; first at";
+    for (const std::string& f : first) out << " " << f;
+  }
+  out << "\n";
+  std::fputs(out.str().c_str(), stdout);
+  return differing == 0 ? kExitOk : kExitDifferent;
+}
+
+int Compare(const GlobalOptions& options, const CompareOptions& c) {
+  InputFile read_input(c.read);
+  InputFile reference_input(c.reference);
+  if (!read_input.Ready() || !reference_input.Ready()) return kExitInvalidInput;
+  CompareOptions files = c;
+  files.read = read_input.Path();
+  files.reference = reference_input.Path();
+  for (const InputFile* input : {&read_input, &reference_input}) {
+    if (!IsFileReadable(input->Path().c_str())) {
+      Complain(input->Label(), "cannot be opened for reading");
+      return kExitInvalidInput;
+    }
+  }
+  if (c.by_address) return CompareByAddress(options, files);
+  const FileFormat read_format = DetectFormat(files.read);
+  const FileFormat reference_format = DetectFormat(files.reference);
+  if (read_format == FileFormat::kJedec && reference_format == FileFormat::kJedec) {
+    return RunCompare(files, "fuse", [&](const std::string& report) {
+      return fnJEDFileCompare(files.read.c_str(), files.reference.c_str(), report.c_str());
+    });
+  }
+  if (read_format == FileFormat::kIsc && reference_format == FileFormat::kIsc) {
+    return RunCompare(files, "bit", [&](const std::string& report) {
+      return fnISCFileCompare(files.read.c_str(), files.reference.c_str(), report.c_str());
+    });
+  }
+  if (c.device.empty()) {
+    Complain(c.read, std::string("is a ") + FormatName(read_format) + " and " + c.reference +
+                         " a " + FormatName(reference_format) +
+                         ": name their device with --device to compare them");
+    return kExitUsage;
+  }
+  DeviceInfo device;
+  if (IsBitstreamFormat(read_format) && IsBitstreamFormat(reference_format)) {
+    if (const int status = DeviceByName(options, c.device, device); status != kExitOk)
+      return status;
+    return RunCompare(files, "bit", [&](const std::string& report) {
+      return fnBITFileCompare(files.read.c_str(), files.reference.c_str(), &device, report.c_str());
+    });
+  }
+  SVFPlusData read;
+  SVFPlusData reference;
+  if (const int status = ReadForDevice(options, files, device, read, reference); status != kExitOk)
+    return status;
+  return RunCompare(files, "bit", [&](const std::string& report) {
+    return SVFPlusDataCompare(&read, &reference, report.c_str());
+  });
+}
+
+struct VerifyOptions {
+  std::string file;
+  std::string device;
+  std::string checksum;
+  std::string pattern;
+  std::string crc;
+};
+
+bool ParseHex(const std::string& text, unsigned long& value) {
+  if (text.empty()) return false;
+  char* end = nullptr;
+  value = std::strtoul(text.c_str(), &end, 16);
+  return end != nullptr && *end == '\0';
+}
+
+int Verify(const GlobalOptions& options, const VerifyOptions& v) {
+  InputFile input(v.file);
+  if (!input.Ready()) return kExitInvalidInput;
+  unsigned long checksum = 0, pattern = 0, crc = 0;
+  const struct {
+    const std::string& text;
+    unsigned long& value;
+    const char* option;
+  } numbers[] = {{v.checksum, checksum, "--checksum"},
+                 {v.pattern, pattern, "--pattern"},
+                 {v.crc, crc, "--crc"}};
+  for (const auto& n : numbers) {
+    if (!n.text.empty() && !ParseHex(n.text, n.value)) {
+      Complain(n.option, "takes a hexadecimal number, not '" + n.text + "'");
+      return kExitUsage;
+    }
+  }
+  DeviceInfo device;
+  if (const int status = DeviceByName(options, v.device, device); status != kExitOk) return status;
+  SVFPlusData data;
+  if (const int status = ReadProgrammingData(input.Path(), input.Label(), device, data);
+      status != kExitOk)
+    return status;
+  int exit_status = kExitOk;
+  const int shown = SVFPlus2CheckSum(&data, &device, 1);
+  if (shown < 0) {
+    ComplainStatus(input.Label(), "has no checksum for " + v.device, shown);
+    return kExitInvalidInput;
+  }
+  std::printf("%s: verified for %s\n  checksum: %.4X", input.Label().c_str(), v.device.c_str(),
+              shown);
+  if (!v.checksum.empty()) {
+    const bool good = ValidDataChecksum(&data, &device, 1, static_cast<unsigned>(checksum)) == 1;
+    std::printf(good ? " (matches)" : " (expected %.4lX: FAILED)", checksum);
+    if (!good) exit_status = kExitDifferent;
+  }
+  std::printf("\n");
+  const std::string field =
+      data.GetDataField("FuseArray_TDI") != nullptr ? "FuseArray_TDI" : "EFuseArray_TDI";
+  std::vector<std::pair<int, bool>> patterns = {{0x00, false}, {0xFF, false}};
+  if (!v.pattern.empty()) patterns = {{static_cast<int>(pattern), true}};
+  for (const auto& [byte, asked] : patterns) {
+    unsigned long first = 0;
+    const int held = ValidDataPattern(&data, field.c_str(), byte, &first);
+    const std::string name = byte == 0      ? "blank (all 0)"
+                             : byte == 0xFF ? "all ones"
+                                            : "pattern " + std::to_string(byte) + " repeated";
+    if (held < 0) {
+      std::printf("  %s: no %s to check\n", name.c_str(), field.c_str());
+      if (asked) exit_status = kExitDifferent;
+    } else if (held == 1) {
+      std::printf("  %s: yes\n", name.c_str());
+    } else {
+      std::printf("  %s: no, first difference at bit %lu%s\n", name.c_str(), first,
+                  asked ? ": FAILED" : "");
+      if (asked) exit_status = kExitDifferent;
+    }
+  }
+  if (!v.crc.empty()) {
+    TemporaryFolderOf scratch({"tmpBitstream.bit"});
+    unsigned short computed = 0;
+    const int good = ValidVandiDataCRC(input.Path().c_str(), scratch.Folder().c_str(),
+                                       static_cast<unsigned>(crc), &computed);
+    if (good < 0) {
+      ComplainStatus(input.Label(), "cannot be converted to compute its CRC", good);
+      return kExitInvalidInput;
+    }
+    std::printf("  CRC: %.4X (%s)\n", computed, good == 1 ? "matches" : "FAILED");
+    if (good != 1) exit_status = kExitDifferent;
+  }
+  return exit_status;
+}
+
+}  // namespace
+
+void AddCompareCommand(CLI::App& app, const GlobalOptions& options, int& exit_status) {
+  CLI::App* command = app.add_subcommand(
+      "compare",
+      "Compare a file read back from a device with the reference: two JEDEC files fuse by fuse, "
+      "two ISC files block by block, two bitstreams frame by frame, any other pair through the "
+      "device's programming data");
+  auto compare = std::make_shared<CompareOptions>();
+  command->add_option("READ", compare->read, "the file under test ('-' for standard input)")
+      ->required();
+  command->add_option("REFERENCE", compare->reference, "the file it must match")->required();
+  command
+      ->add_option("-o,--output", compare->report,
+                   "write the report to REPORT (default: standard output)")
+      ->option_text("REPORT");
+  command->add_option("--device", compare->device,
+                      "the device both files are for (needed for bitstreams, images and pairs "
+                      "of two formats)");
+  command->add_flag("--by-address", compare->by_address,
+                    "compare two JEDEC fuse maps by fuse address, whatever their layout, F "
+                    "default and notes");
+  command->callback(
+      [&options, compare, &exit_status] { exit_status = Compare(options, *compare); });
+}
+
+void AddVerifyCommand(CLI::App& app, const GlobalOptions& options, int& exit_status) {
+  CLI::App* command = app.add_subcommand(
+      "verify", "Check a file's programming data: its checksum, blank and fill patterns, CRC");
+  auto verify = std::make_shared<VerifyOptions>();
+  command->add_option("FILE", verify->file, "the file ('-' for standard input)")->required();
+  command->add_option("--device", verify->device, "the device the file is for")->required();
+  command->add_option("--checksum", verify->checksum, "the 16-bit checksum it must have (hex)");
+  command->add_option("--pattern", verify->pattern,
+                      "the byte the main array must hold throughout (hex: 00 blank, FF all ones)");
+  command->add_option("--crc", verify->crc, "for an image, the device CRC-16 it must have (hex)");
+  command->callback([&options, verify, &exit_status] { exit_status = Verify(options, *verify); });
+}
+
+}  // namespace fusekit::cli

@@ -1,0 +1,160 @@
+#include "tools/fusekit/file_format.h"
+
+#include <cctype>
+#include <cstring>
+#include <fstream>
+
+#include "tools/fusekit/image_support.h"
+
+namespace fusekit::cli {
+namespace {
+
+std::string Head(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::string head(65536, '\0');
+  in.read(head.data(), static_cast<std::streamsize>(head.size()));
+  head.resize(static_cast<std::size_t>(in.gcount()));
+  return head;
+}
+
+// Text: no NUL, and at most one byte in a hundred outside printable ASCII and white space
+// (STX and ETX count as text).
+bool IsText(const std::string& head) {
+  std::size_t odd = 0;
+  for (const char c : head) {
+    const auto u = static_cast<unsigned char>(c);
+    if (u == 0) return false;
+    if (u == 2 || u == 3 || u == '\t' || u == '\n' || u == '\r' || u == '\f' ||
+        (u >= 0x20 && u < 0x7F))
+      continue;
+    ++odd;
+  }
+  return odd * 100 <= head.size();
+}
+
+bool IsBinaryBitstreamHead(const std::string& head) {
+  std::size_t at = 0;
+  while (head.compare(at, 4, "CRVN") == 0) at += 4;
+  if (head.compare(at, 4, std::string("\x00\x01\x00\x04", 4)) == 0) at += 8;
+  return head.size() >= at + 2 && head[at] == '\xFF' && head[at + 1] == '\0';
+}
+
+// Lines of only 0 and 1 (at least eight of them) among the first lines that are not comments.
+bool HasBitLines(const std::string& head) {
+  std::size_t start = 0;
+  int bit_lines = 0;
+  while (start < head.size() && bit_lines < 4) {
+    std::size_t end = head.find('\n', start);
+    if (end == std::string::npos) break;
+    std::string line = head.substr(start, end - start);
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.size() >= 8 && line.find_first_not_of("01") == std::string::npos) ++bit_lines;
+    start = end + 1;
+  }
+  return bit_lines >= 1;
+}
+
+std::string FirstWord(const std::string& head) {
+  std::size_t at = 0;
+  while (at < head.size()) {
+    while (at < head.size() && std::isspace(static_cast<unsigned char>(head[at]))) ++at;
+    if (head.compare(at, 2, "--") != 0) break;
+    at = head.find('\n', at);  // an ISC comment line
+  }
+  return at < head.size() ? head.substr(at, 16) : "";
+}
+
+}  // namespace
+
+FileFormat DetectFormat(const std::string& path) {
+  std::ifstream probe(path, std::ios::binary);
+  if (!probe) return FileFormat::kUnknown;
+  const std::string head = Head(path);
+  if (head.empty()) return FileFormat::kUnknown;
+  if (IsBinaryBitstreamHead(head)) return FileFormat::kBinaryBitstream;
+  if (!IsText(head)) return FileFormat::kBinaryImage;
+  std::string word = FirstWord(head);
+  for (char& c : word) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  if (word.compare(0, 14, "IEEE_1532_DATA") == 0) return FileFormat::kIsc;
+  if (head.find('\x02') != std::string::npos) return FileFormat::kJedec;
+  const std::size_t first = head.find_first_not_of(" \t\r\n");
+  const char lead = first == std::string::npos ? '\0' : head[first];
+  if (lead == ':') return FileFormat::kIntelHex;
+  if ((lead == 'S' || lead == 's') && first + 1 < head.size() &&
+      std::isdigit(static_cast<unsigned char>(head[first + 1])))
+    return FileFormat::kSRecord;
+  if (lead == '%') return FileFormat::kTektronix;
+  if (HasBitLines(head)) return FileFormat::kAsciiBitstream;
+  return FileFormat::kUnknown;
+}
+
+const char* FormatName(FileFormat format) {
+  switch (format) {
+    case FileFormat::kJedec:
+      return "JEDEC file";
+    case FileFormat::kIsc:
+      return "ISC data file";
+    case FileFormat::kBinaryBitstream:
+      return "binary bitstream";
+    case FileFormat::kAsciiBitstream:
+      return "ASCII bitstream";
+    case FileFormat::kIntelHex:
+      return "Intel hex image";
+    case FileFormat::kSRecord:
+      return "S-record image";
+    case FileFormat::kTektronix:
+      return "Tektronix hex image";
+    case FileFormat::kBinaryImage:
+      return "binary image";
+    case FileFormat::kUnknown:
+      break;
+  }
+  return "file of unknown format";
+}
+
+bool IsBitstreamFormat(FileFormat format) {
+  return format == FileFormat::kBinaryBitstream || format == FileFormat::kAsciiBitstream;
+}
+
+int ReadProgrammingData(const std::string& path, const std::string& label, const DeviceInfo& record,
+                        SVFPlusData& data) {
+  if (!IsFileReadable(path.c_str())) {
+    Complain(label, "cannot be opened for reading");
+    return kExitInvalidInput;
+  }
+  DeviceInfo device = record;  // a reader may leave the file's geometry in its record
+  std::string name = path;
+  char empty[] = "";
+  int status;
+  switch (DetectFormat(path)) {
+    case FileFormat::kIsc:
+      status = ISC2SVFPlus(name.data(), &device, 1, &data, "", empty, "", empty,
+                           static_cast<KvObjList*>(nullptr), nullptr, nullptr);
+      break;
+    case FileFormat::kBinaryBitstream:
+      status = BIT2SVFPlus(name.data(), &device, 0, &data, "", "", "", false);
+      break;
+    case FileFormat::kAsciiBitstream:
+      status = RBT2SVFPlus(name.data(), &device, 0, &data, "", "", "", false);
+      break;
+    case FileFormat::kJedec:
+      status = JEDEC2SVFPlus(name.data(), &device, 1, &data, "", "", "", "");
+      break;
+    case FileFormat::kIntelHex:
+    case FileFormat::kSRecord:
+    case FileFormat::kTektronix:
+    case FileFormat::kBinaryImage:
+      return ReadImageInto(path, device, data);
+    case FileFormat::kUnknown:
+    default:
+      Complain(label, "holds no programming data fusekit knows (JEDEC, ISC, bitstream, image)");
+      return kExitInvalidInput;
+  }
+  if (status < 0) {
+    ComplainStatus(label, "cannot be read for " + std::string(record.GetName()), status);
+    return kExitInvalidInput;
+  }
+  return kExitOk;
+}
+
+}  // namespace fusekit::cli

@@ -1,0 +1,43 @@
+// What kind of file the tool has been given, found from its content (the extension only breaks
+// ties), and reading any file that holds programming data for a device.
+#ifndef FUSEKIT_TOOLS_FILE_FORMAT_H
+#define FUSEKIT_TOOLS_FILE_FORMAT_H
+
+#include <string>
+
+#include "tools/fusekit/cli.h"
+
+namespace fusekit::cli {
+
+enum class FileFormat {
+  kUnknown,
+  kJedec,
+  kIsc,
+  kBinaryBitstream,
+  kAsciiBitstream,
+  kIntelHex,
+  kSRecord,
+  kTektronix,
+  kBinaryImage,
+};
+
+// The format of the file at path from its first 64 KiB: an ISC data file opens with
+// "IEEE_1532_Data" after its comments; a binary bitstream with FF 00 (after "CRVN" and a lead-in
+// block); text files by their first character (':' Intel hex, 'S' and a digit S-records, '%'
+// Tektronix), by STX (JEDEC) or by lines of 0 and 1 (an ASCII bitstream); any other bytes make a
+// binary image. kUnknown for text that is none of these or a file that cannot be read.
+FileFormat DetectFormat(const std::string& path);
+
+// The format's name in messages ("JEDEC file", "ISC data file", "binary bitstream", ...).
+const char* FormatName(FileFormat format);
+
+bool IsBitstreamFormat(FileFormat format);
+
+// Reads a file that holds programming data for the device into data, by its format. Complains
+// and returns an exit status other than kExitOk when it cannot.
+int ReadProgrammingData(const std::string& path, const std::string& label, const DeviceInfo& record,
+                        SVFPlusData& data);
+
+}  // namespace fusekit::cli
+
+#endif  // FUSEKIT_TOOLS_FILE_FORMAT_H
