@@ -9,6 +9,8 @@
 #   and converted by BIT2ISC, beside its fread floor.
 #   ISC: the same file converted to an ISC data file by `fusekit convert` and read back by
 #   ISC2SVFPlus, each beside the fread floor of the file it reads.
+#   Compares: the JEDEC, ISC and a bitstream of as many bits, each compared with a copy of
+#   itself, beside the fread floor of the two files.
 # Usage: bench/peers.sh [FUSES [IMAGE_BYTES]]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -40,6 +42,8 @@ isc="$work/fuses-$fuses.isc"
 echo "== ISC, $fuses fuses"
 build/bench/bench/isc_peers build/bench/bin/fusekit "$db" "$jedec" "$isc" "$fuses"
 echo "ISC data file: $(du -h "$isc" | cut -f1)"
+echo "== Compares, $fuses fuses"
+build/bench/bench/compare_peers build/bench/bin/fusekit "$jedec" "$isc" "$work" "$fuses"
 
 image="$work/image-$image_bytes"
 if [ ! -s "$image.objcopy.xtek" ]; then

@@ -3,7 +3,56 @@
 
 #include <cstring>
 
+#if defined(__unix__) || defined(__APPLE__)
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#define FUSEKIT_HAS_MMAP 1
+#endif
+
 namespace fusekit::core {
+
+MappedFile::MappedFile(const char* fileName) {
+  if (fileName == nullptr || fileName[0] == '\0') return;
+#if defined(FUSEKIT_HAS_MMAP)
+  const int fd = ::open(fileName, O_RDONLY);
+  if (fd < 0) return;
+  struct stat info;
+  if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+    if (info.st_size == 0) {
+      ready_ = true;
+    } else {
+      int flags = MAP_PRIVATE;
+#if defined(MAP_POPULATE)
+      flags |= MAP_POPULATE;  // the parser reads every page: map them all at once
+#endif
+      void* map = ::mmap(nullptr, static_cast<std::size_t>(info.st_size), PROT_READ, flags, fd, 0);
+      if (map != MAP_FAILED) {
+        map_ = map;
+        map_size_ = static_cast<std::size_t>(info.st_size);
+        text_ = std::string_view(static_cast<const char*>(map), map_size_);
+        ready_ = true;
+      }
+    }
+  }
+  ::close(fd);
+  if (ready_) return;
+#endif
+  UniqueFile file = OpenFile(fileName, "rb");
+  if (!file) return;
+  ready_ = ForEachChunk(file.get(), [&](const std::uint8_t* chunk, std::size_t count) {
+    copy_.append(reinterpret_cast<const char*>(chunk), count);
+    return true;
+  });
+  text_ = copy_;
+}
+
+MappedFile::~MappedFile() {
+#if defined(FUSEKIT_HAS_MMAP)
+  if (map_ != nullptr) ::munmap(map_, map_size_);
+#endif
+}
 
 std::string PathInFolder(const char* folder, const char* name) {
   std::string path = folder != nullptr && folder[0] != '\0' ? folder : ".";

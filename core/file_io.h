@@ -30,6 +30,26 @@ bool FinishWriting(UniqueFile& file);
 // folder joined with name by the platform's separator; a null or empty folder is the current one.
 std::string PathInFolder(const char* folder, const char* name);
 
+// A whole file as one text, for parsers that need it at once: a regular file is mapped into
+// memory (no copy, and no fresh memory to fault in), anything else (a pipe, a device) is read
+// into a buffer. Ready is false when the file cannot be opened or read.
+class MappedFile {
+ public:
+  explicit MappedFile(const char* fileName);
+  ~MappedFile();
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
+  bool Ready() const { return ready_; }
+  std::string_view Text() const { return text_; }
+
+ private:
+  void* map_ = nullptr;
+  std::size_t map_size_ = 0;
+  std::string copy_;  // the bytes of a file that could not be mapped
+  std::string_view text_;
+  bool ready_ = false;
+};
+
 // Opens a file; a null or empty name gives a null handle.
 UniqueFile OpenFile(const char* fileName, const char* mode);
 

@@ -9,6 +9,8 @@
 #include <iterator>
 #include <new>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "core/file_io.h"
 #include "crc/block_crc.h"
@@ -28,18 +30,22 @@ constexpr int kEndedEarly = -16;
 
 struct Token {
   enum Kind { kEnd, kWord, kOpen, kClose, kComma, kComment } kind = kEnd;
-  std::string text;
+  std::string_view text;  // into the scanned text
   std::size_t at = 0;
 };
+
+bool IsBlank(char c) {
+  return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f';
+}
 
 // Tokens of the whole text: "(", ")" and "," on their own, comment lines ("--" to the line's
 // end) as one token, everything else split at blanks.
 class Scanner {
  public:
-  explicit Scanner(const std::string& text) : text_(text) {}
+  explicit Scanner(std::string_view text) : text_(text) {}
 
   Token Next() {
-    while (pos_ < text_.size() && std::isspace(static_cast<unsigned char>(text_[pos_]))) ++pos_;
+    while (pos_ < text_.size() && IsBlank(text_[pos_])) ++pos_;
     Token token;
     token.at = pos_;
     if (pos_ >= text_.size()) return token;
@@ -53,13 +59,13 @@ class Scanner {
       const std::size_t end = std::min(text_.find('\n', pos_), text_.size());
       token.kind = Token::kComment;
       token.text = text_.substr(pos_, end - pos_);
-      if (!token.text.empty() && token.text.back() == '\r') token.text.pop_back();
+      if (!token.text.empty() && token.text.back() == '\r') token.text.remove_suffix(1);
       pos_ = end;
       return token;
     }
     const std::size_t start = pos_;
-    while (pos_ < text_.size() && !std::isspace(static_cast<unsigned char>(text_[pos_])) &&
-           text_[pos_] != '(' && text_[pos_] != ')' && text_[pos_] != ',')
+    while (pos_ < text_.size() && !IsBlank(text_[pos_]) && text_[pos_] != '(' &&
+           text_[pos_] != ')' && text_[pos_] != ',')
       ++pos_;
     token.kind = Token::kWord;
     token.text = text_.substr(start, pos_ - start);
@@ -70,7 +76,7 @@ class Scanner {
   Token NextSkippingComments(unsigned long* row_width = nullptr) {
     Token token = Next();
     for (; token.kind == Token::kComment; token = Next()) {
-      if (row_width != nullptr) ReadRowWidth(token.text, *row_width);
+      if (row_width != nullptr) ReadRowWidth(std::string(token.text), *row_width);
     }
     return token;
   }
@@ -86,7 +92,7 @@ class Scanner {
     }
   }
 
-  const std::string& text_;
+  std::string_view text_;
   std::size_t pos_ = 0;
 };
 
@@ -94,18 +100,19 @@ void ParseHeader(Scanner& scanner, ISCSummary& summary) {
   for (Token token = scanner.NextSkippingComments(); token.kind != Token::kEnd;
        token = scanner.NextSkippingComments()) {
     if (token.kind == Token::kClose) return;
-    const std::string word = Upper(token.text);
+    const std::string word = Upper(std::string(token.text));
     if (word == "STD_VERSION") {
-      summary.standard = scanner.NextSkippingComments().text;
+      summary.standard = std::string(scanner.NextSkippingComments().text);
     } else if (word == "CREATION_DATE") {
-      summary.date = scanner.NextSkippingComments().text;
+      summary.date = std::string(scanner.NextSkippingComments().text);
     } else if (word == "CREATOR") {
       Token part = scanner.NextSkippingComments();
-      std::string creator = part.text;
+      std::string creator(part.text);
       while (part.kind == Token::kWord && (creator.size() < 2 || creator.back() != '"')) {
         part = scanner.Next();
         if (part.kind != Token::kWord) break;
-        creator += " " + part.text;
+        creator += ' ';
+        creator += part.text;
       }
       if (!creator.empty() && creator.front() == '"') creator.erase(0, 1);
       if (!creator.empty() && creator.back() == '"') creator.pop_back();
@@ -114,49 +121,82 @@ void ParseHeader(Scanner& scanner, ISCSummary& summary) {
       for (Token name = scanner.NextSkippingComments();
            name.kind == Token::kWord || name.kind == Token::kComma;
            name = scanner.NextSkippingComments()) {
-        if (name.kind == Token::kWord) summary.entities.push_back(name.text);
+        if (name.kind == Token::kWord) summary.entities.emplace_back(name.text);
       }
       return;  // the entity list's ")" closes the header
     }
   }
 }
 
+// The value of each character as a hex digit, -1 for a character that is not one: a table, as
+// the digits of random data would defeat the branches of range tests.
+struct HexTable {
+  signed char value[256];
+  constexpr HexTable() : value() {
+    for (int c = 0; c < 256; ++c) {
+      value[c] = static_cast<signed char>(c >= '0' && c <= '9'   ? c - '0'
+                                          : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                          : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                                 : -1);
+    }
+  }
+};
+constexpr HexTable kHex;
+
+int HexValue(char c) {
+  return kHex.value[static_cast<unsigned char>(c)];
+}
+
 // Row bytes from hex digits for a row of width bits: a width of 1 to 4 bits past a whole byte
-// starts the row with one digit.
-bool StoreRow(const std::string& digits, unsigned long width, SVFDataField& field) {
-  const std::size_t bytes = (width + 7) / 8;
+// starts the row with one digit. False for digits of another count or a character that is not
+// a hex digit.
+bool StoreRow(std::string_view digits, unsigned long width, SVFDataField& field,
+              std::vector<unsigned char>& bytes) {
+  const std::size_t count = (width + 7) / 8;
   const bool short_lead = width % 8 >= 1 && width % 8 <= 4;
-  if (digits.size() != bytes * 2 - (short_lead ? 1 : 0)) return false;
-  const std::string padded = (short_lead ? "0" : "") + digits;
+  if (digits.size() != count * 2 - (short_lead ? 1 : 0)) return false;
+  bytes.assign(count, 0);
+  std::size_t d = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const int high = short_lead && i == 0 ? 0 : HexValue(digits[d++]);
+    const int low = HexValue(digits[d++]);
+    if (high < 0 || low < 0) return false;
+    bytes[i] = static_cast<unsigned char>(high << 4 | low);
+  }
   KvByteBuffer* row = field.AddRow(static_cast<int>(width));
   if (row == nullptr) throw std::bad_alloc();
-  for (std::size_t i = 0; i < bytes; ++i) {
-    row->WriteData(static_cast<unsigned char>(util_HexAnsi2Hex(padded[2 * i]) << 4 |
-                                              util_HexAnsi2Hex(padded[2 * i + 1])));
-  }
+  if (count != 0 && row->AppendData(bytes.data(), static_cast<unsigned>(count)) == 0)
+    throw std::bad_alloc();
   return true;
 }
 
 // After a part's "(": rows separated by ",", up to ")". A width of 0 is taken from the digits
-// of the first row.
+// of the first row. A row is most often one word; one written over several lines is joined.
 int ParseRows(Scanner& scanner, unsigned long& width, SVFDataField& field) {
-  std::string digits;
+  std::string joined;
+  std::string_view digits;
+  std::vector<unsigned char> bytes;
   bool any = false;
   for (Token token = scanner.NextSkippingComments();; token = scanner.NextSkippingComments()) {
     if (token.kind == Token::kEnd) return kEndedEarly;
     if (token.kind == Token::kWord) {
-      if (token.text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
-        return kSyntax;
-      digits += token.text;
+      if (!any || digits.empty()) {
+        digits = token.text;
+      } else {
+        if (joined.empty() || digits.data() != joined.data()) joined.assign(digits);
+        joined += token.text;
+        digits = joined;
+      }
       any = true;
       continue;
     }
     if (token.kind != Token::kComma && token.kind != Token::kClose) return kSyntax;
     if (token.kind == Token::kClose && !any && field.GetRowCount() == 0) return 0;
     if (width == 0) width = digits.size() * 4;
-    if (!StoreRow(digits, width, field)) return kSyntax;
+    if (!StoreRow(digits, width, field, bytes)) return kSyntax;
     if (token.kind == Token::kClose) return 0;
-    digits.clear();
+    digits = std::string_view();
+    joined.clear();
   }
 }
 
@@ -177,7 +217,7 @@ int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
     if (token.kind == Token::kEnd) return kEndedEarly;
     if (token.kind == Token::kClose) break;
     if (token.kind != Token::kWord) return kSyntax;
-    const std::string part = Lower(token.text);
+    const std::string part = Lower(std::string(token.text));
     if (part != "repeat" && part != "initialize" && part != "terminate" && part != "data_crc")
       return kSyntax;
     const Token open = scanner.NextSkippingComments(&width);
@@ -187,7 +227,7 @@ int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
       if (value.kind != Token::kWord || scanner.NextSkippingComments().kind != Token::kClose)
         return kSyntax;
       unsigned int crc = 0;
-      if (std::sscanf(value.text.c_str(), "%8x", &crc) != 1) return kSyntax;
+      if (std::sscanf(std::string(value.text).c_str(), "%8x", &crc) != 1) return kSyntax;
       block.hasStoredCRC = true;
       block.storedCRC = crc;
       continue;
@@ -215,7 +255,7 @@ void ReadFileChecksum(Scanner& scanner, const char* file_name, ISCSummary& summa
   const Token token = scanner.Next();
   unsigned int stored = 0;
   if (token.kind != Token::kWord || token.text.size() != 4 ||
-      std::sscanf(token.text.c_str(), "%4x", &stored) != 1)
+      std::sscanf(std::string(token.text).c_str(), "%4x", &stored) != 1)
     return;
   core::UniqueFile file = core::OpenFile(file_name, "rb");
   if (!file) return;
@@ -227,24 +267,24 @@ void ReadFileChecksum(Scanner& scanner, const char* file_name, ISCSummary& summa
   summary.computedFileChecksum = crc::FileCrcOfLeadingBytes(file.get(), extent);
 }
 
-int Summarize(const char* file_name, const std::string& text, ISCSummary& summary,
+int Summarize(const char* file_name, std::string_view text, ISCSummary& summary,
               std::deque<IscBlockRows>* kept_rows) {
   Scanner scanner(text);
   Token token = scanner.Next();
   for (; token.kind == Token::kComment; token = scanner.Next()) {
     const std::size_t start = token.text.find_first_not_of('-');
-    const std::string body = start == std::string::npos ? "" : token.text.substr(start);
+    const std::string body(start == std::string::npos ? "" : token.text.substr(start));
     const std::string line = body.substr(std::min(body.find_first_not_of(' '), body.size()));
     summary.comments += line.empty() ? "--\n" : "-- " + line + "\n";
   }
-  if (Upper(token.text) != "IEEE_1532_DATA" || scanner.Next().kind != Token::kOpen)
+  if (Upper(std::string(token.text)) != "IEEE_1532_DATA" || scanner.Next().kind != Token::kOpen)
     return kBadStructure;
   bool unprocessed = false;
   for (token = scanner.NextSkippingComments();; token = scanner.NextSkippingComments()) {
     if (token.kind == Token::kEnd) return kEndedEarly;
     if (token.kind == Token::kClose) break;
     if (token.kind == Token::kComma) continue;
-    const std::string word = Upper(token.text);
+    const std::string word = Upper(std::string(token.text));
     if (word == "HEADER") {
       if (scanner.NextSkippingComments().kind != Token::kOpen) return kBadStructure;
       ParseHeader(scanner, summary);
@@ -252,7 +292,7 @@ int Summarize(const char* file_name, const std::string& text, ISCSummary& summar
       bool security = false;
       for (Token part = scanner.NextSkippingComments(); part.kind == Token::kWord;
            part = scanner.NextSkippingComments()) {
-        const std::string value = Upper(part.text);
+        const std::string value = Upper(std::string(part.text));
         if (value == "PROC_PROGRAM_SECURITY") security = true;
         if (value == "ON" || value == "OFF") {
           summary.security = security && value == "ON";
@@ -263,7 +303,7 @@ int Summarize(const char* file_name, const std::string& text, ISCSummary& summar
       unprocessed = true;
     } else if (word == "DATA") {
       ISCBlockSummary block;
-      block.name = scanner.NextSkippingComments().text;
+      block.name = std::string(scanner.NextSkippingComments().text);
       block.unprocessed = unprocessed;
       unprocessed = false;
       if (scanner.NextSkippingComments().kind != Token::kOpen) return kBadStructure;
@@ -286,10 +326,10 @@ int ReadIscFile(const char* fileName, ISCSummary& summary, std::deque<IscBlockRo
   summary = ISCSummary();
   if (rows != nullptr) rows->clear();
   if (fileName == nullptr) return kBadStructure;
-  std::ifstream in(fileName, std::ios::binary);
-  if (!in) return kBadStructure;
+  const core::MappedFile file(fileName);
+  if (!file.Ready()) return kBadStructure;
   try {
-    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string_view text = file.Text();
     return Summarize(fileName, text, summary, rows);
   } catch (const std::bad_alloc&) {
     return kSyntax;

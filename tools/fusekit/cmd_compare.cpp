@@ -120,16 +120,23 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
   std::vector<std::string> first;
   for (int r = 1; r <= b->GetRowCount(); ++r) {
     const unsigned width = b->GetRowWidth(r);
-    const unsigned pad = (8 - width % 8) % 8;
     const KvByteBuffer* x = a->GetRow(r);
     const KvByteBuffer* y = b->GetRow(r);
-    for (unsigned col = 0; col < width; ++col, ++address) {
-      const unsigned p = pad + width - 1 - col;
-      const bool one = ((x->ReadData(static_cast<int>(p / 8)) >> (7 - p % 8)) & 1u) != 0;
-      const bool other = ((y->ReadData(static_cast<int>(p / 8)) >> (7 - p % 8)) & 1u) != 0;
-      if (one == other) continue;
-      if (++differing <= 20) first.push_back(std::to_string(address) + (one ? "+" : "-"));
+    // Whole bytes alike are passed over; the row layout puts column 0 in the last byte.
+    const unsigned char* xb = x->GetBuffer();
+    const unsigned char* yb = y->GetBuffer();
+    const unsigned bytes = (width + 7) / 8;
+    for (unsigned n = 0; n < bytes; ++n) {
+      const unsigned i = bytes - 1 - n;
+      if (xb == nullptr || yb == nullptr || xb[i] == yb[i]) continue;
+      for (unsigned bit = 0; bit < 8; ++bit) {
+        const unsigned col = n * 8 + bit;
+        if (col >= width || ((xb[i] ^ yb[i]) >> bit & 1u) == 0) continue;
+        const bool one = (xb[i] >> bit & 1u) != 0;
+        if (++differing <= 20) first.push_back(std::to_string(address + col) + (one ? "+" : "-"));
+      }
     }
+    address += width;
   }
   std::ostringstream out;
   out << differing << " fuse" << (differing == 1 ? "" : "s") << " differ";

@@ -1,0 +1,110 @@
+// The compares on two large files of each kind beside the floor of reading both, in one run:
+//   compare_peers TOOL JEDEC_FILE ISC_FILE WORK_FOLDER FUSES
+// copies each file (the compare reads two files, not one twice), makes a bitstream of FUSES
+// bits, and times fnJEDFileCompare, `TOOL compare --by-address` (whole process),
+// fnISCFileCompare and fnBITFileCompare of each file with its copy (best of three), each with
+// its ratio to the fread floor of the two files.
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "bench/bench_support.h"
+#include "fusekit/fusekit.h"
+
+namespace {
+
+using fusekit::bench::BestSeconds;
+using fusekit::bench::FileSize;
+using fusekit::bench::ReadFloor;
+
+std::string CopyOf(const std::string& path) {
+  const std::string copy = path + ".copy";
+  std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
+  return copy;
+}
+
+// A configuration bitstream of fuses bits in frames of 1024 bytes, and its device.
+DeviceInfo WriteBitstream(const std::string& path, unsigned long fuses) {
+  constexpr unsigned kFrameBytes = 1024;
+  const unsigned frames = static_cast<unsigned>(fuses / (kFrameBytes * 8));
+  DeviceInfo device;
+  device.SetName("BENCH");
+  device.SetFamily("CorvaneTorvik4");
+  device.SetDataLength(kFrameBytes * 8);
+  device.SetAddressLength(frames);
+  device.SetFuseNumber(frames * kFrameBytes * 8);
+  device.SetIDLength(32);
+  device.SetPhysicalUESLength(32);
+  device.SetjtagLogicalUESLength(32);
+  device.SaveDeviceBackupValue();
+  XFPBitstreamModel model;
+  model.SetDevice(device);
+  model.AddCommentEntry("Design: bench");
+  std::vector<unsigned char> bytes(kFrameBytes);
+  unsigned seed = 1532;
+  for (unsigned f = 0; f < frames; ++f) {
+    for (unsigned char& b : bytes)
+      b = static_cast<unsigned char>((seed = seed * 1103515245 + 12345) >> 16);
+    XFPFrameModel frame("Data Frame", 0x41);
+    frame.AddComponent(XFPFrameComponentModel("Data", bytes.data(), kFrameBytes, kFrameBytes * 8));
+    model.AddFrame(frame);
+  }
+  if (XFPGenerateBitstream::Generate(model, path.c_str()) != 0)
+    std::fprintf(stderr, "cannot write %s\n", path.c_str());
+  return device;
+}
+
+void Row(const char* what, const std::string& a, double seconds, double floor, int result) {
+  std::printf("%-40s %8.1f MB %10.1f %10.1f %8.2f %8s  (result %d)\n", what,
+              static_cast<double>(FileSize(a)) / 1e6, floor * 1e3, seconds * 1e3,
+              seconds / floor, "<= 2", result);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 6) {
+    std::fprintf(stderr, "usage: compare_peers TOOL JEDEC_FILE ISC_FILE WORK_FOLDER FUSES\n");
+    return 2;
+  }
+  const std::string tool = argv[1], jedec = argv[2], isc = argv[3], folder = argv[4];
+  const unsigned long fuses = std::strtoul(argv[5], nullptr, 10);
+  const std::string bit = folder + "/compare-bench.bit";
+  DeviceInfo device = WriteBitstream(bit, fuses);
+  const std::string report = folder + "/compare-bench.report";
+  std::printf("%-40s %11s %10s %10s %8s %8s\n", "two files of each kind", "each",
+              "fread (ms)", "time (ms)", "x fread", "target");
+  const struct {
+    const char* what;
+    std::string file;
+  } kinds[] = {{"fnJEDFileCompare", jedec},
+               {"fusekit compare --by-address", jedec},
+               {"fnISCFileCompare", isc},
+               {"fnBITFileCompare", bit}};
+  for (const auto& kind : kinds) {
+    const std::string copy = CopyOf(kind.file);
+    const double floor = ReadFloor(kind.file) + ReadFloor(copy);
+    int result = 0;
+    const std::string what = kind.what;
+    const std::string command =
+        tool + " compare --by-address " + kind.file + " " + copy + " >/dev/null 2>&1";
+    const double seconds = BestSeconds([&] {
+      if (what == "fnJEDFileCompare") {
+        result = fnJEDFileCompare(kind.file.c_str(), copy.c_str(), report.c_str());
+      } else if (what == "fusekit compare --by-address") {
+        result = std::system(command.c_str());
+      } else if (what == "fnISCFileCompare") {
+        result = fnISCFileCompare(kind.file.c_str(), copy.c_str(), report.c_str());
+      } else {
+        result = fnBITFileCompare(kind.file.c_str(), copy.c_str(), &device, report.c_str());
+      }
+    });
+    Row(kind.what, kind.file, seconds, floor, result);
+    std::remove(copy.c_str());
+  }
+  std::remove(report.c_str());
+  std::remove(bit.c_str());
+  return 0;
+}
