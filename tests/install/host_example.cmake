@@ -44,3 +44,17 @@ string(REGEX MATCH "-L([^ ;]+)" _ "${flags}")
 set(ENV{LD_LIBRARY_PATH} "${CMAKE_MATCH_1}")
 run("${WORK_DIR}/host_pkgconfig")
 expect_output("${run_output}")
+
+# pkg-config hands its users no language standard: they choose their own.
+if(flags MATCHES "-std=")
+  message(FATAL_ERROR "fusekit.pc forces a language standard: ${flags}")
+endif()
+
+# The installed tool starts from its prefix with no library path set, and works.
+unset(ENV{LD_LIBRARY_PATH})
+run("${prefix}/bin/fusekit" --version)
+run("${prefix}/bin/fusekit" devices)
+string(FIND "${run_output}" "QL256" at)
+if(at EQUAL -1)
+  message(FATAL_ERROR "the installed tool listed:\n${run_output}")
+endif()
