@@ -643,4 +643,24 @@ TEST(Tool, VerifyPrintsEachVerdict) {
   EXPECT_EQ(RunTool("verify " + kSample + " --device TV64 --checksum xyz").status, 2);
 }
 
+TEST(Tool, MisspeltCommandsAndOptionsGetTheNearestName) {
+  const struct {
+    const char* arguments;
+    const char* message;
+  } cases[] = {
+      {"chek x.jed", "fusekit: unknown command 'chek'; did you mean 'check'?"},
+      {"convrt a b", "fusekit: unknown command 'convrt'; did you mean 'convert'?"},
+      {"check --devcie TV64 x.jed",
+       "fusekit: unknown option '--devcie' of check; did you mean '--device'?"},
+      {"compare --by-adress a b",
+       "fusekit: unknown option '--by-adress' of compare; did you mean '--by-address'?"},
+      {"frobnicate", "fusekit: unknown command 'frobnicate'; see fusekit --help"},
+  };
+  for (const auto& c : cases) {
+    const ToolRun run = RunTool(c.arguments);
+    EXPECT_EQ(run.status, 2) << c.arguments;
+    EXPECT_TRUE(Contains(run.out, c.message)) << run.out;
+  }
+}
+
 }  // namespace
