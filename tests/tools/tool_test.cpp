@@ -663,4 +663,35 @@ TEST(Tool, MisspeltCommandsAndOptionsGetTheNearestName) {
   }
 }
 
+TEST(Tool, MessagesNameTheFileAndTheNumbers) {
+  fusekit::testing::TempDir dir;
+  const std::string sample = fusekit::testing::ReadFile(kSample);
+  const std::size_t etx = sample.rfind('\x03');
+  const struct {
+    const char* what;
+    std::string arguments;
+    int status;
+    const char* message;
+  } cases[] = {
+      {"another device", "check " + kSample + " --device PM2-1200", 3,
+       "QF 2304, but PM2-1200 has 20480 fuses"},
+      {"a wrong C", "check " + dir.Write("c.jed", Replaced(sample, "C59ED", "C5A01")), 1,
+       "C stored 5A01, computed 59ED"},
+      {"no QF", "check " + dir.Write("q.jed", Replaced(sample, "QF2304*", "")), 3,
+       "no QF field: name the device with --device"},
+      {"five digits",
+       "check " + dir.Write("five.jed", sample.substr(0, etx + 1) + "1" + sample.substr(etx + 1)),
+       1, "the transmission checksum 1F951 has five digits, and its low sixteen bits F951 match"},
+      {"an empty file", "check " + dir.Write("empty.jed", ""), 3, "empty.jed: file is empty"},
+      {"a folder", "info " + dir.Path(""), 3, "is a directory, not a file"},
+      {"no such file", "convert " + dir.Path("none.jed") + " x.isc --device TV64", 3,
+       "none.jed: does not exist"},
+  };
+  for (const auto& c : cases) {
+    const ToolRun run = RunTool(c.arguments);
+    EXPECT_EQ(run.status, c.status) << c.what << "\n" << run.out;
+    EXPECT_TRUE(Contains(run.out, c.message)) << c.what << "\n" << run.out;
+  }
+}
+
 }  // namespace

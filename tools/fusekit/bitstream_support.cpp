@@ -11,12 +11,6 @@
 namespace fusekit::cli {
 namespace {
 
-bool Readable(const std::string& path) {
-  if (IsFileReadable(path.c_str())) return true;
-  Complain(path, "cannot be opened for reading");
-  return false;
-}
-
 void PrintFrames(const XFPBitstreamModel& model) {
   std::vector<std::string> order;
   std::map<std::string, unsigned> counts;
@@ -106,7 +100,7 @@ int ConvertBitstreamToIsc(const GlobalOptions& options, const std::string& input
                           OutputFile& output, const std::string& device_name,
                           const std::string& entity, const std::string& creator,
                           bool usercode_crc) {
-  if (!Readable(input)) return kExitInvalidInput;
+  if (!Readable(input, input)) return kExitInvalidInput;
   DeviceInfo device;
   if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
     return status;
@@ -131,7 +125,7 @@ int ConvertBitstreamToIsc(const GlobalOptions& options, const std::string& input
 }
 
 int ConvertBitstreamForm(const std::string& input, OutputFile& output) {
-  if (!Readable(input)) return kExitInvalidInput;
+  if (!Readable(input, input)) return kExitInvalidInput;
   const int result = XFPGenerateBitstream::ConvertForm(input.c_str(), output.Path().c_str());
   if (result == kXFPWriteFailed) {
     ComplainStatus(output.Label(), "cannot be written", result);
@@ -151,7 +145,7 @@ int ConvertModelsToIsc(const GlobalOptions& options, const std::string& config,
                        const std::string& device_name, const std::string& entity,
                        const std::string& creator) {
   for (const std::string* file : {&config, &readback, &mask}) {
-    if (!file->empty() && !Readable(*file)) return kExitInvalidInput;
+    if (!file->empty() && !Readable(*file, *file)) return kExitInvalidInput;
   }
   DeviceInfo device;
   if (const int status = DeviceByName(options, device_name, device); status != kExitOk)

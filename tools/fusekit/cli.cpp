@@ -1,8 +1,12 @@
 // Shared pieces of the fusekit commands.
 #include "tools/fusekit/cli.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 namespace fusekit::cli {
@@ -13,6 +17,32 @@ void Complain(const std::string& file, const std::string& what) {
 
 void ComplainStatus(const std::string& file, const std::string& what, int status) {
   Complain(file, what + " (status " + std::to_string(status) + ": " + StatusText(status) + ")");
+}
+
+bool Readable(const std::string& path, const std::string& label, bool empty_is_fine) {
+  struct stat info;
+  if (::stat(path.c_str(), &info) != 0) {
+    Complain(label, errno == ENOENT
+                        ? "does not exist"
+                        : std::string("cannot be opened for reading: ") + std::strerror(errno));
+    return false;
+  }
+  if (S_ISDIR(info.st_mode)) {
+    Complain(label, "is a directory, not a file");
+    return false;
+  }
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) {
+    Complain(label, std::string("cannot be opened for reading: ") + std::strerror(errno));
+    return false;
+  }
+  const bool empty = !empty_is_fine && S_ISREG(info.st_mode) && info.st_size == 0;
+  std::fclose(file);
+  if (empty) {
+    Complain(label, "file is empty");
+    return false;
+  }
+  return true;
 }
 
 bool LoadDatabase(const GlobalOptions& options, DeviceDatabase& database) {

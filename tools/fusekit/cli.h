@@ -30,6 +30,11 @@ void Complain(const std::string& file, const std::string& what);
 // The same with a library status shown beside its meaning.
 void ComplainStatus(const std::string& file, const std::string& what, int status);
 
+// Whether the file at path can be read; when not, says why in plain words after label ("does not
+// exist", "is a directory", "file is empty", "cannot be opened for reading: <reason>"). An
+// empty file is readable for the commands that take any bytes (crc, dump).
+bool Readable(const std::string& path, const std::string& label, bool empty_is_fine = false);
+
 // Loads the database the options name (or the built-in one); complains and returns false on
 // failure.
 bool LoadDatabase(const GlobalOptions& options, DeviceDatabase& database);

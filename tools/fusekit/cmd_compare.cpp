@@ -86,10 +86,7 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
   DeviceInfo devices[2];
   const std::string* paths[2] = {&c.read, &c.reference};
   for (int i = 0; i < 2; ++i) {
-    if (!IsFileReadable(paths[i]->c_str())) {
-      Complain(*paths[i], "cannot be opened for reading");
-      return kExitInvalidInput;
-    }
+    if (!Readable(*paths[i], *paths[i])) return kExitInvalidInput;
     if (const int status = DeviceForJedec(options, c.device, *paths[i], *paths[i], devices[i]);
         status != kExitOk)
       return status;
@@ -157,10 +154,7 @@ int Compare(const GlobalOptions& options, const CompareOptions& c) {
   files.read = read_input.Path();
   files.reference = reference_input.Path();
   for (const InputFile* input : {&read_input, &reference_input}) {
-    if (!IsFileReadable(input->Path().c_str())) {
-      Complain(input->Label(), "cannot be opened for reading");
-      return kExitInvalidInput;
-    }
+    if (!Readable(input->Path(), input->Label())) return kExitInvalidInput;
   }
   if (c.by_address) return CompareByAddress(options, files);
   const FileFormat read_format = DetectFormat(files.read);

@@ -101,10 +101,7 @@ int ChooseRoute(ConvertOptions& convert, Route& route) {
 
 int ConvertJedecToIsc(const GlobalOptions& options, const ConvertOptions& convert,
                       OutputFile& output) {
-  if (!IsFileReadable(convert.input.c_str())) {
-    Complain(convert.input, "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!Readable(convert.input, convert.input)) return kExitInvalidInput;
   DeviceInfo device;
   if (const int status = DeviceByName(options, convert.device, device); status != kExitOk)
     return status;

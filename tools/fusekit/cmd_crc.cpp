@@ -27,10 +27,7 @@ int ShowCrc(const std::string& argument) {
     Complain(input.Label(), "cannot be read");
     return kExitInvalidInput;
   }
-  if (!IsFileReadable(input.Path().c_str())) {
-    Complain(input.Label(), "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!Readable(input.Path(), input.Label(), true)) return kExitInvalidInput;
   const char* path = input.Path().c_str();
   std::printf("%s\n", input.Label().c_str());
   std::printf("  CRC-16 (as the ISC writer computes it): %.4X\n", GetFileCRC16(path));

@@ -20,10 +20,7 @@ struct DumpOptions {
 int Dump(const GlobalOptions& options, const DumpOptions& dump) {
   if (OutputIsAnInput({dump.input, dump.mask}, dump.output)) return kExitUsage;
   InputFile input(dump.input);
-  if (!input.Ready() || !IsFileReadable(input.Path().c_str())) {
-    Complain(input.Label(), "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!input.Ready() || !Readable(input.Path(), input.Label(), true)) return kExitInvalidInput;
   DeviceInfo device;
   if (!dump.device.empty()) {
     if (const int status = DeviceByName(options, dump.device, device); status != kExitOk)

@@ -62,10 +62,7 @@ int Extract(const GlobalOptions& options, const ExtractOptions& extract) {
     return kExitUsage;
   }
   if (OutputIsAnInput({extract.file}, extract.fuses)) return kExitUsage;
-  if (!IsFileReadable(extract.file.c_str())) {
-    Complain(extract.file, "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!Readable(extract.file, extract.file)) return kExitInvalidInput;
   DeviceInfo device;
   if (const int status = DeviceByName(options, extract.device, device); status != kExitOk)
     return status;

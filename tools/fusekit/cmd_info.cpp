@@ -180,10 +180,7 @@ int IscInfo(const GlobalOptions& options, const InputFile& input, const std::str
 
 int Info(const GlobalOptions& options, const std::string& argument, const std::string& device) {
   InputFile input(argument);
-  if (!input.Ready() || !IsFileReadable(input.Path().c_str())) {
-    Complain(input.Label(), "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!input.Ready() || !Readable(input.Path(), input.Label())) return kExitInvalidInput;
   if (IsBitstreamName(argument)) return BitstreamInfo(options, input.Path(), input.Label(), device);
   const std::string head = Head(input.Path());
   if (LooksLikeIsc(head)) return IscInfo(options, input, device);

@@ -33,10 +33,7 @@ void PrintNotes(const std::string& path) {
 
 int Check(const GlobalOptions& options, const CheckOptions& check) {
   InputFile input(check.file);
-  if (!input.Ready() || !IsFileReadable(input.Path().c_str())) {
-    Complain(input.Label(), "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!input.Ready() || !Readable(input.Path(), input.Label())) return kExitInvalidInput;
   std::string path = input.Path();
   DeviceInfo device;
   const int device_status = DeviceForJedec(options, check.device, path, input.Label(), device);
@@ -54,7 +51,13 @@ int Check(const GlobalOptions& options, const CheckOptions& check) {
   }
   int exit_status = kExitOk;
   if (status == kStatusChecksumMismatch) {
-    Complain(input.Label(), "the fuse checksum (C field) does not match the fuses");
+    const long computed = ComputedFuseChecksum(path, device);
+    char values[64] = "";
+    if (computed >= 0)
+      std::snprintf(values, sizeof values, ": C stored %04lX, computed %04lX", summary.checksum,
+                    static_cast<unsigned long>(computed));
+    Complain(input.Label(),
+             std::string("the fuse checksum (C field) does not match the fuses") + values);
     exit_status = kExitDifferent;
   } else if (status != kStatusOk) {
     const std::string why = status == kStatusNoFuseData ? WhyFieldsEndEarly(path) : "";
@@ -75,8 +78,10 @@ int Check(const GlobalOptions& options, const CheckOptions& check) {
   } else {
     std::printf("  transmission checksum: computed %.4X, stored %.4X: invalid\n", computed, stored);
     const std::string fits = LineEndConversionThatFits(path);
+    const std::string five = FiveDigitChecksumHint(path, computed);
     Complain(input.Label(),
-             fits.empty()
+             !five.empty() ? five
+             : fits.empty()
                  ? "the transmission checksum does not match"
                  : "the transmission checksum does not match, but it would with the line ends "
                    "converted " +

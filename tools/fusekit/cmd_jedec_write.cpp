@@ -64,10 +64,7 @@ struct UsercodeOptions {
 };
 
 int Usercode(const GlobalOptions& options, const UsercodeOptions& u) {
-  if (!IsFileReadable(u.file.c_str())) {
-    Complain(u.file, "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!Readable(u.file, u.file)) return kExitInvalidInput;
   DeviceInfo device;
   if (const int status = DeviceForJedec(options, u.device, u.file, u.file, device);
       status != kExitOk)
@@ -171,10 +168,7 @@ int Split(const GlobalOptions& options, const ChainOptions& c) {
     return kExitUsage;
   }
   const std::string input = c.inputs.front();
-  if (!IsFileReadable(input.c_str())) {
-    Complain(input, "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!Readable(input, input)) return kExitInvalidInput;
   std::string prefix = c.prefix;
   if (prefix.empty()) {
     const std::size_t dot = input.find_last_of('.');

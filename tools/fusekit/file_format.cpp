@@ -118,10 +118,7 @@ bool IsBitstreamFormat(FileFormat format) {
 
 int ReadProgrammingData(const std::string& path, const std::string& label, const DeviceInfo& record,
                         SVFPlusData& data) {
-  if (!IsFileReadable(path.c_str())) {
-    Complain(label, "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!Readable(path, label)) return kExitInvalidInput;
   DeviceInfo device = record;  // a reader may leave the file's geometry in its record
   std::string name = path;
   char empty[] = "";

@@ -120,10 +120,7 @@ int ConvertRecordsToBinary(const std::string& input, OutputFile& output, int ali
     Complain("", "--align must be at least 1");
     return kExitUsage;
   }
-  if (!IsFileReadable(input.c_str())) {
-    Complain(input, "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!Readable(input, input)) return kExitInvalidInput;
   unsigned int start = 0;
   const int result = RecordsToBinary(kind, input, output.Path(), &start, alignment);
   if (result == kStatusWriteFailed) {
@@ -165,10 +162,7 @@ int ReadImageInto(const std::string& input, DeviceInfo& device, SVFPlusData& dat
 int ConvertImageToIsc(const GlobalOptions& options, const std::string& input, OutputFile& output,
                       const std::string& device_name, const std::string& entity,
                       const std::string& creator) {
-  if (!IsFileReadable(input.c_str())) {
-    Complain(input, "cannot be opened for reading");
-    return kExitInvalidInput;
-  }
+  if (!Readable(input, input)) return kExitInvalidInput;
   DeviceInfo device;
   if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
     return status;

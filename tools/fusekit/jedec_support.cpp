@@ -2,6 +2,7 @@
 #include "tools/fusekit/jedec_support.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -24,9 +25,34 @@ unsigned long MostFusesOfGenericRecord(const std::string& path) {
   return std::max<unsigned long>(kFloor, static_cast<unsigned long>(bytes) * 8);
 }
 
+namespace {
+
+// Whether a file's QF fits the device as the JEDEC reader takes it: the device's fuse count, or
+// 64 more for the 22V10 code names (the usercode in the list), or any count for the families
+// whose files hold images of any size.
+bool FuseCountFits(unsigned long fuses, const DeviceInfo& device) {
+  if (fuses == device.GetFuseNumber()) return true;
+  const std::string code = device.GetCodeName();
+  if ((code == "22V10" || code == "22LV10") && fuses == device.GetFuseNumber() + 64UL) return true;
+  return IsOrlanD6Family(device.GetFamily()) || IsGrendMHFamily(device.GetFamily());
+}
+
+}  // namespace
+
 int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
                    const std::string& path, const std::string& label, DeviceInfo& device) {
-  if (!device_name.empty()) return DeviceByName(options, device_name, device);
+  if (!device_name.empty()) {
+    if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
+      return status;
+    JEDECSummary summary;
+    if (GetJEDECSummary(path.c_str(), &summary) == kStatusOk && summary.hasFuseCount &&
+        !FuseCountFits(summary.fuseCount, device)) {
+      Complain(label, "QF " + std::to_string(summary.fuseCount) + ", but " + device_name + " has " +
+                          std::to_string(device.GetFuseNumber()) + " fuses");
+      return kExitInvalidInput;
+    }
+    return kExitOk;
+  }
   JEDECSummary summary;
   const int status = GetJEDECSummary(path.c_str(), &summary);
   if (status != kStatusOk) {
@@ -38,7 +64,11 @@ int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
     }
     return kExitInvalidInput;
   }
-  const unsigned long fuses = summary.hasFuseCount ? summary.fuseCount : 0;
+  if (!summary.hasFuseCount) {
+    Complain(label, "no QF field: name the device with --device");
+    return kExitInvalidInput;
+  }
+  const unsigned long fuses = summary.fuseCount;
   const unsigned long most = MostFusesOfGenericRecord(path);
   if (fuses > most) {
     Complain(label, "declares QF" + std::to_string(fuses) +
@@ -121,6 +151,51 @@ std::string LineEndConversionThatFits(const std::string& path) {
   if (HoldsWhenConverted(text, true)) return "LF to CR LF";
   if (HoldsWhenConverted(text, false)) return "CR LF to LF";
   return "";
+}
+
+}  // namespace fusekit::cli
+
+namespace fusekit::cli {
+
+long ComputedFuseChecksum(const std::string& path, const DeviceInfo& record) {
+  std::ifstream in(path, std::ios::binary);
+  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  // The C field after the fuse list, written as 0000 ("not given"), lets the reader take the
+  // fuses whatever they sum to.
+  std::size_t at = text.find("\nC");
+  if (at == std::string::npos) return -1;
+  at += 2;
+  std::size_t end = text.find('*', at);
+  if (end == std::string::npos) return -1;
+  text.replace(at, end - at, "0000");
+  TemporaryFile copy("", "checksum", ".jed");
+  if (!copy.Ready()) return -1;
+  std::ofstream(copy.Path(), std::ios::binary) << text;
+  DeviceInfo device = record;
+  SVFPlusData data;
+  std::string name = copy.Path();
+  if (JEDEC2SVFPlus(name.data(), &device, 1, &data, "", "", "", "") < 0) return -1;
+  DeviceInfo layout = record;
+  return SVFPlus2CheckSum(&data, &layout, 1);
+}
+
+std::string FiveDigitChecksumHint(const std::string& path, unsigned short computed) {
+  std::ifstream in(path, std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::size_t etx = text.rfind('\x03');
+  if (etx == std::string::npos) return "";
+  std::size_t end = etx + 1;
+  while (end < text.size() && std::isxdigit(static_cast<unsigned char>(text[end]))) ++end;
+  const std::string digits = text.substr(etx + 1, end - etx - 1);
+  if (digits.size() != 5) return "";
+  const unsigned long stored = std::stoul(digits, nullptr, 16);
+  if ((stored & 0xFFFF) != computed) return "";
+  char hint[160];
+  std::snprintf(hint, sizeof hint,
+                "the transmission checksum %s has five digits, and its low sixteen bits %04lX "
+                "match: the writer kept the carry past sixteen bits",
+                digits.c_str(), stored & 0xFFFF);
+  return hint;
 }
 
 }  // namespace fusekit::cli

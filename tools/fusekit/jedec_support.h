@@ -35,4 +35,16 @@ std::string LineEndConversionThatFits(const std::string& path);
 
 }  // namespace fusekit::cli
 
+namespace fusekit::cli {
+
+// The C checksum of the fuses a file lists (read for the device, its own C set aside), or -1
+// when it cannot be read.
+long ComputedFuseChecksum(const std::string& path, const DeviceInfo& device);
+
+// For a transmission checksum of five hex digits whose low sixteen bits are the computed one,
+// the sentence that says so; else "".
+std::string FiveDigitChecksumHint(const std::string& path, unsigned short computed);
+
+}  // namespace fusekit::cli
+
 #endif  // FUSEKIT_TOOLS_JEDEC_SUPPORT_H
