@@ -249,7 +249,8 @@ TEST(Tool, ImagesToBinariesAndIscFiles) {
   run = RunTool("convert " + s19 + " " + dir.Path("c.bin"));
   EXPECT_EQ(run.status, 1) << run.out;  // the checksum is wrong; the file is still written
   EXPECT_EQ(RunTool("convert " + dir.Path("none.hex") + " " + dir.Path("d.bin")).status, 3);
-  EXPECT_EQ(RunTool("convert " + dir.Write("x.txt", "") + " " + dir.Path("d.bin")).status, 2);
+  EXPECT_EQ(RunTool("convert " + dir.Write("x.txt", "") + " " + dir.Path("d.bin")).status, 3);
+  EXPECT_EQ(RunTool("convert " + dir.Write("y.txt", "text\n") + " " + dir.Path("d.bin")).status, 2);
 
   run = RunTool("info " + s19);
   EXPECT_EQ(run.status, 1) << run.out;
@@ -692,6 +693,45 @@ TEST(Tool, MessagesNameTheFileAndTheNumbers) {
     EXPECT_EQ(run.status, c.status) << c.what << "\n" << run.out;
     EXPECT_TRUE(Contains(run.out, c.message)) << c.what << "\n" << run.out;
   }
+}
+
+TEST(Tool, FormatsAreFoundFromContentInEveryCommand) {
+  fusekit::testing::TempDir dir;
+  // S-records in a file named .HEX convert as S-records, not as Intel hex.
+  const std::string misnamed = dir.Write("image.HEX", "S107000012345678E4\nS9030000FC\n");
+  ToolRun run = RunTool("convert " + misnamed + " " + dir.Path("a.bin"));
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("a.bin")), std::string("\x48\x2C\x6A\x1E", 4))
+      << "the mirrored bytes of 12 34 56 78";
+  run = RunTool("info " + misnamed);
+  EXPECT_TRUE(Contains(run.out, "Motorola S-record image")) << run.out;
+  // S-records under endings the tool does not know, and a format named outright.
+  const std::string odd = dir.Write("image.S68", "S107000012345678E4\nS9030000FC\n");
+  EXPECT_EQ(RunTool("convert " + odd + " " + dir.Path("b.bin")).status, 0);
+  EXPECT_EQ(RunTool("convert --format srec " + odd + " " + dir.Path("c.bin")).status, 0);
+  EXPECT_EQ(RunTool("convert --format nonsense " + odd + " " + dir.Path("c.bin")).status, 2);
+  // A binary image named .bin holding an STX byte is an image, not a JEDEC file.
+  const std::string bin = dir.Write("stx.bin", std::string("AB\x02"
+                                                           "CD*\x03",
+                                                           7));
+  run = RunTool("info " + bin);
+  EXPECT_TRUE(Contains(run.out, "binary")) << run.out;
+  // Bitstreams on standard input, and a bitstream under another name.
+  const std::string bit = std::string(FUSEKIT_SOURCE_DIR) + "/data/samples/tv64.bit";
+  run = RunTool("info - < " + bit);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "standard input: binary bitstream")) << run.out;
+  const std::string rbt = dir.Path("from-stdin.rbt");
+  run = RunTool("convert - " + rbt + " < " + bit);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_EQ(RunTool("compare " + rbt + " " + bit + " --device TV64").status, 0);
+  const std::string isc = dir.Path("out.isc");
+  EXPECT_EQ(RunTool("convert - " + isc + " --device TV64 < " + kSample).status, 0);
+  EXPECT_EQ(
+      RunTool("convert " + kSample + " " + dir.Path("out.data") + " --out-format isc --device TV64")
+          .status,
+      0);
+  EXPECT_EQ(RunTool("compare " + dir.Path("out.data") + " " + isc).status, 0);
 }
 
 }  // namespace

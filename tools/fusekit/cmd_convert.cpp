@@ -1,10 +1,12 @@
 // fusekit convert: a JEDEC file or an image to an ISC data file for a device, and record files
 // to flat binaries.
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/file_format.h"
 #include "tools/fusekit/image_support.h"
 #include "tools/fusekit/jedec_support.h"
 #include "tools/fusekit/output_file.h"
@@ -23,6 +25,8 @@ struct ConvertOptions {
   std::string config;
   std::string readback;
   std::string mask;
+  std::string format;      // --format: the input's format, whatever its content
+  std::string out_format;  // --out-format: the output's format, whatever its name
 };
 
 // The route a conversion takes, decided from the names before anything is opened.
@@ -36,41 +40,45 @@ enum class Route {
   kToJedec
 };
 
-// Checks the arguments and picks the route; kExitOk, or the exit status after a message.
-int ChooseRoute(ConvertOptions& convert, Route& route) {
+// Checks the arguments and picks the route from the input's format (found from its content, or
+// --format) and the output's (--out-format, or its ending); kExitOk, or the exit status after a
+// message.
+int ChooseRoute(ConvertOptions& convert, FileFormat in, Route& route) {
   const bool models = !convert.config.empty() || !convert.readback.empty() || !convert.mask.empty();
-  if (models && convert.output.empty()) std::swap(convert.input, convert.output);  // OUT alone
-  if (convert.output.empty()) {
-    Complain("", "convert needs IN and OUT");
-    return kExitUsage;
-  }
-  const std::string out = Extension(convert.output);
-  const std::string in = Extension(convert.input);
   if (models) {
-    if (out != ".isc" || convert.device.empty() || !convert.input.empty()) {
+    if (FormatOfExtension(convert.output) != FileFormat::kIsc || convert.device.empty() ||
+        !convert.input.empty()) {
       Complain("", "--config/--readback/--mask take OUT.isc and --device, and no IN");
       return kExitUsage;
     }
     route = Route::kModels;
     return kExitOk;
   }
-  if (convert.input.empty()) {
+  if (convert.input.empty() || convert.output.empty()) {
     Complain("", "convert needs IN and OUT");
     return kExitUsage;
   }
-  if (IsBitstreamName(convert.input) && IsBitstreamName(convert.output)) {
-    // The output's form is the one its name says: the other form of the input.
-    if (IsAsciiBitstreamName(convert.input) == IsAsciiBitstreamName(convert.output)) {
-      Complain(convert.output,
-               std::string("names the same form as ") + convert.input + " (" +
-                   (IsAsciiBitstreamName(convert.output) ? "ASCII" : "binary") +
-                   "): name the output .rbt for the ASCII form or .bit for the binary form");
+  FileFormat out = FormatOfExtension(convert.output);
+  if (!convert.out_format.empty()) {
+    out = FormatByName(convert.out_format);
+    if (out == FileFormat::kUnknown) {
+      Complain("", "--out-format " + convert.out_format + " is not a format fusekit knows (" +
+                       FormatNames() + ")");
+      return kExitUsage;
+    }
+  }
+  if (IsBitstreamFormat(in) && IsBitstreamFormat(out)) {
+    if (in == out) {
+      Complain(convert.output, std::string("names the same form as ") + convert.input + " (" +
+                                   (in == FileFormat::kAsciiBitstream ? "ASCII" : "binary") +
+                                   "): name the output .rbt for the ASCII form or .bit for the "
+                                   "binary form");
       return kExitUsage;
     }
     route = Route::kBitstreamForm;
     return kExitOk;
   }
-  if (out == ".jed") {
+  if (out == FileFormat::kJedec) {
     if (convert.device.empty()) {
       Complain("", "writing a JEDEC file needs --device");
       return kExitUsage;
@@ -80,22 +88,38 @@ int ChooseRoute(ConvertOptions& convert, Route& route) {
   }
   // An output without an ending of its own (a device such as /dev/full, a pipe) takes the form
   // the conversion has: an ISC data file for a device, else a flat binary of records.
-  const bool no_ending = out.empty();
-  if (out == ".bin" || (no_ending && convert.device.empty())) {
+  const bool no_ending = out == FileFormat::kUnknown;
+  if (out == FileFormat::kBinaryImage || (no_ending && convert.device.empty())) {
+    if (in != FileFormat::kIntelHex && in != FileFormat::kSRecord && in != FileFormat::kTektronix) {
+      Complain(convert.input, std::string("is a ") + FormatName(in) +
+                                  ", not a record file (Intel hex, S-records, Tektronix) to "
+                                  "turn into a binary image");
+      return kExitUsage;
+    }
     route = Route::kRecords;
     return kExitOk;
   }
-  if (out != ".isc" && !no_ending) {
-    Complain(convert.output, "is neither an ISC data file (.isc) nor a binary image (.bin)");
+  if (out != FileFormat::kIsc && !no_ending) {
+    Complain(convert.output, std::string("is a ") + FormatName(out) +
+                                 ": fusekit convert writes ISC data files (.isc), JEDEC files "
+                                 "(.jed), binary images (.bin) and bitstreams (.bit, .rbt)");
     return kExitUsage;
   }
   if (convert.device.empty()) {
     Complain("", "converting to an ISC data file needs --device");
     return kExitUsage;
   }
-  route = IsBitstreamName(convert.input)  ? Route::kBitstreamToIsc
-          : ImageKind(convert.input) != 0 ? Route::kImageToIsc
-                                          : Route::kJedecToIsc;
+  if (IsBitstreamFormat(in)) {
+    route = Route::kBitstreamToIsc;
+  } else if (IsImageFormat(in)) {
+    route = Route::kImageToIsc;
+  } else if (in == FileFormat::kJedec) {
+    route = Route::kJedecToIsc;
+  } else {
+    Complain(convert.input, std::string("is a ") + FormatName(in) +
+                                ", which fusekit does not convert to an ISC data file");
+    return kExitUsage;
+  }
   return kExitOk;
 }
 
@@ -140,12 +164,25 @@ int ConvertJedecToIsc(const GlobalOptions& options, const ConvertOptions& conver
 }
 
 int Convert(const GlobalOptions& options, ConvertOptions convert) {
-  Route route;
-  if (const int status = ChooseRoute(convert, route); status != kExitOk) return status;
+  const bool models = !convert.config.empty() || !convert.readback.empty() || !convert.mask.empty();
+  if (models && convert.output.empty()) std::swap(convert.input, convert.output);  // OUT alone
   if (OutputIsAnInput({convert.input, convert.config, convert.readback, convert.mask},
                       convert.output)) {
     return kExitUsage;
   }
+  std::unique_ptr<InputFile> input;
+  std::unique_ptr<FormatNamedInput> named;
+  FileFormat in = FileFormat::kUnknown;
+  if (!models && !convert.input.empty()) {
+    input = std::make_unique<InputFile>(convert.input);
+    if (!input->Ready() || !Readable(input->Path(), input->Label())) return kExitInvalidInput;
+    in = InputFormat(input->Path(), input->Label(), convert.format);
+    if (in == FileFormat::kUnknown && !convert.format.empty()) return kExitUsage;
+    named = std::make_unique<FormatNamedInput>(input->Path(), in);
+  }
+  Route route;
+  if (const int status = ChooseRoute(convert, in, route); status != kExitOk) return status;
+  if (named) convert.input = named->Path();
   OutputFile output(convert.output);
   if (!output.Ready()) return kExitInvalidInput;
   switch (route) {
@@ -178,12 +215,18 @@ void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
       "Convert a JEDEC file, bitstream or image to an ISC data file or a JEDEC file, or records "
       "to a binary");
   auto convert = std::make_shared<ConvertOptions>();
-  command->add_option("IN", convert->input, "the JEDEC file, bitstream, image or record file");
+  command->add_option("IN", convert->input,
+                      "the JEDEC file, bitstream, image or record file ('-' for standard input)");
   command->add_option("OUT", convert->output, "the file to write (.isc, .jed, .bin, .bit or .rbt)");
   command->add_option("--config", convert->config, "with OUT.isc: a configuration bitstream");
   command->add_option("--readback", convert->readback, "with OUT.isc: a read-back bitstream");
   command->add_option("--mask", convert->mask, "with OUT.isc: a read-back mask");
   command->add_option("--device", convert->device, "the device of the database (for .isc)");
+  command->add_option("--format", convert->format,
+                      "read IN as this format, whatever its content and name (jedec, isc, bit, "
+                      "rbt, ihex, srec, tek, bin)");
+  command->add_option("--out-format", convert->out_format,
+                      "write OUT as this format, whatever its name (isc, jedec, bit, rbt, bin)");
   command->add_option("--align", convert->alignment,
                       "records to .bin: round the start address down to a multiple of N");
   command->add_option("--entity", convert->entity, "the entity name (default: the device name)");

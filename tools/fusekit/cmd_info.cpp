@@ -6,35 +6,12 @@
 
 #include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/file_format.h"
 #include "tools/fusekit/image_support.h"
 #include "tools/fusekit/jedec_support.h"
 
 namespace fusekit::cli {
 namespace {
-
-std::string Head(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  char buffer[4096];
-  in.read(buffer, sizeof buffer);
-  return std::string(buffer, static_cast<std::size_t>(in.gcount()));
-}
-
-bool LooksLikeJedec(const std::string& head) {
-  return head.find('\x02') != std::string::npos;
-}
-
-// Intel hex, S-records or extended Tektronix by their first characters.
-bool LooksLikeRecords(const std::string& head) {
-  if (head.empty()) return false;
-  if (head[0] == ':' || head[0] == '%') return true;
-  return (head[0] == 'S' || head[0] == 's') && head.size() > 1 &&
-         std::isdigit(static_cast<unsigned char>(head[1]));
-}
-
-bool LooksLikeIsc(std::string head) {
-  for (char& c : head) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return head.find("IEEE_1532_DATA") != std::string::npos;
-}
 
 void Field(const char* name, int given, long value, const char* format = "%ld") {
   std::printf("  %-24s", name);
@@ -178,18 +155,21 @@ int IscInfo(const GlobalOptions& options, const InputFile& input, const std::str
   return all_good ? kExitOk : kExitDifferent;
 }
 
-int Info(const GlobalOptions& options, const std::string& argument, const std::string& device) {
+int Info(const GlobalOptions& options, const std::string& argument, const std::string& device,
+         const std::string& forced) {
   InputFile input(argument);
   if (!input.Ready() || !Readable(input.Path(), input.Label())) return kExitInvalidInput;
-  if (IsBitstreamName(argument)) return BitstreamInfo(options, input.Path(), input.Label(), device);
-  const std::string head = Head(input.Path());
-  if (LooksLikeIsc(head)) return IscInfo(options, input, device);
-  if (LooksLikeJedec(head)) return JedecInfo(input);
-  if (ImageKind(argument) != 0 || LooksLikeRecords(head))
-    return ImageInfo(input.Path(), input.Label());
-  Complain(input.Label(),
-           "is not a file this command knows (a JEDEC file starts its fields with STX, an ISC "
-           "data file with IEEE_1532_Data, an image has an image file's ending)");
+  const FileFormat format = InputFormat(input.Path(), input.Label(), forced);
+  const FormatNamedInput named(input.Path(), format);
+  if (IsBitstreamFormat(format)) return BitstreamInfo(options, named.Path(), input.Label(), device);
+  if (format == FileFormat::kIsc) return IscInfo(options, input, device);
+  if (format == FileFormat::kJedec) return JedecInfo(input);
+  if (IsImageFormat(format)) return ImageInfo(named.Path(), input.Label());
+  if (forced.empty()) {
+    Complain(input.Label(),
+             "is not a file fusekit knows: not a JEDEC file (STX and fields), an ISC data file "
+             "(IEEE_1532_Data), a bitstream or an image; name its format with --format");
+  }
   return kExitInvalidInput;
 }
 
@@ -200,11 +180,16 @@ void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_statu
       app.add_subcommand("info", "Show what a JEDEC file, ISC data file or image holds");
   auto file = std::make_shared<std::string>();
   auto device = std::make_shared<std::string>();
+  auto format = std::make_shared<std::string>();
   command->add_option("FILE", *file, "the file ('-' for standard input)")->required();
+  command->add_option("--format", *format,
+                      "read the file as this format, whatever its content and name (jedec, "
+                      "isc, bit, rbt, ihex, srec, tek, bin)");
   command->add_option("--device", *device,
                       "read an ISC data file or a bitstream for this device of the database");
-  command->callback(
-      [&options, file, device, &exit_status] { exit_status = Info(options, *file, *device); });
+  command->callback([&options, file, device, format, &exit_status] {
+    exit_status = Info(options, *file, *device, *format);
+  });
 }
 
 }  // namespace fusekit::cli

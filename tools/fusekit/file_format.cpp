@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "tools/fusekit/image_support.h"
@@ -66,19 +67,31 @@ std::string FirstWord(const std::string& head) {
 
 }  // namespace
 
+// A JEDEC field stream: STX, then a '*' ending a field after it.
+bool HasJedecFields(const std::string& head) {
+  const std::size_t stx = head.find('\x02');
+  return stx != std::string::npos && head.find('*', stx) != std::string::npos;
+}
+
 FileFormat DetectFormat(const std::string& path) {
   std::ifstream probe(path, std::ios::binary);
   if (!probe) return FileFormat::kUnknown;
   const std::string head = Head(path);
   if (head.empty()) return FileFormat::kUnknown;
   if (IsBinaryBitstreamHead(head)) return FileFormat::kBinaryBitstream;
+  const std::size_t first = head.find_first_not_of(" \t\r\n");
+  const char lead = first == std::string::npos ? '\0' : head[first];
+  const bool records = lead == ':' || lead == '%' ||
+                       ((lead == 'S' || lead == 's') && first + 1 < head.size() &&
+                        std::isdigit(static_cast<unsigned char>(head[first + 1])));
+  // A file named as a binary image is one unless it holds records: its bytes may be anything.
+  if (!records && FormatOfExtension(path) == FileFormat::kBinaryImage)
+    return FileFormat::kBinaryImage;
   if (!IsText(head)) return FileFormat::kBinaryImage;
   std::string word = FirstWord(head);
   for (char& c : word) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   if (word.compare(0, 14, "IEEE_1532_DATA") == 0) return FileFormat::kIsc;
-  if (head.find('\x02') != std::string::npos) return FileFormat::kJedec;
-  const std::size_t first = head.find_first_not_of(" \t\r\n");
-  const char lead = first == std::string::npos ? '\0' : head[first];
+  if (HasJedecFields(head)) return FileFormat::kJedec;
   if (lead == ':') return FileFormat::kIntelHex;
   if ((lead == 'S' || lead == 's') && first + 1 < head.size() &&
       std::isdigit(static_cast<unsigned char>(head[first + 1])))
@@ -114,6 +127,117 @@ const char* FormatName(FileFormat format) {
 
 bool IsBitstreamFormat(FileFormat format) {
   return format == FileFormat::kBinaryBitstream || format == FileFormat::kAsciiBitstream;
+}
+
+bool IsImageFormat(FileFormat format) {
+  return format == FileFormat::kIntelHex || format == FileFormat::kSRecord ||
+         format == FileFormat::kTektronix || format == FileFormat::kBinaryImage;
+}
+
+namespace {
+
+struct NamedFormat {
+  const char* name;
+  FileFormat format;
+};
+constexpr NamedFormat kFormatNames[] = {
+    {"jedec", FileFormat::kJedec},          {"jed", FileFormat::kJedec},
+    {"isc", FileFormat::kIsc},              {"bit", FileFormat::kBinaryBitstream},
+    {"rbt", FileFormat::kAsciiBitstream},   {"ihex", FileFormat::kIntelHex},
+    {"hex", FileFormat::kIntelHex},         {"mcs", FileFormat::kIntelHex},
+    {"srec", FileFormat::kSRecord},         {"tek", FileFormat::kTektronix},
+    {"xtek", FileFormat::kTektronix},       {"bin", FileFormat::kBinaryImage},
+};
+
+std::string Lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+}  // namespace
+
+FileFormat FormatByName(const std::string& name) {
+  const std::string lower = Lower(name);
+  for (const NamedFormat& entry : kFormatNames) {
+    if (lower == entry.name) return entry.format;
+  }
+  return FileFormat::kUnknown;
+}
+
+const char* FormatNames() { return "jedec, isc, bit, rbt, ihex (hex, mcs), srec, tek, bin"; }
+
+FileFormat FormatOfExtension(const std::string& path) {
+  const std::string e = Extension(path);
+  if (e == ".jed") return FileFormat::kJedec;
+  if (e == ".isc") return FileFormat::kIsc;
+  if (e == ".bit" || e == ".rbk" || e == ".msk") return FileFormat::kBinaryBitstream;
+  if (e == ".rbt" || e == ".rbka" || e == ".mska") return FileFormat::kAsciiBitstream;
+  switch (ImageKind(path)) {
+    case 'i':
+      return FileFormat::kIntelHex;
+    case 'm':
+      return FileFormat::kSRecord;
+    case 't':
+      return FileFormat::kTektronix;
+    case 'b':
+      return FileFormat::kBinaryImage;
+    default:
+      return FileFormat::kUnknown;
+  }
+}
+
+FileFormat InputFormat(const std::string& path, const std::string& label,
+                       const std::string& forced) {
+  if (!forced.empty()) {
+    const FileFormat format = FormatByName(forced);
+    if (format == FileFormat::kUnknown)
+      Complain(label, "--format " + forced + " is not a format fusekit knows (" + FormatNames() +
+                          ")");
+    return format;
+  }
+  const FileFormat found = DetectFormat(path);
+  return found != FileFormat::kUnknown ? found : FormatOfExtension(path);
+}
+
+namespace {
+
+// The ending under which the library's readers take a file as the format.
+const char* EndingOf(FileFormat format) {
+  switch (format) {
+    case FileFormat::kJedec:
+      return ".jed";
+    case FileFormat::kIsc:
+      return ".isc";
+    case FileFormat::kBinaryBitstream:
+      return ".bit";
+    case FileFormat::kAsciiBitstream:
+      return ".rbt";
+    case FileFormat::kIntelHex:
+      return ".hex";
+    case FileFormat::kSRecord:
+      return ".srec";
+    case FileFormat::kTektronix:
+      return ".xtek";
+    case FileFormat::kBinaryImage:
+      return ".bin";
+    case FileFormat::kUnknown:
+      break;
+  }
+  return "";
+}
+
+}  // namespace
+
+FormatNamedInput::FormatNamedInput(const std::string& path, FileFormat format) : path_(path) {
+  const std::string ending = EndingOf(format);
+  if (ending.empty() || FormatOfExtension(path) == format) return;
+  const std::string name = "input" + ending;
+  folder_ = std::make_unique<TemporaryFolderOf>(std::initializer_list<const char*>{name.c_str()});
+  if (!folder_->Ready()) return;
+  std::error_code error;
+  const std::string link = folder_->Path(name.c_str());
+  std::filesystem::create_symlink(std::filesystem::absolute(path, error), link, error);
+  if (!error) path_ = link;
 }
 
 int ReadProgrammingData(const std::string& path, const std::string& label, const DeviceInfo& record,

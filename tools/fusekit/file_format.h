@@ -3,6 +3,7 @@
 #ifndef FUSEKIT_TOOLS_FILE_FORMAT_H
 #define FUSEKIT_TOOLS_FILE_FORMAT_H
 
+#include <memory>
 #include <string>
 
 #include "tools/fusekit/cli.h"
@@ -32,6 +33,34 @@ FileFormat DetectFormat(const std::string& path);
 const char* FormatName(FileFormat format);
 
 bool IsBitstreamFormat(FileFormat format);
+bool IsImageFormat(FileFormat format);
+
+// The format a name given to --format or --out-format stands for: jedec, isc, bit, rbt, ihex
+// (or hex, mcs), srec, tek, bin; kUnknown for another name.
+FileFormat FormatByName(const std::string& name);
+// The format the ending of a path stands for, kUnknown for none.
+FileFormat FormatOfExtension(const std::string& path);
+// The names --format takes, for messages.
+const char* FormatNames();
+
+// The format of an input: the one forced by --format (forced not empty), else the one its
+// content shows, else, for text of no known format, the one its ending names. Complains and
+// returns kUnknown for a name --format does not know.
+FileFormat InputFormat(const std::string& path, const std::string& label,
+                       const std::string& forced);
+
+// A name under which the library's readers, which take some formats from a file's ending, see
+// the file as the format found: the path itself when its ending agrees, else a link to it with
+// the ending of the format in a temporary folder (standard input, a misnamed file).
+class FormatNamedInput {
+ public:
+  FormatNamedInput(const std::string& path, FileFormat format);
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::unique_ptr<TemporaryFolderOf> folder_;
+  std::string path_;
+};
 
 // Reads a file that holds programming data for the device into data, by its format. Complains
 // and returns an exit status other than kExitOk when it cannot.
