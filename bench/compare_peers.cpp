@@ -58,8 +58,8 @@ DeviceInfo WriteBitstream(const std::string& path, unsigned long fuses) {
 
 void Row(const char* what, const std::string& a, double seconds, double floor, int result) {
   std::printf("%-40s %8.1f MB %10.1f %10.1f %8.2f %8s  (result %d)\n", what,
-              static_cast<double>(FileSize(a)) / 1e6, floor * 1e3, seconds * 1e3,
-              seconds / floor, "<= 2", result);
+              static_cast<double>(FileSize(a)) / 1e6, floor * 1e3, seconds * 1e3, seconds / floor,
+              "<= 2", result);
 }
 
 }  // namespace
@@ -74,8 +74,8 @@ int main(int argc, char** argv) {
   const std::string bit = folder + "/compare-bench.bit";
   DeviceInfo device = WriteBitstream(bit, fuses);
   const std::string report = folder + "/compare-bench.report";
-  std::printf("%-40s %11s %10s %10s %8s %8s\n", "two files of each kind", "each",
-              "fread (ms)", "time (ms)", "x fread", "target");
+  std::printf("%-40s %11s %10s %10s %8s %8s\n", "two files of each kind", "each", "fread (ms)",
+              "time (ms)", "x fread", "target");
   const struct {
     const char* what;
     std::string file;

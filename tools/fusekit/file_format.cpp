@@ -141,12 +141,18 @@ struct NamedFormat {
   FileFormat format;
 };
 constexpr NamedFormat kFormatNames[] = {
-    {"jedec", FileFormat::kJedec},          {"jed", FileFormat::kJedec},
-    {"isc", FileFormat::kIsc},              {"bit", FileFormat::kBinaryBitstream},
-    {"rbt", FileFormat::kAsciiBitstream},   {"ihex", FileFormat::kIntelHex},
-    {"hex", FileFormat::kIntelHex},         {"mcs", FileFormat::kIntelHex},
-    {"srec", FileFormat::kSRecord},         {"tek", FileFormat::kTektronix},
-    {"xtek", FileFormat::kTektronix},       {"bin", FileFormat::kBinaryImage},
+    {"jedec", FileFormat::kJedec},
+    {"jed", FileFormat::kJedec},
+    {"isc", FileFormat::kIsc},
+    {"bit", FileFormat::kBinaryBitstream},
+    {"rbt", FileFormat::kAsciiBitstream},
+    {"ihex", FileFormat::kIntelHex},
+    {"hex", FileFormat::kIntelHex},
+    {"mcs", FileFormat::kIntelHex},
+    {"srec", FileFormat::kSRecord},
+    {"tek", FileFormat::kTektronix},
+    {"xtek", FileFormat::kTektronix},
+    {"bin", FileFormat::kBinaryImage},
 };
 
 std::string Lower(std::string text) {
@@ -164,7 +170,9 @@ FileFormat FormatByName(const std::string& name) {
   return FileFormat::kUnknown;
 }
 
-const char* FormatNames() { return "jedec, isc, bit, rbt, ihex (hex, mcs), srec, tek, bin"; }
+const char* FormatNames() {
+  return "jedec, isc, bit, rbt, ihex (hex, mcs), srec, tek, bin";
+}
 
 FileFormat FormatOfExtension(const std::string& path) {
   const std::string e = Extension(path);
@@ -191,8 +199,8 @@ FileFormat InputFormat(const std::string& path, const std::string& label,
   if (!forced.empty()) {
     const FileFormat format = FormatByName(forced);
     if (format == FileFormat::kUnknown)
-      Complain(label, "--format " + forced + " is not a format fusekit knows (" + FormatNames() +
-                          ")");
+      Complain(label,
+               "--format " + forced + " is not a format fusekit knows (" + FormatNames() + ")");
     return format;
   }
   const FileFormat found = DetectFormat(path);
