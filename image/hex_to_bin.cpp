@@ -2,8 +2,11 @@
 // HEX2BIN, and the small classifiers of image files.
 #include <cstdint>
 #include <cstdio>
+#include <functional>
+#include <map>
 #include <new>
 #include <string_view>
+#include <vector>
 
 #include "core/file_io.h"
 #include "fusekit/image.h"
@@ -63,24 +66,19 @@ int FirstPass(std::FILE* file, RecordFormat format, std::uint64_t& highest, Reco
   return 0;
 }
 
-struct Placement {
-  SparseImage image;
-  std::uint64_t size = 0;  // the flat buffer's size: highest + 16
-  std::uint64_t lowest = 0;
-  std::uint64_t highest = 0;
-  bool any = false;
-  bool error = false;
-};
+// Where the second pass puts a data record's bytes (as the record holds them).
+using PlaceBytes =
+    std::function<void(std::uint64_t start, const std::uint8_t* bytes, std::size_t count)>;
 
-// The second pass: every data record that fits the buffer is checked and placed, mirrored.
-int SecondPass(std::FILE* file, RecordFormat format, RecordKind mode, Placement& out) {
+// The second pass: every data record that ends below limit is checked and handed to place;
+// error is set for a record that is malformed or fails its checksum.
+int SecondPass(std::FILE* file, RecordFormat format, RecordKind mode, std::uint64_t limit,
+               bool& error, const PlaceBytes& place) {
   LineReader lines(file);
   IntelBase intel;
   intel.mode = mode;
   std::string_view line;
   std::uint8_t data[256];
-  out.lowest = out.size - 1;
-  out.highest = 0;
   while (lines.Next(line) && !line.empty()) {
     if (line[0] == ' ' || line[0] == '\t') continue;  // passed over, no record of its own
     if (!IsRecordMark(format, line[0])) break;
@@ -89,34 +87,29 @@ int SecondPass(std::FILE* file, RecordFormat format, RecordKind mode, Placement&
       case RecordKind::kBadAddressLength:
         return kFailed;
       case RecordKind::kMalformed:
-        out.error = true;
+        error = true;
         break;
       case RecordKind::kSegmentAddress:
       case RecordKind::kLinearAddress:
         if (!intel.Takes(record)) break;
-        if (!CheckRecord(format, record, data)) out.error = true;
+        if (!CheckRecord(format, record, data)) error = true;
         intel.Set(record);
         break;
       case RecordKind::kChecked:
-        if (!CheckRecord(format, record, data)) out.error = true;
+        if (!CheckRecord(format, record, data)) error = true;
         break;
       case RecordKind::kData: {
         const std::uint64_t start = StartOf(format, record, intel);
         const std::uint64_t length = record.data_bytes > 0 ? record.data_bytes : 0;
-        if (record.data_bytes < 0 || start + length > out.size - 1) {
-          if (record.data_bytes < 0) out.error = true;
+        if (record.data_bytes < 0 || start + length > limit) {
+          if (record.data_bytes < 0) error = true;
           break;  // beyond the buffer: skipped unchecked
         }
         if (!CheckRecord(format, record, data)) {
-          out.error = true;
+          error = true;
           if (record.rest.size() < length * 2) break;  // the bytes are not all there
         }
-        if (length == 0) break;
-        for (std::uint64_t i = 0; i < length; ++i) data[i] = bits::Mirror(data[i]);
-        out.image.Write(start, data, static_cast<std::size_t>(length));
-        if (!out.any || start < out.lowest) out.lowest = start;
-        if (!out.any || start + length - 1 > out.highest) out.highest = start + length - 1;
-        out.any = true;
+        if (length != 0) place(start, data, static_cast<std::size_t>(length));
         break;
       }
       default:
@@ -125,6 +118,14 @@ int SecondPass(std::FILE* file, RecordFormat format, RecordKind mode, Placement&
   }
   return 0;
 }
+
+struct Placement {
+  SparseImage image;
+  std::uint64_t lowest = 0;
+  std::uint64_t highest = 0;
+  bool any = false;
+  bool error = false;
+};
 
 int Convert(RecordFormat format, const char* in_name, unsigned int* start_address,
             const char* out_name, int alignment) {
@@ -137,8 +138,19 @@ int Convert(RecordFormat format, const char* in_name, unsigned int* start_addres
   core::UniqueFile out = core::OpenFile(out_name, "wb");
   if (!out) return kFailed;
   Placement placement;
-  placement.size = highest + 16;
-  if (SecondPass(in.get(), format, mode, placement) != 0) return kFailed;
+  const PlaceBytes mirrored = [&placement](std::uint64_t start, const std::uint8_t* bytes,
+                                           std::size_t count) {
+    std::uint8_t data[256];
+    for (std::size_t i = 0; i < count; ++i) data[i] = bits::Mirror(bytes[i]);
+    placement.image.Write(start, data, count);
+    if (!placement.any || start < placement.lowest) placement.lowest = start;
+    if (!placement.any || start + count - 1 > placement.highest)
+      placement.highest = start + count - 1;
+    placement.any = true;
+  };
+  // The flat buffer holds up to the highest address and 16 bytes more.
+  if (SecondPass(in.get(), format, mode, highest + 15, placement.error, mirrored) != 0)
+    return kFailed;
   std::uint64_t first = placement.lowest;
   if (!placement.any) {
     if (start_address != nullptr) *start_address = 0;
@@ -153,6 +165,85 @@ int Convert(RecordFormat format, const char* in_name, unsigned int* start_addres
   const bool written = placement.image.WriteRange(out.get(), first, placement.highest);
   if (!core::FinishWriting(out) || !written) return kStatusWriteFailed;
   return placement.error ? kFailed : 0;
+}
+
+// Bytes by address as the records give them, later records over earlier ones, kept in pages
+// that exist only where data was written.
+class PlacedBytes {
+ public:
+  void Write(std::uint64_t start, const std::uint8_t* bytes, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      Page& page = pages_[(start + i) >> kPageBits];
+      const std::size_t at = static_cast<std::size_t>((start + i) & (kPageBytes - 1));
+      page.bytes[at] = bytes[i];
+      page.present[at] = true;
+    }
+  }
+  // The bytes as runs of consecutive addresses, in address order.
+  std::vector<ImageRun> Runs() const {
+    std::vector<ImageRun> runs;
+    for (const auto& [number, page] : pages_) {
+      for (std::size_t at = 0; at < kPageBytes; ++at) {
+        if (!page.present[at]) continue;
+        const std::uint64_t address = (number << kPageBits) + at;
+        if (runs.empty() || runs.back().address + runs.back().bytes.size() != address)
+          runs.push_back({address, {}});
+        runs.back().bytes.push_back(page.bytes[at]);
+      }
+    }
+    return runs;
+  }
+
+ private:
+  static constexpr unsigned kPageBits = 12;
+  static constexpr std::size_t kPageBytes = std::size_t{1} << kPageBits;
+  struct Page {
+    std::uint8_t bytes[kPageBytes];
+    bool present[kPageBytes] = {};
+  };
+  std::map<std::uint64_t, Page> pages_;
+};
+
+// The format of a record file from its first character, or false for a file of other bytes.
+bool RecordFormatOf(std::FILE* file, RecordFormat& format) {
+  int c = std::fgetc(file);
+  while (c == ' ' || c == '\t' || c == '\r' || c == '\n') c = std::fgetc(file);
+  std::rewind(file);
+  if (c == ':')
+    format = RecordFormat::kIntel;
+  else if (c == 'S' || c == 's')
+    format = RecordFormat::kMotorola;
+  else if (c == '%')
+    format = RecordFormat::kTektronix;
+  else
+    return false;
+  return true;
+}
+
+int ReadRuns(const char* file_name, std::vector<ImageRun>& runs) {
+  core::UniqueFile in = core::OpenFile(file_name, "rb");
+  if (!in) return kFailed;
+  RecordFormat format = RecordFormat::kIntel;
+  if (!RecordFormatOf(in.get(), format)) {  // a binary image: its bytes from address 0
+    ImageRun run{0, {}};
+    const bool read = core::ForEachChunk(in.get(), [&](const std::uint8_t* bytes, std::size_t n) {
+      run.bytes.insert(run.bytes.end(), bytes, bytes + n);
+      return true;
+    });
+    if (!run.bytes.empty()) runs.push_back(std::move(run));
+    return read ? 0 : kFailed;
+  }
+  std::uint64_t highest = 0;
+  RecordKind mode = RecordKind::kIgnored;
+  if (FirstPass(in.get(), format, highest, mode) != 0) return kFailed;
+  std::rewind(in.get());
+  PlacedBytes placed;
+  bool error = false;
+  const PlaceBytes place = [&placed](std::uint64_t start, const std::uint8_t* bytes,
+                                     std::size_t count) { placed.Write(start, bytes, count); };
+  if (SecondPass(in.get(), format, mode, highest + 15, error, place) != 0) return kFailed;
+  runs = placed.Runs();
+  return error ? kFailed : 0;
 }
 
 int ConvertGuarded(RecordFormat format, const char* in_name, unsigned int* start_address,
@@ -232,4 +323,15 @@ int hex_parse_raw_hex(FILE* stream, unsigned char** buffer, unsigned int count,
   }
   if (readCount != nullptr) *readCount = count;
   return 1;
+}
+
+int ReadImageRuns(const char* fileName, std::vector<ImageRun>* runs) {
+  if (runs == nullptr) return fusekit::kStatusNullArgument;
+  runs->clear();
+  try {
+    return fusekit::image::ReadRuns(fileName, *runs);
+  } catch (const std::bad_alloc&) {
+    runs->clear();
+    return fusekit::kStatusNoMemory;
+  }
 }

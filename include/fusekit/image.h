@@ -109,4 +109,28 @@ struct ImageSummary {
 // -6 null summary.
 FUSEKIT_API int GetImageSummary(const char* fileName, ImageSummary* summary);
 
+// A run of bytes at consecutive addresses of an image.
+struct ImageRun {
+  unsigned long long address = 0;
+  std::vector<unsigned char> bytes;
+};
+
+// The data of an image file as its records place it, each byte as the record holds it (not
+// mirrored), later records over earlier ones, as runs of consecutive addresses in address
+// order: Intel hex, S-records or extended Tektronix by the file's first character, any other
+// file as its bytes from address 0. 0; -1 the file cannot be opened, a Tektronix address length
+// other than 8, or records that are malformed or fail their checksum (runs then hold what could
+// be placed); -3 out of memory; -6 null runs.
+FUSEKIT_API int ReadImageRuns(const char* fileName, std::vector<ImageRun>* runs);
+
+// Writes runs as a record file, the inverse of ReadImageRuns: format 'i' Intel hex (an extended
+// linear address record before each 64 KiB segment), 'm' S-records (an S0 header, S1, S2 or S3
+// data records by the highest address, the S5 count, the S9, S8 or S7 end), 't' extended
+// Tektronix (type 6 data records, 8-digit addresses); recordBytes data bytes a record (1 to
+// 255 for S-records, 1 to 255 for Intel hex and 1 to 120 for Tektronix; 0 for the default of
+// 16, 32 and 32). Lines end in LF. 0; -6 null name or an unknown format or record length;
+// -13 the file cannot be opened; -19 it could not be written whole.
+FUSEKIT_API int WriteImageRuns(const char* fileName, char format, const std::vector<ImageRun>& runs,
+                               int recordBytes);
+
 #endif  // FUSEKIT_IMAGE_H
