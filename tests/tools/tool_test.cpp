@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -236,13 +237,16 @@ TEST(Tool, InfoOfAnIscFile) {
 
 TEST(Tool, ImagesToBinariesAndIscFiles) {
   fusekit::testing::TempDir dir;
-  // Two records at 0x10010 with a gap; the bytes come out mirrored (0x01 -> 0x80).
+  // Two records at 0x10010 with a gap: plain bytes, as srec_cat and objcopy write them, or
+  // mirrored as the library stores images (0x01 -> 0x80) with --bit-order device.
   const std::string hex =
       dir.Write("a.hex", ":020000040001F9\r\n:0200100001F0FD\r\n:0100130002EA\r\n:00000001FF\r\n");
   ToolRun run = RunTool("convert " + hex + " " + dir.Path("a.bin"));
   EXPECT_EQ(run.status, 0) << run.out;
   EXPECT_TRUE(Contains(run.out, "start address 0x00010010, 4 bytes")) << run.out;
-  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("a.bin")), std::string("\x80\x0F\xFF\x40", 4));
+  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("a.bin")), std::string("\x01\xF0\xFF\x02", 4));
+  run = RunTool("convert " + hex + " " + dir.Path("m.bin") + " --bit-order device");
+  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("m.bin")), std::string("\x80\x0F\xFF\x40", 4));
   run = RunTool("convert " + hex + " " + dir.Path("b.bin") + " --align 65536");
   EXPECT_TRUE(Contains(run.out, "start address 0x00010000, 20 bytes")) << run.out;
   const std::string s19 = dir.Write("a.s19", "S1050000A55AFA\n");
@@ -701,8 +705,7 @@ TEST(Tool, FormatsAreFoundFromContentInEveryCommand) {
   const std::string misnamed = dir.Write("image.HEX", "S107000012345678E4\nS9030000FC\n");
   ToolRun run = RunTool("convert " + misnamed + " " + dir.Path("a.bin"));
   EXPECT_EQ(run.status, 0) << run.out;
-  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("a.bin")), std::string("\x48\x2C\x6A\x1E", 4))
-      << "the mirrored bytes of 12 34 56 78";
+  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("a.bin")), std::string("\x12\x34\x56\x78", 4));
   run = RunTool("info " + misnamed);
   EXPECT_TRUE(Contains(run.out, "Motorola S-record image")) << run.out;
   // S-records under endings the tool does not know, and a format named outright.
@@ -732,6 +735,50 @@ TEST(Tool, FormatsAreFoundFromContentInEveryCommand) {
           .status,
       0);
   EXPECT_EQ(RunTool("compare " + dir.Path("out.data") + " " + isc).status, 0);
+}
+
+TEST(Tool, ImagesToRecordsAgreeWithSrecCat) {
+  if (std::system("srec_cat --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no srec_cat";
+  fusekit::testing::TempDir dir;
+  std::string bytes;
+  for (int i = 0; i < 70000; ++i) bytes += static_cast<char>((i * 7 + i / 300) & 0xFF);
+  const std::string bin = dir.Write("image.bin", bytes);
+  // bin -> hex -> bin -> S-records -> bin through fusekit, each read by srec_cat as well.
+  const std::string hex = dir.Path("image.hex"), srec = dir.Path("image.srec");
+  ASSERT_EQ(RunTool("convert " + bin + " " + hex).status, 0);
+  ASSERT_EQ(RunTool("convert " + hex + " " + dir.Path("back.bin")).status, 0);
+  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("back.bin")), bytes);
+  ASSERT_EQ(RunTool("convert " + dir.Path("back.bin") + " " + srec + " --srec-len 16").status, 0);
+  EXPECT_TRUE(Contains(fusekit::testing::ReadFile(srec), "\nS2")) << "addresses past 64 KiB";
+  ASSERT_EQ(RunTool("convert " + srec + " " + dir.Path("again.bin")).status, 0);
+  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("again.bin")), bytes);
+  for (const auto& [file, name] : {std::pair{hex, "-intel"}, std::pair{srec, "-motorola"}}) {
+    const std::string theirs = dir.Path("theirs.bin");
+    ASSERT_EQ(std::system(("srec_cat " + file + " " + name + " -o " + theirs + " -binary").c_str()),
+              0);
+    EXPECT_EQ(fusekit::testing::ReadFile(theirs), bytes) << name;
+  }
+  // srec_cat's records read by fusekit.
+  const std::string their_srec = dir.Path("theirs.srec");
+  ASSERT_EQ(std::system(("srec_cat " + bin + " -binary -o " + their_srec).c_str()), 0);
+  ASSERT_EQ(RunTool("convert " + their_srec + " " + dir.Path("ours.bin")).status, 0);
+  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("ours.bin")), bytes);
+
+  // --crop, --offset and --fill.
+  ToolRun run = RunTool("convert " + bin + " " + dir.Path("c.bin") + " --crop 0x10 0x20");
+  EXPECT_EQ(fusekit::testing::ReadFile(dir.Path("c.bin")), bytes.substr(0x10, 0x10));
+  EXPECT_TRUE(Contains(run.out, "start address 0x00000010, 16 bytes")) << run.out;
+  run = RunTool("convert " + bin + " " + dir.Path("o.hex") + " --crop 0 4 --offset 0x8000000");
+  EXPECT_TRUE(Contains(fusekit::testing::ReadFile(dir.Path("o.hex")), ":020000040800F2"))
+      << run.out;
+  const std::string gaps = dir.Write("gaps.hex", ":0100000011EE\n:0100030022DA\n:00000001FF\n");
+  run = RunTool("convert " + gaps + " " + dir.Path("f.hex") + " --fill 0x5A");
+  EXPECT_TRUE(Contains(fusekit::testing::ReadFile(dir.Path("f.hex")),
+                       ":0400000011"
+                       "5A5A22"))
+      << fusekit::testing::ReadFile(dir.Path("f.hex"));
+  EXPECT_EQ(RunTool("convert " + gaps + " " + dir.Path("f.hex") + " --fill 300").status, 2);
+  EXPECT_EQ(RunTool("convert " + gaps + " " + dir.Path("f.hex") + " --offset -5").status, 2);
 }
 
 }  // namespace

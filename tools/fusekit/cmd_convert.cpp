@@ -1,8 +1,10 @@
 // fusekit convert: a JEDEC file or an image to an ISC data file for a device, and record files
 // to flat binaries.
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tools/fusekit/bitstream_support.h"
 #include "tools/fusekit/cli.h"
@@ -25,9 +27,76 @@ struct ConvertOptions {
   std::string config;
   std::string readback;
   std::string mask;
-  std::string format;      // --format: the input's format, whatever its content
-  std::string out_format;  // --out-format: the output's format, whatever its name
+  std::string format;       // --format: the input's format, whatever its content
+  std::string out_format;   // --out-format: the output's format, whatever its name
+  char image_format = 'b';  // the image format of OUT
+  std::string input_label;
+  std::string srec_len, bit_order, fill, offset;
+  std::vector<std::string> crop;
 };
+
+// A number as a user writes it: decimal, or hex with "0x"; a leading '-' when negative is
+// allowed. False for anything else.
+bool ParseNumber(const std::string& text, long long& value, bool negative_allowed) {
+  if (text.empty()) return false;
+  const bool negative = text[0] == '-';
+  if (negative && !negative_allowed) return false;
+  const std::string digits = negative ? text.substr(1) : text;
+  if (digits.empty()) return false;
+  char* end = nullptr;
+  const unsigned long long magnitude = std::strtoull(digits.c_str(), &end, 0);
+  if (end == nullptr || *end != '\0' || digits[0] == '-' || digits[0] == '+' ||
+      magnitude > 0xFFFFFFFFFFull)
+    return false;
+  value = negative ? -static_cast<long long>(magnitude) : static_cast<long long>(magnitude);
+  return true;
+}
+
+// The image options from the command line; false, after a message, for a value that is not
+// one.
+bool ImageOptionsOf(const ConvertOptions& c, ImageOptions& o) {
+  o.alignment = c.alignment;
+  long long value = 0;
+  const auto bad = [](const char* option, const std::string& text, const char* want) {
+    Complain("", std::string(option) + " takes " + want + ", not '" + text + "'");
+    return false;
+  };
+  if (!c.srec_len.empty()) {
+    if (!ParseNumber(c.srec_len, value, false) || value < 1 || value > 255)
+      return bad("--srec-len", c.srec_len, "a record length of 1 to 255 bytes");
+    o.record_bytes = static_cast<int>(value);
+  }
+  if (!c.bit_order.empty()) {
+    if (c.bit_order != "plain" && c.bit_order != "device")
+      return bad("--bit-order", c.bit_order, "plain or device");
+    o.mirror = c.bit_order == "device";
+  }
+  if (!c.fill.empty()) {
+    if (!ParseNumber(c.fill, value, false) || value > 0xFF)
+      return bad("--fill", c.fill, "a byte (0 to 255, or 0x00 to 0xFF)");
+    o.fill = static_cast<int>(value);
+  }
+  if (!c.offset.empty()) {
+    if (!ParseNumber(c.offset, value, true)) return bad("--offset", c.offset, "an address");
+    o.offset = value;
+  }
+  if (!c.crop.empty()) {
+    long long start = 0, end = 0;
+    if (c.crop.size() != 2 || !ParseNumber(c.crop[0], start, false) ||
+        !ParseNumber(c.crop[1], end, false) || end <= start)
+      return bad("--crop", c.crop.empty() ? "" : c.crop[0], "START END with START below END");
+    o.crop = true;
+    o.crop_start = static_cast<unsigned long long>(start);
+    o.crop_end = static_cast<unsigned long long>(end);
+  }
+  return true;
+}
+
+int ConvertImageWithOptions(const ConvertOptions& convert, OutputFile& output) {
+  ImageOptions options;
+  if (!ImageOptionsOf(convert, options)) return kExitUsage;
+  return ConvertImage(convert.input, convert.input_label, output, convert.image_format, options);
+}
 
 // The route a conversion takes, decided from the names before anything is opened.
 enum class Route {
@@ -89,20 +158,25 @@ int ChooseRoute(ConvertOptions& convert, FileFormat in, Route& route) {
   // An output without an ending of its own (a device such as /dev/full, a pipe) takes the form
   // the conversion has: an ISC data file for a device, else a flat binary of records.
   const bool no_ending = out == FileFormat::kUnknown;
-  if (out == FileFormat::kBinaryImage || (no_ending && convert.device.empty())) {
-    if (in != FileFormat::kIntelHex && in != FileFormat::kSRecord && in != FileFormat::kTektronix) {
+  if (IsImageFormat(out) || (no_ending && convert.device.empty())) {
+    if (!IsImageFormat(in)) {
       Complain(convert.input, std::string("is a ") + FormatName(in) +
-                                  ", not a record file (Intel hex, S-records, Tektronix) to "
-                                  "turn into a binary image");
+                                  ", not an image (records or binary) to write as " +
+                                  (no_ending ? "a binary image" : FormatName(out)));
       return kExitUsage;
     }
+    convert.image_format = out == FileFormat::kIntelHex    ? 'i'
+                           : out == FileFormat::kSRecord   ? 'm'
+                           : out == FileFormat::kTektronix ? 't'
+                                                           : 'b';
     route = Route::kRecords;
     return kExitOk;
   }
   if (out != FileFormat::kIsc && !no_ending) {
     Complain(convert.output, std::string("is a ") + FormatName(out) +
                                  ": fusekit convert writes ISC data files (.isc), JEDEC files "
-                                 "(.jed), binary images (.bin) and bitstreams (.bit, .rbt)");
+                                 "(.jed), images (.bin, .hex, .mcs, .srec, .tek) and bitstreams "
+                                 "(.bit, .rbt)");
     return kExitUsage;
   }
   if (convert.device.empty()) {
@@ -182,7 +256,10 @@ int Convert(const GlobalOptions& options, ConvertOptions convert) {
   }
   Route route;
   if (const int status = ChooseRoute(convert, in, route); status != kExitOk) return status;
-  if (named) convert.input = named->Path();
+  if (named) {
+    convert.input_label = input->Label();
+    convert.input = named->Path();
+  }
   OutputFile output(convert.output);
   if (!output.Ready()) return kExitInvalidInput;
   switch (route) {
@@ -192,7 +269,7 @@ int Convert(const GlobalOptions& options, ConvertOptions convert) {
     case Route::kBitstreamForm:
       return ConvertBitstreamForm(convert.input, output);
     case Route::kRecords:
-      return ConvertRecordsToBinary(convert.input, output, convert.alignment);
+      return ConvertImageWithOptions(convert, output);
     case Route::kBitstreamToIsc:
       return ConvertBitstreamToIsc(options, convert.input, output, convert.device, convert.entity,
                                    convert.creator, convert.usercode_crc);
@@ -228,7 +305,19 @@ void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
   command->add_option("--out-format", convert->out_format,
                       "write OUT as this format, whatever its name (isc, jedec, bit, rbt, bin)");
   command->add_option("--align", convert->alignment,
-                      "records to .bin: round the start address down to a multiple of N");
+                      "image to .bin: round the start address down to a multiple of N");
+  command->add_option("--srec-len", convert->srec_len,
+                      "image to records: data bytes a record (default 32, Intel hex 16)");
+  command->add_option("--bit-order", convert->bit_order,
+                      "image to image: plain (default, as srec_cat and objcopy) or device (each "
+                      "byte bit-reversed, as the library stores images)");
+  command->add_option("--fill", convert->fill, "image to image: fill the gaps with BYTE")
+      ->option_text("BYTE");
+  command->add_option("--crop", convert->crop, "image to image: keep addresses START to END - 1")
+      ->expected(2)
+      ->option_text("START END");
+  command->add_option("--offset", convert->offset, "image to image: add N to every address")
+      ->option_text("N");
   command->add_option("--entity", convert->entity, "the entity name (default: the device name)");
   command->add_option("--creator", convert->creator, "the creator text of the header");
   command->add_flag("--usercode-crc", convert->usercode_crc,

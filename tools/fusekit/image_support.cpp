@@ -110,33 +110,111 @@ char ImageKind(const std::string& path) {
   return 0;
 }
 
-int ConvertRecordsToBinary(const std::string& input, OutputFile& output, int alignment) {
-  const char kind = ImageKind(input);
-  if (kind == 0 || kind == 'b') {
-    Complain(input, "is not a record file (.hex, .mcs, .mot, .s19, .s28, .s37, .srec, .xtek)");
-    return kExitUsage;
+namespace {
+
+unsigned char Mirrored(unsigned char byte) {
+  unsigned char out = 0;
+  for (int i = 0; i < 8; ++i)
+    out = static_cast<unsigned char>(out | (((byte >> i) & 1u) << (7 - i)));
+  return out;
+}
+
+// The runs with --crop, --offset and --fill applied, each byte mirrored for --bit-order device.
+// False, after a message, when an address would fall below 0 or past 32 bits.
+bool Transform(std::vector<ImageRun>& runs, const ImageOptions& o) {
+  if (o.crop) {
+    std::vector<ImageRun> kept;
+    for (const ImageRun& run : runs) {
+      const unsigned long long end = run.address + run.bytes.size();
+      const unsigned long long from = std::max(run.address, o.crop_start);
+      const unsigned long long to = std::min(end, o.crop_end);
+      if (from >= to) continue;
+      kept.push_back({from, std::vector<unsigned char>(run.bytes.begin() + (from - run.address),
+                                                       run.bytes.begin() + (to - run.address))});
+    }
+    runs = std::move(kept);
   }
-  if (alignment < 1) {
+  for (ImageRun& run : runs) {
+    const long long moved = static_cast<long long>(run.address) + o.offset;
+    if (moved < 0 || static_cast<unsigned long long>(moved) + run.bytes.size() > 0x100000000ull) {
+      Complain("", "--offset moves data outside the 32-bit address range");
+      return false;
+    }
+    run.address = static_cast<unsigned long long>(moved);
+  }
+  if (o.fill >= 0 && runs.size() > 1) {
+    ImageRun whole{runs.front().address, {}};
+    for (const ImageRun& run : runs) {
+      whole.bytes.resize(run.address - whole.address, static_cast<unsigned char>(o.fill));
+      whole.bytes.insert(whole.bytes.end(), run.bytes.begin(), run.bytes.end());
+    }
+    runs = {std::move(whole)};
+  }
+  if (o.mirror) {
+    for (ImageRun& run : runs) {
+      for (unsigned char& byte : run.bytes) byte = Mirrored(byte);
+    }
+  }
+  return true;
+}
+
+// A flat binary from the (aligned) lowest address to the highest, gaps written as the fill byte
+// (0xFF without --fill) a block at a time, never the whole span in memory.
+bool WriteBinary(const std::string& path, const std::vector<ImageRun>& runs,
+                 unsigned long long start, int fill) {
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) return false;
+  bool ok = true;
+  const std::vector<unsigned char> gap(1 << 16,
+                                       static_cast<unsigned char>(fill >= 0 ? fill : 0xFF));
+  unsigned long long at = start;
+  for (const ImageRun& run : runs) {
+    for (; at < run.address && ok;
+         at += std::min<unsigned long long>(gap.size(), run.address - at)) {
+      const std::size_t n =
+          static_cast<std::size_t>(std::min<unsigned long long>(gap.size(), run.address - at));
+      ok = std::fwrite(gap.data(), 1, n, file) == n;
+    }
+    ok = ok && std::fwrite(run.bytes.data(), 1, run.bytes.size(), file) == run.bytes.size();
+    at = run.address + run.bytes.size();
+  }
+  const bool flushed = std::fflush(file) == 0 && std::ferror(file) == 0;
+  return std::fclose(file) == 0 && flushed && ok;
+}
+
+}  // namespace
+
+int ConvertImage(const std::string& input, const std::string& label, OutputFile& output,
+                 char out_format, const ImageOptions& options) {
+  if (options.alignment < 1) {
     Complain("", "--align must be at least 1");
     return kExitUsage;
   }
-  if (!Readable(input, input)) return kExitInvalidInput;
-  unsigned int start = 0;
-  const int result = RecordsToBinary(kind, input, output.Path(), &start, alignment);
-  if (result == kStatusWriteFailed) {
-    ComplainStatus(output.Label(), "cannot be written", result);
+  std::vector<ImageRun> runs;
+  const int read = ReadImageRuns(input.c_str(), &runs);
+  if (read != 0 && runs.empty()) {
+    ComplainStatus(label, "cannot be read as an image", read);
     return kExitInvalidInput;
   }
-  std::error_code error;
-  const auto size = std::filesystem::file_size(output.Path(), error);
-  if (error || !output.Commit()) {
-    if (error) Complain(output.Label(), "could not be written");
+  if (!Transform(runs, options)) return kExitUsage;
+  unsigned long long start = runs.empty() ? 0 : runs.front().address;
+  start -= start % static_cast<unsigned long long>(options.alignment);
+  unsigned long long bytes = 0;
+  const int written =
+      out_format == 'b'
+          ? (WriteBinary(output.Path(), runs, start, options.fill) ? 0 : kStatusWriteFailed)
+          : WriteImageRuns(output.Path().c_str(), out_format, runs, options.record_bytes);
+  if (written != 0) {
+    ComplainStatus(output.Label(), "cannot be written", written);
     return kExitInvalidInput;
   }
-  std::printf("%s: start address 0x%08X, %llu bytes\n", output.Label().c_str(), start,
-              static_cast<unsigned long long>(size));
-  if (result != 0) {
-    Complain(input,
+  if (!output.Commit()) return kExitInvalidInput;
+  for (const ImageRun& run : runs) bytes += run.bytes.size();
+  if (out_format == 'b' && !runs.empty())
+    bytes = runs.back().address + runs.back().bytes.size() - start;
+  std::printf("%s: start address 0x%08llX, %llu bytes\n", output.Label().c_str(), start, bytes);
+  if (read != 0) {
+    Complain(label,
              "has records that fail their checksum or cannot be read (the file was "
              "written with what could be placed; `fusekit info` lists them)");
     return kExitDifferent;

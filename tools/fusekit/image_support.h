@@ -17,9 +17,23 @@ char ImageKind(const std::string& path);
 // Lower-case ending of a path, from its last '.' ("" without one).
 std::string Extension(const std::string& path);
 
-// convert IN.(hex|mot|s19|srec|xtek|...) OUT.bin [--align N]: prints the start address and
-// size.
-int ConvertRecordsToBinary(const std::string& input, OutputFile& output, int alignment);
+// What convert does to an image on the way from one image file to another.
+struct ImageOptions {
+  int alignment = 1;     // --align: the .bin start rounded down to a multiple
+  int record_bytes = 0;  // --srec-len: data bytes a record (0: the format's default)
+  bool mirror = false;   // --bit-order device: each byte bit-reversed
+  int fill = -1;         // --fill: the byte of the gaps, -1 for none
+  bool crop = false;     // --crop START END: only the addresses from START up to END
+  unsigned long long crop_start = 0;
+  unsigned long long crop_end = 0;
+  long long offset = 0;  // --offset: added to every address
+};
+
+// convert IMAGE OUT: an image (records or binary) written as a binary image (out_format 'b',
+// from its lowest address) or as records ('i' Intel hex, 'm' S-records, 't' Tektronix); prints
+// the start address and size.
+int ConvertImage(const std::string& input, const std::string& label, OutputFile& output,
+                 char out_format, const ImageOptions& options);
 
 // convert IN.(bin|hex|mcs) OUT.isc --device NAME, through the image readers.
 int ConvertImageToIsc(const GlobalOptions& options, const std::string& input, OutputFile& output,
