@@ -218,7 +218,7 @@ TEST(Tool, InfoOfAnIscFile) {
                            "array                repeat         24 rows x 96 bits, data CRC "
                            "22B60D55 stored, 22B60D55 computed: match",
                            "usercode             initialize      1 row  x 32 bits", ": valid",
-                           "status 1 (read), 3 fields, 24 array rows, data CRC 22B60D55"})
+                           "read for TV64            3 fields, 24 array rows, data CRC 22B60D55"})
     EXPECT_TRUE(Contains(run.out, part)) << part << "\n" << run.out;
 
   // One digit of the array changed: the block's CRC and the file checksum no longer agree.
@@ -691,6 +691,13 @@ TEST(Tool, MessagesNameTheFileAndTheNumbers) {
       {"a folder", "info " + dir.Path(""), 3, "is a directory, not a file"},
       {"no such file", "convert " + dir.Path("none.jed") + " x.isc --device TV64", 3,
        "none.jed: does not exist"},
+      {"an image larger than the device",
+       "convert " + dir.Write("big.bin", std::string(2000, 'A')) + " " + dir.Path("big.isc") +
+           " --device TV64",
+       0, "warning: the image holds 167 rows of 96 bits, but TV64 has 24: it does not fit"},
+      {"an ISC file the device cannot read", "info " + dir.Path("big.isc") + " --device TV64", 3,
+       "cannot be read for TV64 (status -16: the device has no length for one of the file's "
+       "blocks, or the file ends early)"},
   };
   for (const auto& c : cases) {
     const ToolRun run = RunTool(c.arguments);

@@ -15,8 +15,62 @@ void Complain(const std::string& file, const std::string& what) {
   std::cerr << "fusekit: " << (file.empty() ? "" : file + ": ") << what << '\n';
 }
 
-void ComplainStatus(const std::string& file, const std::string& what, int status) {
-  Complain(file, what + " (status " + std::to_string(status) + ": " + StatusText(status) + ")");
+namespace {
+
+struct Meaning {
+  const char* function;  // null: any function
+  int status;
+  const char* text;
+};
+
+// The statuses whose meaning depends on the function that returns them, as their headers give
+// them, and the results of the bitstream model, which every bitstream function passes on.
+constexpr Meaning kMeanings[] = {
+    {"ISC2SVFPlus", -2,
+     "the file cannot be opened, a \"(\" is missing, or a keyword or block is unknown"},
+    {"ISC2SVFPlus", -3, "a field or row cannot be made"},
+    {"ISC2SVFPlus", -13, "a syntax error inside a block"},
+    {"ISC2SVFPlus", -16,
+     "the device has no length for one of the file's blocks, or the file ends early"},
+    {"ISC2SVFPlus", -17, "the file names another standard"},
+    {"JEDEC2SVFPlus", -1,
+     "the file cannot be read as a JEDEC file for the device (its fuse count, checksum or fields)"},
+    {"JEDEC2ISC", -1,
+     "the file cannot be read as a JEDEC file for the device (its fuse count, checksum or fields)"},
+    {"VerifyJEDECfile", -2, "its fuse count does not match the device"},
+    {"fnJEDFileCompare", -2,
+     "the compare was abandoned: QF or the first L address differ, an E field is in one file only, "
+     "or a field is malformed"},
+    {"fnJEDFileCompare", -4, "a file has no STX"},
+    {nullptr, -40, "the file cannot be opened"},
+    {nullptr, -41, "a binary bitstream must begin with FF 00 (after its lead-ins)"},
+    {nullptr, -42, "no FF closes the bitstream's comment block"},
+    {nullptr, -43, "the last comment entry of the bitstream has no NUL"},
+    {nullptr, -44, "the bitstream's preamble is not followed by the synchronisation word BA B3"},
+    {nullptr, -45, "the bitstream holds an opcode the device's command table does not have"},
+    {nullptr, -46, "a bitstream command runs past the end of the file"},
+    {nullptr, -47, "the device's bitstream command table cannot be read"},
+    {nullptr, -48, "the ASCII bitstream has no data lines"},
+    {nullptr, -50, "the bitstream generator cannot write its file"},
+    {nullptr, -51, "the bitstream names a frame the command table does not have"},
+    {nullptr, -52, "the file could not be written whole"},
+};
+
+}  // namespace
+
+std::string StatusMeaning(int status, const char* function) {
+  for (const Meaning& m : kMeanings) {
+    if (m.status != status) continue;
+    if (m.function == nullptr || (function != nullptr && std::strcmp(m.function, function) == 0))
+      return m.text;
+  }
+  return StatusText(status);
+}
+
+void ComplainStatus(const std::string& file, const std::string& what, int status,
+                    const char* function) {
+  Complain(file, what + " (status " + std::to_string(status) + ": " +
+                     StatusMeaning(status, function) + ")");
 }
 
 bool Readable(const std::string& path, const std::string& label, bool empty_is_fine) {

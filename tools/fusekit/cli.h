@@ -27,8 +27,14 @@ struct GlobalOptions {
 
 // "fusekit: <file>: <what>" on standard error.
 void Complain(const std::string& file, const std::string& what);
-// The same with a library status shown beside its meaning.
-void ComplainStatus(const std::string& file, const std::string& what, int status);
+// The same with a library status shown beside its meaning; with the name of the function that
+// returned it, the meaning that function gives the status.
+void ComplainStatus(const std::string& file, const std::string& what, int status,
+                    const char* function = nullptr);
+
+// What a status means for the function that returned it (the library's general meaning for a
+// function or status without one of its own).
+std::string StatusMeaning(int status, const char* function);
 
 // Whether the file at path can be read; when not, says why in plain words after label ("does not
 // exist", "is a directory", "file is empty", "cannot be opened for reading: <reason>"). An

@@ -223,7 +223,7 @@ int ConvertJedecToIsc(const GlobalOptions& options, const ConvertOptions& conver
     return kExitInvalidInput;
   }
   if (result < 0) {
-    ComplainStatus(convert.input, "cannot be converted for " + convert.device, result);
+    ComplainStatus(convert.input, "cannot be converted for " + convert.device, result, "JEDEC2ISC");
     return kExitInvalidInput;
   }
   char data_crc[256] = "";

@@ -94,7 +94,8 @@ void PrintBlocks(const ISCSummary& s, bool& all_good) {
 }
 
 // The file as the device reads it: the reader's status and its data CRC.
-void PrintDeviceRead(const InputFile& input, DeviceInfo& device) {
+// Reads the file for the device and prints the outcome; false when it cannot be read.
+bool PrintDeviceRead(const InputFile& input, DeviceInfo& device) {
   std::string path = input.Path();
   std::string work_dir = ".";
   char empty[] = "";
@@ -103,13 +104,15 @@ void PrintDeviceRead(const InputFile& input, DeviceInfo& device) {
   SVFPlusData data;
   const int status = ISC2SVFPlus(path.data(), &device, 1, &data, "", work_dir.data(), "", empty,
                                  static_cast<KvObjList*>(nullptr), data_crc, nullptr, &rows);
-  std::printf("  read for %-15s status %d (%s)", device.GetName(), status,
-              status >= 0 ? "read" : StatusText(status));
-  if (status >= 0) {
-    std::printf(", %d fields, %d array rows, data CRC %s", data.GetDataFieldCount(), rows,
-                data_crc[0] != '\0' ? data_crc : "(none)");
+  if (status < 0) {
+    std::printf("  read for %-15s FAILED\n", device.GetName());
+    ComplainStatus(input.Label(), std::string("cannot be read for ") + device.GetName(), status,
+                   "ISC2SVFPlus");
+    return false;
   }
-  std::printf("\n");
+  std::printf("  read for %-15s %d fields, %d array rows, data CRC %s\n", device.GetName(),
+              data.GetDataFieldCount(), rows, data_crc[0] != '\0' ? data_crc : "(none)");
+  return true;
 }
 
 int IscInfo(const GlobalOptions& options, const InputFile& input, const std::string& device_name) {
@@ -151,7 +154,7 @@ int IscInfo(const GlobalOptions& options, const InputFile& input, const std::str
     all_good = false;
     std::printf("  %-24s(none after the closing parenthesis)\n", "file checksum");
   }
-  if (!device_name.empty()) PrintDeviceRead(input, device);
+  if (!device_name.empty() && !PrintDeviceRead(input, device)) return kExitInvalidInput;
   return all_good ? kExitOk : kExitDifferent;
 }
 

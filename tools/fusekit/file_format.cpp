@@ -255,10 +255,12 @@ int ReadProgrammingData(const std::string& path, const std::string& label, const
   std::string name = path;
   char empty[] = "";
   int status;
+  const char* reader = nullptr;
   switch (DetectFormat(path)) {
     case FileFormat::kIsc:
       status = ISC2SVFPlus(name.data(), &device, 1, &data, "", empty, "", empty,
                            static_cast<KvObjList*>(nullptr), nullptr, nullptr);
+      reader = "ISC2SVFPlus";
       break;
     case FileFormat::kBinaryBitstream:
       status = BIT2SVFPlus(name.data(), &device, 0, &data, "", "", "", false);
@@ -268,6 +270,7 @@ int ReadProgrammingData(const std::string& path, const std::string& label, const
       break;
     case FileFormat::kJedec:
       status = JEDEC2SVFPlus(name.data(), &device, 1, &data, "", "", "", "");
+      reader = "JEDEC2SVFPlus";
       break;
     case FileFormat::kIntelHex:
     case FileFormat::kSRecord:
@@ -280,7 +283,7 @@ int ReadProgrammingData(const std::string& path, const std::string& label, const
       return kExitInvalidInput;
   }
   if (status < 0) {
-    ComplainStatus(label, "cannot be read for " + std::string(record.GetName()), status);
+    ComplainStatus(label, "cannot be read for " + std::string(record.GetName()), status, reader);
     return kExitInvalidInput;
   }
   return kExitOk;

@@ -222,6 +222,24 @@ int ConvertImage(const std::string& input, const std::string& label, OutputFile&
   return kExitOk;
 }
 
+// A warning when the rows an image gave are not the device's: the image is for another device,
+// or holds too little or nothing at all.
+void WarnWhenShapeDiffers(const std::string& input, const DeviceInfo& device,
+                          const SVFPlusData& data) {
+  const SVFDataField* array = data.GetDataField("FuseArray_TDI");
+  const int rows = array != nullptr ? array->GetRowCount() : 0;
+  const std::string name = device.GetName();
+  if (rows == 0) {
+    Complain(input, "warning: the image holds no data for " + name);
+  } else if (static_cast<unsigned>(rows) != device.GetAddressLength() &&
+             array->GetRowWidth(1) == device.GetDataLength()) {
+    Complain(input, "warning: the image holds " + std::to_string(rows) +
+                        (rows == 1 ? " row of " : " rows of ") +
+                        std::to_string(device.GetDataLength()) + " bits, but " + name + " has " +
+                        std::to_string(device.GetAddressLength()) + ": it does not fit the device");
+  }
+}
+
 int ReadImageInto(const std::string& input, DeviceInfo& device, SVFPlusData& data) {
   if (!ImageFitsDevice(input, device)) return kExitInvalidInput;
   TemporaryFolderOf scratch({"image.bin", "tmpBitstream.bit"});
@@ -234,6 +252,7 @@ int ReadImageInto(const std::string& input, DeviceInfo& device, SVFPlusData& dat
     ComplainStatus(input, "cannot be read as an image for " + std::string(device.GetName()), read);
     return kExitInvalidInput;
   }
+  WarnWhenShapeDiffers(input, device, data);
   return kExitOk;
 }
 
