@@ -1,9 +1,9 @@
 // fusekit extract: single values of a programming file, through the library's readers.
 #include <cstdio>
-#include <fstream>
 #include <string>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/file_format.h"
 #include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
@@ -18,42 +18,6 @@ struct ExtractOptions {
   std::string fuses;
 };
 
-enum class FileKind { kJedec, kIsc, kOther };
-
-// Recognised from the content: a JEDEC file holds STX, an ISC data file opens with its keyword.
-FileKind KindOf(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  char buffer[65536];
-  in.read(buffer, sizeof buffer);
-  std::string head(buffer, static_cast<std::size_t>(in.gcount()));
-  for (char& c : head) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  if (head.find("IEEE_1532_DATA") != std::string::npos) return FileKind::kIsc;
-  if (head.find('\x02') != std::string::npos) return FileKind::kJedec;
-  return FileKind::kOther;
-}
-
-int ReadInto(const std::string& label, std::string path, DeviceInfo& device, SVFPlusData& data) {
-  char empty[] = "";
-  int status;
-  switch (KindOf(path)) {
-    case FileKind::kJedec:
-      status = JEDEC2SVFPlus(path.data(), &device, 1, &data, "", ".", "", "");
-      break;
-    case FileKind::kIsc:
-      status = ISC2SVFPlus(path.data(), &device, 1, &data, "", empty, "", empty,
-                           static_cast<KvObjList*>(nullptr), nullptr, nullptr);
-      break;
-    default:
-      Complain(label, "is neither a JEDEC file nor an ISC data file");
-      return kExitInvalidInput;
-  }
-  if (status < 0) {
-    ComplainStatus(label, "cannot be read for " + std::string(device.GetName()), status);
-    return kExitInvalidInput;
-  }
-  return kExitOk;
-}
-
 int Extract(const GlobalOptions& options, const ExtractOptions& extract) {
   const int wanted = (extract.id ? 1 : 0) + (extract.usercode ? 1 : 0) +
                      (extract.control >= 0 ? 1 : 0) + (extract.fuses.empty() ? 0 : 1);
@@ -62,7 +26,10 @@ int Extract(const GlobalOptions& options, const ExtractOptions& extract) {
     return kExitUsage;
   }
   if (OutputIsAnInput({extract.file}, extract.fuses)) return kExitUsage;
-  if (!Readable(extract.file, extract.file)) return kExitInvalidInput;
+  InputFile input(extract.file);
+  if (!input.Ready() || !Readable(input.Path(), input.Label())) return kExitInvalidInput;
+  const std::string& path = input.Path();
+  const std::string& label = input.Label();
   DeviceInfo device;
   if (const int status = DeviceByName(options, extract.device, device); status != kExitOk)
     return status;
@@ -70,15 +37,15 @@ int Extract(const GlobalOptions& options, const ExtractOptions& extract) {
   if (!extract.fuses.empty()) {
     // The dump walks one row holding every fuse: the file is read for the device as one row of
     // all its fuses, and dumped with the device's own row width, one device row a line.
-    if (KindOf(extract.file) != FileKind::kJedec) {
-      Complain(extract.file, "--fuses reads JEDEC files");
+    if (DetectFormat(path) != FileFormat::kJedec) {
+      Complain(label, "--fuses reads JEDEC files");
       return kExitUsage;
     }
     DeviceInfo one_row = device;
     one_row.SetAddressLength(1);
     one_row.SetDataLength(device.GetFuseNumber());
     one_row.SaveDeviceBackupValue();
-    if (const int status = ReadInto(extract.file, extract.file, one_row, data); status != kExitOk)
+    if (const int status = ReadProgrammingData(path, label, one_row, data); status != kExitOk)
       return status;
     OutputFile fuses(extract.fuses);
     if (!fuses.Ready()) return kExitInvalidInput;
@@ -89,14 +56,14 @@ int Extract(const GlobalOptions& options, const ExtractOptions& extract) {
     }
     return fuses.Commit() ? kExitOk : kExitInvalidInput;
   }
-  if (const int status = ReadInto(extract.file, extract.file, device, data); status != kExitOk)
+  if (const int status = ReadProgrammingData(path, label, device, data); status != kExitOk)
     return status;
   std::string text(1024, '\0');
   const int status = extract.id         ? SVFPlus2ID(&data, text.data())
                      : extract.usercode ? SVFPlus2USERCODE(&device, 1, &data, text.data())
                                         : SVFPlus2CONTROL(&data, text.data(), extract.control);
   if (status != 1) {
-    Complain(extract.file, "holds no such value");
+    Complain(label, "holds no such value");
     return kExitInvalidInput;
   }
   std::printf("%s\n", text.c_str());
@@ -110,7 +77,7 @@ void AddExtractCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
       "extract",
       "Show one value of a JEDEC or ISC file: identifier, usercode, control register or fuses");
   auto extract = std::make_shared<ExtractOptions>();
-  command->add_option("FILE", extract->file, "the JEDEC or ISC file")->required();
+  command->add_option("FILE", extract->file, "the file ('-' for standard input)")->required();
   command->add_option("--device", extract->device, "the device of the database")->required();
   command->add_flag("--id", extract->id, "the device identifier");
   command->add_flag("--usercode", extract->usercode, "the usercode");
