@@ -58,3 +58,10 @@ string(FIND "${run_output}" "QL256" at)
 if(at EQUAL -1)
   message(FATAL_ERROR "the installed tool listed:\n${run_output}")
 endif()
+
+# The man page and the bash completion come with the tool.
+foreach(file "share/man/man1/fusekit.1" "share/bash-completion/completions/fusekit")
+  if(NOT EXISTS "${prefix}/${file}")
+    message(FATAL_ERROR "not installed: ${file}")
+  endif()
+endforeach()

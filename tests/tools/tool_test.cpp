@@ -603,7 +603,7 @@ TEST(Tool, CompareEveryPairOfFormats) {
   const std::string flipped = dir.Write("flipped.jed", SameFusesOtherLayout(1000));
   run = RunTool("compare --by-address " + flipped + " " + kSample);
   EXPECT_EQ(run.status, 1) << run.out;
-  EXPECT_TRUE(Contains(run.out, "1 fuse differ; first at 1000")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "1 fuse differs; first at 1000")) << run.out;
 
   // ISC against ISC, and JEDEC against ISC through programming data.
   const std::string isc = dir.Path("tv64.isc");
@@ -786,6 +786,27 @@ TEST(Tool, ImagesToRecordsAgreeWithSrecCat) {
       << fusekit::testing::ReadFile(dir.Path("f.hex"));
   EXPECT_EQ(RunTool("convert " + gaps + " " + dir.Path("f.hex") + " --fill 300").status, 2);
   EXPECT_EQ(RunTool("convert " + gaps + " " + dir.Path("f.hex") + " --offset -5").status, 2);
+}
+
+TEST(Tool, BashCompletionCompletesCommandsAndOptions) {
+  const std::string script = std::string(FUSEKIT_SOURCE_DIR) + "/tools/fusekit/share/fusekit.bash";
+  const std::string tool_dir = std::filesystem::path(FUSEKIT_TOOL_PATH).parent_path().string();
+  const auto complete = [&](const std::string& words, int index) {
+    const std::string command =
+        "bash -c 'PATH=\"" + tool_dir + ":$PATH\"; source " + script + "; COMP_WORDS=(" + words +
+        "); COMP_CWORD=" + std::to_string(index) + "; _fusekit; echo \"${COMPREPLY[*]}\"'";
+    std::FILE* pipe = popen(command.c_str(), "r");
+    std::string out;
+    char buffer[512];
+    std::size_t got;
+    while (pipe != nullptr && (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0)
+      out.append(buffer, got);
+    if (pipe != nullptr) pclose(pipe);
+    return out;
+  };
+  EXPECT_EQ(complete("fusekit con", 1), "convert\n");
+  EXPECT_TRUE(Contains(complete("fusekit compare --by", 2), "--by-address"));
+  EXPECT_TRUE(Contains(complete("fusekit check --device TV", 3), "TV64"));
 }
 
 }  // namespace

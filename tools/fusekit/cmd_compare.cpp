@@ -136,7 +136,7 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
     address += width;
   }
   std::ostringstream out;
-  out << differing << " fuse" << (differing == 1 ? "" : "s") << " differ";
+  out << differing << (differing == 1 ? " fuse differs" : " fuses differ");
   if (!first.empty()) {
     out << "; first at";
     for (const std::string& f : first) out << " " << f;

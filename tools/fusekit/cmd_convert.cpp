@@ -289,12 +289,14 @@ int Convert(const GlobalOptions& options, ConvertOptions convert) {
 void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_status) {
   CLI::App* command = app.add_subcommand(
       "convert",
-      "Convert a JEDEC file, bitstream or image to an ISC data file or a JEDEC file, or records "
-      "to a binary");
+      "Convert between formats: JEDEC, bitstreams or images to ISC data files or JEDEC files, "
+      "the two bitstream forms, and images to binary, Intel hex, MCS, S-records or Tektronix");
   auto convert = std::make_shared<ConvertOptions>();
   command->add_option("IN", convert->input,
                       "the JEDEC file, bitstream, image or record file ('-' for standard input)");
-  command->add_option("OUT", convert->output, "the file to write (.isc, .jed, .bin, .bit or .rbt)");
+  command->add_option("OUT", convert->output,
+                      "the file to write (.isc, .jed, .bit, .rbt, .bin, .hex, .mcs, .srec, .tek; "
+                      "'-' for standard output)");
   command->add_option("--config", convert->config, "with OUT.isc: a configuration bitstream");
   command->add_option("--readback", convert->readback, "with OUT.isc: a read-back bitstream");
   command->add_option("--mask", convert->mask, "with OUT.isc: a read-back mask");
@@ -302,8 +304,10 @@ void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
   command->add_option("--format", convert->format,
                       "read IN as this format, whatever its content and name (jedec, isc, bit, "
                       "rbt, ihex, srec, tek, bin)");
-  command->add_option("--out-format", convert->out_format,
-                      "write OUT as this format, whatever its name (isc, jedec, bit, rbt, bin)");
+  command->add_option(
+      "--out-format", convert->out_format,
+      "write OUT as this format, whatever its name (isc, jedec, bit, rbt, bin, ihex, "
+      "srec, tek)");
   command->add_option("--align", convert->alignment,
                       "image to .bin: round the start address down to a multiple of N");
   command->add_option("--srec-len", convert->srec_len,
