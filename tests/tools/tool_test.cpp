@@ -809,4 +809,46 @@ TEST(Tool, BashCompletionCompletesCommandsAndOptions) {
   EXPECT_TRUE(Contains(complete("fusekit check --device TV", 3), "TV64"));
 }
 
+TEST(Tool, JsonAndQuiet) {
+  fusekit::testing::TempDir dir;
+  const std::string bit = std::string(FUSEKIT_SOURCE_DIR) + "/data/samples/tv64.bit";
+  const struct {
+    std::string arguments;
+    int status;
+    const char* member;  // a member the document must hold
+  } cases[] = {
+      {"devices --json", 0, "\"name\": \"TV64\""},
+      {"info --json " + kSample, 0, "\"fuse_checksum\": \"59ED\""},
+      {"--json info " + bit, 0, "\"length_bits\": 3408"},
+      {"check --json " + kSample, 0, "\"passed\": true"},
+      {"crc --json " + kSample, 0, "\"transmission_checksum\": {\"computed\": \"F951\""},
+      {"compare --json " + kSample + " " + kSample, 0, "\"equal\": true"},
+      {"extract --json " + kSample + " --device TV64 --usercode", 0,
+       "\"usercode\": \"0x1A2B3C4D\""},
+      {"verify --json " + kSample + " --device TV64 --checksum 1234", 1,
+       "\"checksum_matches\": false"},
+  };
+  const bool python = std::system("python3 -c pass >/dev/null 2>&1") == 0;
+  for (const auto& c : cases) {
+    const ToolRun run = RunTool(c.arguments + " 2>/dev/null");
+    EXPECT_EQ(run.status, c.status) << c.arguments << "\n" << run.out;
+    EXPECT_TRUE(Contains(run.out, c.member)) << c.arguments << "\n" << run.out;
+    if (python) {
+      const std::string document = dir.Write("out.json", run.out);
+      EXPECT_EQ(std::system(("python3 -m json.tool " + document + " >/dev/null").c_str()), 0)
+          << "not JSON: " << run.out;
+    }
+  }
+  // --quiet: nothing on standard output, the same exit status, the data of "-" still written.
+  ToolRun run = RunTool("-q compare " + kSample + " " + kSample);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, "");
+  run = RunTool("verify -q " + kSample + " --device TV64 --checksum 1234 2>/dev/null");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  run = RunTool("convert -q " + kSample + " - --out-format isc --device TV64");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(Contains(run.out, "IEEE_1532_Data")) << run.out.substr(0, 200);
+}
+
 }  // namespace

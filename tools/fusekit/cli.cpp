@@ -1,15 +1,26 @@
 // Shared pieces of the fusekit commands.
 #include "tools/fusekit/cli.h"
 
+#include "tools/fusekit/json.h"
+
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 
 namespace fusekit::cli {
+
+void Say(const char* format, ...) {
+  if (JsonWanted()) return;
+  va_list arguments;
+  va_start(arguments, format);
+  std::vfprintf(stdout, format, arguments);
+  va_end(arguments);
+}
 
 void Complain(const std::string& file, const std::string& what) {
   std::cerr << "fusekit: " << (file.empty() ? "" : file + ": ") << what << '\n';

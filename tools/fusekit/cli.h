@@ -23,7 +23,11 @@ enum ExitStatus : int {
 // Options every command can see.
 struct GlobalOptions {
   std::string device_db;  // --device-db: another database than the built-in one
+  bool quiet = false;     // --quiet: nothing but errors on the terminal
 };
+
+// printf to standard output, unless the command prints JSON instead (--json).
+void Say(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // "fusekit: <file>: <what>" on standard error.
 void Complain(const std::string& file, const std::string& what);

@@ -11,6 +11,7 @@
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/file_format.h"
 #include "tools/fusekit/jedec_support.h"
+#include "tools/fusekit/json.h"
 #include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
@@ -22,13 +23,28 @@ struct CompareOptions {
   std::string report;
   std::string device;
   bool by_address = false;
+  std::string read_label;  // the names in messages ("standard input" for "-")
+  std::string reference_label;
+  bool quiet = false;
 };
 
-// The exit status of a compare's result, with the message that goes with it.
-int Verdict(const CompareOptions& c, int result, const char* unit) {
+// The exit status of a compare's result, with the message that goes with it (or, with --json,
+// the result as JSON).
+int Verdict(const CompareOptions& c, int result, const char* unit, const char* method) {
   if (result < 0) return kExitInvalidInput;
-  std::fprintf(stderr, "fusekit: %s: %d %s%s differ%s from %s\n", c.read.c_str(), result, unit,
-               result == 1 ? "" : "s", result == 1 ? "s" : "", c.reference.c_str());
+  if (JsonWanted()) {
+    PrintJson(JsonObject()
+                  .Add("read", c.read_label)
+                  .Add("reference", c.reference_label)
+                  .Add("method", method)
+                  .Add("differences", result)
+                  .Add("equal", result == 0)
+                  .AddRaw("report", c.report.empty() ? "null" : JsonString(c.report))
+                  .Text());
+  } else if (!c.quiet) {
+    std::fprintf(stderr, "fusekit: %s: %d %s%s differ%s from %s\n", c.read_label.c_str(), result,
+                 unit, result == 1 ? "" : "s", result == 1 ? "s" : "", c.reference_label.c_str());
+  }
   return result == 0 ? kExitOk : kExitDifferent;
 }
 
@@ -44,9 +60,10 @@ std::string CauseIn(const std::string& path) {
 
 // Runs one of the library's compares into the report and names the report the user asked for.
 template <class Run>
-int RunCompare(const CompareOptions& c, const char* unit, Run run) {
+int RunCompare(const CompareOptions& c, const char* unit, const char* method, Run run) {
   if (OutputIsAnInput({c.read, c.reference}, c.report)) return kExitUsage;
-  OutputFile report(c.report);
+  // Without -o the report goes to standard output, unless JSON or silence takes its place.
+  OutputFile report(c.report.empty() && (JsonWanted() || c.quiet) ? "/dev/null" : c.report);
   if (!report.Ready()) return kExitInvalidInput;
   const int result = run(report.Path());
   if (result == kStatusWriteFailed) {
@@ -68,7 +85,7 @@ int RunCompare(const CompareOptions& c, const char* unit, Run run) {
       ComplainStatus(c.read, "cannot be compared with " + c.reference, result);
     }
   }
-  return Verdict(c, result, unit);
+  return Verdict(c, result, unit, method);
 }
 
 int ReadForDevice(const GlobalOptions& options, const CompareOptions& c, DeviceInfo& device,
@@ -135,6 +152,19 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
     }
     address += width;
   }
+  if (JsonWanted()) {
+    std::vector<std::string> addresses;
+    for (const std::string& f : first) addresses.push_back(JsonString(f));
+    PrintJson(JsonObject()
+                  .Add("read", c.read_label)
+                  .Add("reference", c.reference_label)
+                  .Add("method", "by-address")
+                  .Add("differences", differing)
+                  .Add("equal", differing == 0)
+                  .AddRaw("first", JsonArray(addresses))
+                  .Text());
+    return differing == 0 ? kExitOk : kExitDifferent;
+  }
   std::ostringstream out;
   out << differing << (differing == 1 ? " fuse differs" : " fuses differ");
   if (!first.empty()) {
@@ -153,6 +183,9 @@ int Compare(const GlobalOptions& options, const CompareOptions& c) {
   CompareOptions files = c;
   files.read = read_input.Path();
   files.reference = reference_input.Path();
+  files.read_label = read_input.Label();
+  files.reference_label = reference_input.Label();
+  files.quiet = options.quiet;
   for (const InputFile* input : {&read_input, &reference_input}) {
     if (!Readable(input->Path(), input->Label())) return kExitInvalidInput;
   }
@@ -160,12 +193,12 @@ int Compare(const GlobalOptions& options, const CompareOptions& c) {
   const FileFormat read_format = DetectFormat(files.read);
   const FileFormat reference_format = DetectFormat(files.reference);
   if (read_format == FileFormat::kJedec && reference_format == FileFormat::kJedec) {
-    return RunCompare(files, "fuse", [&](const std::string& report) {
+    return RunCompare(files, "fuse", "jedec", [&](const std::string& report) {
       return fnJEDFileCompare(files.read.c_str(), files.reference.c_str(), report.c_str());
     });
   }
   if (read_format == FileFormat::kIsc && reference_format == FileFormat::kIsc) {
-    return RunCompare(files, "bit", [&](const std::string& report) {
+    return RunCompare(files, "bit", "isc", [&](const std::string& report) {
       return fnISCFileCompare(files.read.c_str(), files.reference.c_str(), report.c_str());
     });
   }
@@ -179,7 +212,7 @@ int Compare(const GlobalOptions& options, const CompareOptions& c) {
   if (IsBitstreamFormat(read_format) && IsBitstreamFormat(reference_format)) {
     if (const int status = DeviceByName(options, c.device, device); status != kExitOk)
       return status;
-    return RunCompare(files, "bit", [&](const std::string& report) {
+    return RunCompare(files, "bit", "bitstream", [&](const std::string& report) {
       return fnBITFileCompare(files.read.c_str(), files.reference.c_str(), &device, report.c_str());
     });
   }
@@ -187,7 +220,7 @@ int Compare(const GlobalOptions& options, const CompareOptions& c) {
   SVFPlusData reference;
   if (const int status = ReadForDevice(options, files, device, read, reference); status != kExitOk)
     return status;
-  return RunCompare(files, "bit", [&](const std::string& report) {
+  return RunCompare(files, "bit", "programming-data", [&](const std::string& report) {
     return SVFPlusDataCompare(&read, &reference, report.c_str());
   });
 }
@@ -199,6 +232,12 @@ struct VerifyOptions {
   std::string pattern;
   std::string crc;
 };
+
+std::string Hex4(int value) {
+  char text[8];
+  std::snprintf(text, sizeof text, "%04X", static_cast<unsigned>(value) & 0xFFFFu);
+  return text;
+}
 
 bool ParseHex(const std::string& text, unsigned long& value) {
   if (text.empty()) return false;
@@ -231,19 +270,23 @@ int Verify(const GlobalOptions& options, const VerifyOptions& v) {
       status != kExitOk)
     return status;
   int exit_status = kExitOk;
+  JsonObject json;
+  std::vector<std::string> pattern_results;
   const int shown = SVFPlus2CheckSum(&data, &device, 1);
   if (shown < 0) {
     ComplainStatus(input.Label(), "has no checksum for " + v.device, shown);
     return kExitInvalidInput;
   }
-  std::printf("%s: verified for %s\n  checksum: %.4X", input.Label().c_str(), v.device.c_str(),
-              shown);
+  Say("%s: verified for %s\n  checksum: %.4X", input.Label().c_str(), v.device.c_str(), shown);
+  json.Add("file", input.Label()).Add("device", v.device).Add("checksum", Hex4(shown));
   if (!v.checksum.empty()) {
     const bool good = ValidDataChecksum(&data, &device, 1, static_cast<unsigned>(checksum)) == 1;
-    std::printf(good ? " (matches)" : " (expected %.4lX: FAILED)", checksum);
+    Say(good ? " (matches)" : " (expected %.4lX: FAILED)", checksum);
     if (!good) exit_status = kExitDifferent;
+    json.Add("checksum_expected", Hex4(static_cast<int>(checksum & 0xFFFF)))
+        .Add("checksum_matches", good);
   }
-  std::printf("\n");
+  Say("\n");
   const std::string field =
       data.GetDataField("FuseArray_TDI") != nullptr ? "FuseArray_TDI" : "EFuseArray_TDI";
   std::vector<std::pair<int, bool>> patterns = {{0x00, false}, {0xFF, false}};
@@ -254,14 +297,21 @@ int Verify(const GlobalOptions& options, const VerifyOptions& v) {
     const std::string name = byte == 0      ? "blank (all 0)"
                              : byte == 0xFF ? "all ones"
                                             : "pattern " + std::to_string(byte) + " repeated";
+    pattern_results.push_back(
+        JsonObject()
+            .Add("byte", byte)
+            .Add("asked", asked)
+            .Add("holds", held == 1)
+            .AddRaw("first_difference", held == 0 ? std::to_string(first) : "null")
+            .Text());
     if (held < 0) {
-      std::printf("  %s: no %s to check\n", name.c_str(), field.c_str());
+      Say("  %s: no %s to check\n", name.c_str(), field.c_str());
       if (asked) exit_status = kExitDifferent;
     } else if (held == 1) {
-      std::printf("  %s: yes\n", name.c_str());
+      Say("  %s: yes\n", name.c_str());
     } else {
-      std::printf("  %s: no, first difference at bit %lu%s\n", name.c_str(), first,
-                  asked ? ": FAILED" : "");
+      Say("  %s: no, first difference at bit %lu%s\n", name.c_str(), first,
+          asked ? ": FAILED" : "");
       if (asked) exit_status = kExitDifferent;
     }
   }
@@ -274,8 +324,17 @@ int Verify(const GlobalOptions& options, const VerifyOptions& v) {
       ComplainStatus(input.Label(), "cannot be converted to compute its CRC", good);
       return kExitInvalidInput;
     }
-    std::printf("  CRC: %.4X (%s)\n", computed, good == 1 ? "matches" : "FAILED");
+    Say("  CRC: %.4X (%s)\n", computed, good == 1 ? "matches" : "FAILED");
     if (good != 1) exit_status = kExitDifferent;
+    json.AddRaw("crc", JsonObject()
+                           .Add("computed", Hex4(computed))
+                           .Add("expected", Hex4(static_cast<int>(crc & 0xFFFF)))
+                           .Add("matches", good == 1)
+                           .Text());
+  }
+  if (JsonWanted()) {
+    json.AddRaw("patterns", JsonArray(pattern_results)).Add("passed", exit_status == kExitOk);
+    PrintJson(json.Text());
   }
   return exit_status;
 }

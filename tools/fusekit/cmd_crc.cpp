@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/json.h"
 
 namespace fusekit::cli {
 namespace {
@@ -21,6 +22,36 @@ bool HasTransmissionFrame(const std::string& path) {
   return c == 0x03;
 }
 
+int CrcJson(const InputFile& input) {
+  const char* path = input.Path().c_str();
+  JsonObject out;
+  char hex[16];
+  out.Add("file", input.Label());
+  std::snprintf(hex, sizeof hex, "%04X", GetFileCRC16(path));
+  out.Add("crc16", hex);
+  std::snprintf(hex, sizeof hex, "%04X", GetBinaryFileChecksum16(path, false));
+  out.Add("checksum16", hex);
+  int status = kExitOk;
+  if (HasTransmissionFrame(input.Path())) {
+    unsigned short computed = 0, stored = 0;
+    std::string name = input.Path();
+    const bool valid = ValidTransmissionChecksum(name.data(), &computed, &stored) != 0;
+    char computed_text[8], stored_text[8];
+    std::snprintf(computed_text, sizeof computed_text, "%04X", computed);
+    std::snprintf(stored_text, sizeof stored_text, "%04X", stored);
+    out.AddRaw("transmission_checksum", JsonObject()
+                                            .Add("computed", computed_text)
+                                            .Add("stored", stored_text)
+                                            .Add("valid", valid)
+                                            .Text());
+    if (!valid) status = kExitDifferent;
+  } else {
+    out.AddRaw("transmission_checksum", "null");
+  }
+  PrintJson(out.Text());
+  return status;
+}
+
 int ShowCrc(const std::string& argument) {
   InputFile input(argument);
   if (!input.Ready()) {
@@ -29,6 +60,7 @@ int ShowCrc(const std::string& argument) {
   }
   if (!Readable(input.Path(), input.Label(), true)) return kExitInvalidInput;
   const char* path = input.Path().c_str();
+  if (JsonWanted()) return CrcJson(input);
   std::printf("%s\n", input.Label().c_str());
   std::printf("  CRC-16 (as the ISC writer computes it): %.4X\n", GetFileCRC16(path));
   std::printf("  16-bit binary checksum:                 %.4X\n",

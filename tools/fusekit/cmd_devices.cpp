@@ -1,7 +1,10 @@
 // fusekit devices: the records of the device database.
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/json.h"
 
 namespace fusekit::cli {
 namespace {
@@ -20,6 +23,20 @@ std::string IdentifierText(const DeviceInfo& device) {
 int ListDevices(const GlobalOptions& options) {
   DeviceDatabase database;
   if (!LoadDatabase(options, database)) return kExitInvalidInput;
+  if (JsonWanted()) {
+    std::vector<std::string> devices;
+    for (int i = 0; i < database.GetDeviceCount(); ++i) {
+      const DeviceInfo& device = *database.GetDevice(i);
+      devices.push_back(JsonObject()
+                            .Add("name", device.GetName())
+                            .Add("family", device.GetFamily())
+                            .Add("fuses", device.GetFuseNumber())
+                            .Add("id", IdentifierText(device))
+                            .Text());
+    }
+    PrintJson(JsonObject().AddRaw("devices", JsonArray(devices)).Text());
+    return kExitOk;
+  }
   std::printf("%-12s %-16s %10s  %s\n", "NAME", "FAMILY", "FUSES", "ID");
   for (int i = 0; i < database.GetDeviceCount(); ++i) {
     const DeviceInfo& device = *database.GetDevice(i);

@@ -4,6 +4,7 @@
 
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/file_format.h"
+#include "tools/fusekit/json.h"
 #include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
@@ -65,6 +66,17 @@ int Extract(const GlobalOptions& options, const ExtractOptions& extract) {
   if (status != 1) {
     Complain(label, "holds no such value");
     return kExitInvalidInput;
+  }
+  if (JsonWanted()) {
+    PrintJson(JsonObject()
+                  .Add("file", label)
+                  .Add("device", extract.device)
+                  .Add(extract.id         ? "id"
+                       : extract.usercode ? "usercode"
+                                          : "control",
+                       text.c_str())
+                  .Text());
+    return kExitOk;
   }
   std::printf("%s\n", text.c_str());
   return kExitOk;

@@ -9,6 +9,8 @@
 #include "tools/fusekit/file_format.h"
 #include "tools/fusekit/image_support.h"
 #include "tools/fusekit/jedec_support.h"
+#include "tools/fusekit/json.h"
+#include "tools/fusekit/json_reports.h"
 
 namespace fusekit::cli {
 namespace {
@@ -164,6 +166,8 @@ int Info(const GlobalOptions& options, const std::string& argument, const std::s
   if (!input.Ready() || !Readable(input.Path(), input.Label())) return kExitInvalidInput;
   const FileFormat format = InputFormat(input.Path(), input.Label(), forced);
   const FormatNamedInput named(input.Path(), format);
+  if (JsonWanted() && format != FileFormat::kUnknown)
+    return InfoJson(named.Path(), input.Label(), format);
   if (IsBitstreamFormat(format)) return BitstreamInfo(options, named.Path(), input.Label(), device);
   if (format == FileFormat::kIsc) return IscInfo(options, input, device);
   if (format == FileFormat::kJedec) return JedecInfo(input);

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "tools/fusekit/jedec_support.h"
+#include "tools/fusekit/json.h"
+#include "tools/fusekit/json_reports.h"
 #include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
@@ -40,14 +42,18 @@ int Check(const GlobalOptions& options, const CheckOptions& check) {
   if (device_status != kExitOk) return device_status;
 
   const int status = VerifyJEDECfile(path.data(), &device, 1);
-  std::printf("%s: %s\n", input.Label().c_str(),
-              check.device.empty() ? "checked as a generic device"
-                                   : ("checked as " + check.device).c_str());
+  Say("%s: %s\n", input.Label().c_str(),
+      check.device.empty() ? "checked as a generic device"
+                           : ("checked as " + check.device).c_str());
+  JsonObject json;
+  json.Add("file", input.Label()).Add("device", check.device.empty() ? "generic" : check.device);
   JEDECSummary summary;
   if (GetJEDECSummary(path.c_str(), &summary) == kStatusOk) {
-    std::printf("  fuses %lu, pins %ld, security %d, usercode %s\n", summary.fuseCount,
-                summary.pinCount, summary.security,
-                summary.usercodeBits != 0 ? summary.usercode : "(none)");
+    json.Add("fuses", summary.fuseCount).Add("pins", summary.pinCount);
+    json.Add("security", summary.security);
+    json.AddRaw("usercode", summary.usercodeBits != 0 ? JsonString(summary.usercode) : "null");
+    Say("  fuses %lu, pins %ld, security %d, usercode %s\n", summary.fuseCount, summary.pinCount,
+        summary.security, summary.usercodeBits != 0 ? summary.usercode : "(none)");
   }
   int exit_status = kExitOk;
   if (status == kStatusChecksumMismatch) {
@@ -59,6 +65,9 @@ int Check(const GlobalOptions& options, const CheckOptions& check) {
     Complain(input.Label(),
              std::string("the fuse checksum (C field) does not match the fuses") + values);
     exit_status = kExitDifferent;
+    json.Add("fuse_checksum", "invalid").Add("fuse_checksum_stored", Hex(summary.checksum, 4));
+    json.AddRaw("fuse_checksum_computed",
+                computed >= 0 ? JsonString(Hex(static_cast<unsigned long>(computed), 4)) : "null");
   } else if (status != kStatusOk) {
     const std::string why = status == kStatusNoFuseData ? WhyFieldsEndEarly(path) : "";
     if (!why.empty()) {
@@ -68,15 +77,22 @@ int Check(const GlobalOptions& options, const CheckOptions& check) {
     }
     return kExitInvalidInput;
   } else {
-    std::printf("  fuse checksum: %s\n",
-                summary.hasChecksum && summary.checksum != 0 ? "valid" : "none given");
+    const bool given = summary.hasChecksum && summary.checksum != 0;
+    Say("  fuse checksum: %s\n", given ? "valid" : "none given");
+    json.Add("fuse_checksum", given ? "valid" : "none");
   }
   unsigned short computed = 0;
   unsigned short stored = 0;
-  if (ValidTransmissionChecksum(path.data(), &computed, &stored) == 1) {
-    std::printf("  transmission checksum: %s\n", stored == 0 ? "none given" : "valid");
+  const bool transmission_valid = ValidTransmissionChecksum(path.data(), &computed, &stored) == 1;
+  json.AddRaw("transmission_checksum", JsonObject()
+                                           .Add("computed", Hex(computed, 4))
+                                           .Add("stored", Hex(stored, 4))
+                                           .Add("valid", transmission_valid)
+                                           .Text());
+  if (transmission_valid) {
+    Say("  transmission checksum: %s\n", stored == 0 ? "none given" : "valid");
   } else {
-    std::printf("  transmission checksum: computed %.4X, stored %.4X: invalid\n", computed, stored);
+    Say("  transmission checksum: computed %.4X, stored %.4X: invalid\n", computed, stored);
     const std::string fits = LineEndConversionThatFits(path);
     const std::string five = FiveDigitChecksumHint(path, computed);
     Complain(input.Label(),
@@ -88,6 +104,11 @@ int Check(const GlobalOptions& options, const CheckOptions& check) {
                        fits +
                        ": the file's line ends were probably converted after it was written");
     exit_status = kExitDifferent;
+  }
+  if (JsonWanted()) {
+    json.Add("passed", exit_status == kExitOk);
+    PrintJson(json.Text());
+    return exit_status;
   }
   PrintNotes(path);
   return exit_status;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/json.h"
 #include "tools/fusekit/output_file.h"
 
 namespace {
@@ -107,6 +108,17 @@ int main(int argc, char** argv) {
   GlobalOptions options;
   app.add_option("--device-db", options.device_db, "read the device database from FILE")
       ->option_text("FILE");
+  bool json = false;
+  bool quiet = false;
+  app.add_flag("--json", json, "print the result as JSON (docs/json.md)");
+  app.add_flag("-q,--quiet", quiet, "print nothing but errors; the exit status tells the result");
+  // The flags steer every command, so they are taken before any command runs.
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word == "--json") SetJsonWanted(true);
+    if (word == "--quiet" || word == "-q") options.quiet = true;
+  }
+  if (options.quiet) SilenceStandardOutput();
 
   int exit_status = kExitOk;
   AddDevicesCommand(app, options, exit_status);

@@ -113,11 +113,26 @@ bool OutputFile::CopyInto(std::FILE* out, std::string_view from, std::string_vie
   return ok;
 }
 
+namespace {
+
+std::FILE* data_output = nullptr;  // where "-" outputs go when standard output is silenced
+
+}  // namespace
+
+void SilenceStandardOutput() {
+  std::fflush(stdout);
+  const int real = dup(STDOUT_FILENO);
+  if (real < 0) return;
+  data_output = fdopen(real, "w");
+  if (data_output == nullptr || std::freopen("/dev/null", "w", stdout) == nullptr) return;
+}
+
 bool OutputFile::Commit(std::string_view from, std::string_view to) {
   errno = 0;
   if (to_stdout_) {
     std::cout.flush();
-    const bool ok = CopyInto(stdout, from, to) && std::fflush(stdout) == 0;
+    std::FILE* out = data_output != nullptr ? data_output : stdout;
+    const bool ok = CopyInto(out, from, to) && std::fflush(out) == 0;
     if (!ok) Complain(label_, "cannot be written" + Reason());
     return ok;
   }

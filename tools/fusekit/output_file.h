@@ -55,6 +55,10 @@ bool OutputIsAnInput(const std::vector<std::string>& inputs, const std::string& 
 // not be (a full disk, a closed pipe).
 bool StandardOutputWritten();
 
+// --quiet: what the commands print goes nowhere from now on, while the data an output named "-"
+// holds still reaches standard output.
+void SilenceStandardOutput();
+
 }  // namespace fusekit::cli
 
 #endif  // FUSEKIT_TOOLS_OUTPUT_FILE_H
