@@ -84,6 +84,13 @@ void AddInfoCommand(CLI::App& app, const GlobalOptions& options, int& exit_statu
 void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddExtractCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
 void AddDumpCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+void AddMapCommand(CLI::App& app, const GlobalOptions& options, int& exit_status);
+// The programming data of a file for a picture: read for the device named, or a JEDEC file for
+// a record made from itself. kExitOk, or the exit status after a message.
+int ReadForPicture(const GlobalOptions& options, const std::string& path, const std::string& label,
+                   const std::string& device_name, SVFPlusData& data);
+// Draws data (against other, when given) as a PNG file at target.
+int WritePicture(const std::string& target, const SVFPlusData& data, const SVFPlusData* other);
 // usercode, merge and split.
 void AddJedecWriteCommands(CLI::App& app, const GlobalOptions& options, int& exit_status);
 

@@ -23,6 +23,7 @@ struct CompareOptions {
   std::string report;
   std::string device;
   bool by_address = false;
+  std::string png;         // --png: a picture of the read file with the differing fuses marked
   std::string read_label;  // the names in messages ("standard input" for "-")
   std::string reference_label;
   bool quiet = false;
@@ -188,6 +189,18 @@ int Compare(const GlobalOptions& options, const CompareOptions& c) {
   files.quiet = options.quiet;
   for (const InputFile* input : {&read_input, &reference_input}) {
     if (!Readable(input->Path(), input->Label())) return kExitInvalidInput;
+  }
+  if (!c.png.empty()) {
+    if (OutputIsAnInput({c.read, c.reference}, c.png)) return kExitUsage;
+    SVFPlusData read, reference;
+    if (const int status = ReadForPicture(options, files.read, files.read_label, c.device, read);
+        status != kExitOk)
+      return status;
+    if (const int status =
+            ReadForPicture(options, files.reference, files.reference_label, c.device, reference);
+        status != kExitOk)
+      return status;
+    if (const int status = WritePicture(c.png, read, &reference); status != kExitOk) return status;
   }
   if (c.by_address) return CompareByAddress(options, files);
   const FileFormat read_format = DetectFormat(files.read);
@@ -358,6 +371,10 @@ void AddCompareCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
   command->add_option("--device", compare->device,
                       "the device both files are for (needed for bitstreams, images and pairs "
                       "of two formats)");
+  command
+      ->add_option("--png", compare->png,
+                   "also draw the read file's fuses, those that differ marked in red")
+      ->option_text("DIFF.png");
   command->add_flag("--by-address", compare->by_address,
                     "compare two JEDEC fuse maps by fuse address, whatever their layout, F "
                     "default and notes");

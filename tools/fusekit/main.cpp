@@ -128,6 +128,7 @@ int main(int argc, char** argv) {
   AddVerifyCommand(app, options, exit_status);
   AddInfoCommand(app, options, exit_status);
   AddDumpCommand(app, options, exit_status);
+  AddMapCommand(app, options, exit_status);
   AddConvertCommand(app, options, exit_status);
   AddExtractCommand(app, options, exit_status);
   AddJedecWriteCommands(app, options, exit_status);
