@@ -851,4 +851,30 @@ TEST(Tool, JsonAndQuiet) {
   EXPECT_TRUE(Contains(run.out, "IEEE_1532_Data")) << run.out.substr(0, 200);
 }
 
+TEST(Tool, ProgressOnlyOnATerminal) {
+  fusekit::testing::TempDir dir;
+  const std::string isc = dir.Path("p.isc");
+  const std::string command = "convert " + kSample + " " + isc + " --device TV64";
+  // Standard error is a pipe here: no progress line, whatever the delay.
+  ToolRun run =
+      RunTool("--device-db " + std::string(FUSEKIT_SOURCE_DIR) + "/data/devices.json " + command);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_FALSE(Contains(run.out, "\r")) << run.out;
+  if (std::system("script -qc true /dev/null >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script";
+  // On a terminal (script gives the tool one), with the first line due at once.
+  const std::string terminal = dir.Path("terminal.txt");
+  const std::string line = "FUSEKIT_PROGRESS_AFTER_MS=0 script -qc '" +
+                           std::string(FUSEKIT_TOOL_PATH) + " " + command + "' /dev/null > " +
+                           terminal + " 2>&1";
+  ASSERT_EQ(std::system(line.c_str()), 0);
+  EXPECT_TRUE(Contains(fusekit::testing::ReadFile(terminal), "\r\033[Kfusekit: convert: "))
+      << fusekit::testing::ReadFile(terminal);
+  // --quiet shows none.
+  const std::string quiet = "FUSEKIT_PROGRESS_AFTER_MS=0 script -qc '" +
+                            std::string(FUSEKIT_TOOL_PATH) + " -q " + command + "' /dev/null > " +
+                            terminal + " 2>&1";
+  ASSERT_EQ(std::system(quiet.c_str()), 0);
+  EXPECT_FALSE(Contains(fusekit::testing::ReadFile(terminal), "fusekit: convert: "));
+}
+
 }  // namespace

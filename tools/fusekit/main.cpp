@@ -1,5 +1,6 @@
 // fusekit: the command-line face of the library.
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -7,6 +8,7 @@
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/json.h"
 #include "tools/fusekit/output_file.h"
+#include "tools/fusekit/progress.h"
 
 namespace {
 
@@ -133,6 +135,19 @@ int main(int argc, char** argv) {
   AddExtractCommand(app, options, exit_status);
   AddJedecWriteCommands(app, options, exit_status);
 
+  // What the command reads, for its progress on a terminal.
+  std::string label;
+  unsigned long long input_bytes = 0;
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    std::error_code error;
+    const std::vector<std::string> commands = CommandNames(app);
+    if (label.empty() && std::find(commands.begin(), commands.end(), word) != commands.end())
+      label = word;
+    else if (std::filesystem::is_regular_file(word, error))
+      input_bytes += std::filesystem::file_size(word, error);
+  }
+  const Progress progress(label.empty() ? "working" : label, input_bytes, !options.quiet);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
