@@ -13,6 +13,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "fusekit/bitstream_model.h"
 #include "fusekit/devicedb.h"
 
 namespace fusekit::bench {
@@ -130,6 +131,41 @@ inline DeviceInfo BenchDevice(unsigned long fuses) {
   device.SetjtagLogicalUESLength(32);
   device.SaveDeviceBackupValue();
   return device;
+}
+
+// The device of the bitstream figures: frames of 1024 bytes.
+constexpr unsigned kBenchFrameBytes = 1024;
+inline DeviceInfo BitstreamBenchDevice(unsigned frames) {
+  DeviceInfo device;
+  device.SetName("BENCH");
+  device.SetFamily("CorvaneTorvik4");
+  device.SetDataLength(kBenchFrameBytes * 8);
+  device.SetAddressLength(frames);
+  device.SetFuseNumber(frames * kBenchFrameBytes * 8);
+  device.SetIDLength(32);
+  device.SetPhysicalUESLength(32);
+  device.SetjtagLogicalUESLength(32);
+  device.SaveDeviceBackupValue();
+  return device;
+}
+
+// A configuration bitstream of frames data frames of pseudo-random bytes for device, written
+// at path by the generator. 0 or the generator's result.
+inline int WriteBenchBitstream(const std::string& path, const DeviceInfo& device, unsigned frames) {
+  XFPBitstreamModel model;
+  model.SetDevice(device);
+  model.AddCommentEntry("Design: bench");
+  std::vector<unsigned char> bytes(kBenchFrameBytes);
+  unsigned seed = 1532;
+  for (unsigned f = 0; f < frames; ++f) {
+    for (unsigned char& b : bytes)
+      b = static_cast<unsigned char>((seed = seed * 1103515245 + 12345) >> 16);
+    XFPFrameModel frame("Data Frame", 0x41);
+    frame.AddComponent(
+        XFPFrameComponentModel("Data", bytes.data(), kBenchFrameBytes, kBenchFrameBytes * 8));
+    model.AddFrame(frame);
+  }
+  return XFPGenerateBitstream::Generate(model, path.c_str());
 }
 
 }  // namespace fusekit::bench

@@ -33,38 +33,12 @@ int main(int argc, char** argv) {
   }
   const std::string folder = argv[1];
   const unsigned mib = argc > 2 ? static_cast<unsigned>(std::atoi(argv[2])) : 32;
-  constexpr unsigned kFrameBytes = 1024;
   const unsigned frames = mib * 1024;
-  DeviceInfo device;
-  device.SetName("BENCH");
-  device.SetFamily("CorvaneTorvik4");
-  device.SetDataLength(kFrameBytes * 8);
-  device.SetAddressLength(frames);
-  device.SetFuseNumber(frames * kFrameBytes * 8);
-  device.SetIDLength(32);
-  device.SetPhysicalUESLength(32);
-  device.SetjtagLogicalUESLength(32);
-  device.SaveDeviceBackupValue();
-
+  DeviceInfo device = fusekit::bench::BitstreamBenchDevice(frames);
   std::string bit = folder + "/bench-" + std::to_string(mib) + "mib.bit";
-  {
-    XFPBitstreamModel model;
-    model.SetDevice(device);
-    model.AddCommentEntry("Design: bench");
-    std::vector<unsigned char> bytes(kFrameBytes);
-    unsigned seed = 1532;
-    for (unsigned f = 0; f < frames; ++f) {
-      for (unsigned char& b : bytes)
-        b = static_cast<unsigned char>((seed = seed * 1103515245 + 12345) >> 16);
-      XFPFrameModel frame("Data Frame", 0x41);
-      frame.AddComponent(
-          XFPFrameComponentModel("Data", bytes.data(), kFrameBytes, kFrameBytes * 8));
-      model.AddFrame(frame);
-    }
-    if (XFPGenerateBitstream::Generate(model, bit.c_str()) != 0) {
-      std::fprintf(stderr, "cannot write %s\n", bit.c_str());
-      return 1;
-    }
+  if (fusekit::bench::WriteBenchBitstream(bit, device, frames) != 0) {
+    std::fprintf(stderr, "cannot write %s\n", bit.c_str());
+    return 1;
   }
   const double floor = ReadFloor(bit);
   const double touch = MemoryFloor(std::size_t{mib} << 20);

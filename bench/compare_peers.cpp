@@ -25,33 +25,11 @@ std::string CopyOf(const std::string& path) {
   return copy;
 }
 
-// A configuration bitstream of fuses bits in frames of 1024 bytes, and its device.
+// A configuration bitstream of fuses bits, and its device.
 DeviceInfo WriteBitstream(const std::string& path, unsigned long fuses) {
-  constexpr unsigned kFrameBytes = 1024;
-  const unsigned frames = static_cast<unsigned>(fuses / (kFrameBytes * 8));
-  DeviceInfo device;
-  device.SetName("BENCH");
-  device.SetFamily("CorvaneTorvik4");
-  device.SetDataLength(kFrameBytes * 8);
-  device.SetAddressLength(frames);
-  device.SetFuseNumber(frames * kFrameBytes * 8);
-  device.SetIDLength(32);
-  device.SetPhysicalUESLength(32);
-  device.SetjtagLogicalUESLength(32);
-  device.SaveDeviceBackupValue();
-  XFPBitstreamModel model;
-  model.SetDevice(device);
-  model.AddCommentEntry("Design: bench");
-  std::vector<unsigned char> bytes(kFrameBytes);
-  unsigned seed = 1532;
-  for (unsigned f = 0; f < frames; ++f) {
-    for (unsigned char& b : bytes)
-      b = static_cast<unsigned char>((seed = seed * 1103515245 + 12345) >> 16);
-    XFPFrameModel frame("Data Frame", 0x41);
-    frame.AddComponent(XFPFrameComponentModel("Data", bytes.data(), kFrameBytes, kFrameBytes * 8));
-    model.AddFrame(frame);
-  }
-  if (XFPGenerateBitstream::Generate(model, path.c_str()) != 0)
+  const unsigned frames = static_cast<unsigned>(fuses / (fusekit::bench::kBenchFrameBytes * 8));
+  DeviceInfo device = fusekit::bench::BitstreamBenchDevice(frames);
+  if (fusekit::bench::WriteBenchBitstream(path, device, frames) != 0)
     std::fprintf(stderr, "cannot write %s\n", path.c_str());
   return device;
 }
