@@ -877,4 +877,18 @@ TEST(Tool, ProgressOnlyOnATerminal) {
   EXPECT_FALSE(Contains(fusekit::testing::ReadFile(terminal), "fusekit: convert: "));
 }
 
+TEST(Tool, StandardInputAndOutputInEveryCommand) {
+  // A pipeline: the usercode set on standard input, the file on standard output checked,
+  // converted and compared as standard input.
+  ToolRun run = RunTool("usercode - 0x12345678 < " + kSample + " 2>/dev/null | " +
+                        std::string(FUSEKIT_TOOL_PATH) + " check -");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "usercode 12345678")) << run.out;
+  run = RunTool("convert - - --out-format isc --device TV64 < " + kSample + " | " +
+                std::string(FUSEKIT_TOOL_PATH) + " compare - " + kSample + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  run = RunTool("extract - --device TV64 --id < " + kSample);
+  EXPECT_TRUE(Contains(run.out, "01B01043")) << run.out;
+}
+
 }  // namespace

@@ -63,10 +63,15 @@ struct UsercodeOptions {
   std::string device;
 };
 
-int Usercode(const GlobalOptions& options, const UsercodeOptions& u) {
-  if (!Readable(u.file, u.file)) return kExitInvalidInput;
+int Usercode(const GlobalOptions& options, const UsercodeOptions& given) {
+  UsercodeOptions u = given;
+  InputFile input(given.file);
+  if (!input.Ready() || !Readable(input.Path(), input.Label())) return kExitInvalidInput;
+  // Standard input cannot be edited in place: its file goes to standard output then.
+  if (given.file == "-" && u.output.empty()) u.output = "-";
+  u.file = input.Path();
   DeviceInfo device;
-  if (const int status = DeviceForJedec(options, u.device, u.file, u.file, device);
+  if (const int status = DeviceForJedec(options, u.device, u.file, input.Label(), device);
       status != kExitOk)
     return status;
   const unsigned bits =
@@ -85,7 +90,7 @@ int Usercode(const GlobalOptions& options, const UsercodeOptions& u) {
   }
   // Without -o the file is edited in place, through a complete copy renamed over it.
   OutputFile output(u.output.empty() ? u.file : u.output);
-  if (!u.output.empty() && OutputIsAnInput({u.file}, u.output)) return kExitUsage;
+  if (!u.output.empty() && OutputIsAnInput({given.file}, u.output)) return kExitUsage;
   if (!output.Ready()) return kExitInvalidInput;
   char old_usercode[256] = "";
   const int result =
@@ -96,8 +101,9 @@ int Usercode(const GlobalOptions& options, const UsercodeOptions& u) {
     return kExitInvalidInput;
   }
   if (!output.Commit()) return kExitInvalidInput;
-  std::printf("%s: usercode %s (was %s)\n", output.Label().c_str(), hex.data(),
-              old_usercode[0] != '\0' ? old_usercode : "none");
+  // The file itself may be on standard output: the note then goes to standard error.
+  std::fprintf(output.ToStandardOutput() ? stderr : stdout, "%s: usercode %s (was %s)\n",
+               output.Label().c_str(), hex.data(), old_usercode[0] != '\0' ? old_usercode : "none");
   return kExitOk;
 }
 
