@@ -24,7 +24,7 @@ void FlipColumn(KvByteBuffer& row, unsigned width, unsigned c) {
   row.WriteData(index, static_cast<unsigned char>(row.ReadData(index) ^ (0x80u >> (p % 8))));
 }
 
-struct Spec {
+struct Changes {
   bool mask = false;  // a FuseArray_MASK whose column 3 of every row is 0
   int flip_row = 0;   // FuseArray_TDI row to flip a column of (0: none)
   unsigned flip_column = 0;
@@ -43,18 +43,18 @@ void AddField(SVFPlusData& data, const char* name, int rows, unsigned width,
   }
 }
 
-std::string WriteIsc(TempDir& dir, const std::string& name, const Spec& spec,
+std::string WriteIsc(TempDir& dir, const std::string& name, const Changes& changes,
                      const char* entity = "TESTDEV", const char* creator = "fusekit test") {
   SVFPlusData data;
   AddField(data, "FuseArray_TDI", 4, kWidth, [](int r, int i) { return (r * 37 + i * 11) & 0x0F; });
-  if (spec.mask)
+  if (changes.mask)
     AddField(data, "FuseArray_MASK", 4, kWidth, [](int, int i) { return i == 2 ? 0xF7 : 0xFF; });
   AddField(data, "Usercode_TDI", 1, 32, [](int, int i) { return 0xA0 + i; });
-  if (spec.flip_row != 0)
-    FlipColumn(*data.GetDataField("FuseArray_TDI")->GetRow(spec.flip_row), kWidth,
-               spec.flip_column);
-  if (spec.flip_usercode) FlipColumn(*data.GetDataField("Usercode_TDI")->GetRow(1), 32, 9);
-  data.SetSecurity(spec.security ? 1 : 0);
+  if (changes.flip_row != 0)
+    FlipColumn(*data.GetDataField("FuseArray_TDI")->GetRow(changes.flip_row), kWidth,
+               changes.flip_column);
+  if (changes.flip_usercode) FlipColumn(*data.GetDataField("Usercode_TDI")->GetRow(1), 32, 9);
+  data.SetSecurity(changes.security ? 1 : 0);
   const std::string path = dir.Path(name);
   EXPECT_GE(SVFPlus2ISC(&data, "-- test file\n", path.c_str(), entity, 0, 0, creator), 0);
   return path;
