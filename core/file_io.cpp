@@ -71,6 +71,17 @@ bool FinishWriting(UniqueFile& file) {
   return std::fclose(f) == 0 && written;
 }
 
+std::uint64_t FileSize(std::FILE* file) {
+#if defined(FUSEKIT_HAS_MMAP)
+  struct stat info;
+  if (file != nullptr && ::fstat(::fileno(file), &info) == 0 && S_ISREG(info.st_mode))
+    return static_cast<std::uint64_t>(info.st_size);
+#else
+  (void)file;
+#endif
+  return ~std::uint64_t{0};
+}
+
 UniqueFile OpenFile(const char* fileName, const char* mode) {
   if (fileName == nullptr || fileName[0] == '\0') return UniqueFile();
   return UniqueFile(std::fopen(fileName, mode));

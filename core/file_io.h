@@ -53,6 +53,10 @@ class MappedFile {
 // Opens a file; a null or empty name gives a null handle.
 UniqueFile OpenFile(const char* fileName, const char* mode);
 
+// The size in bytes of an open regular file; the largest value for a pipe or a device, whose
+// size is not known in advance.
+std::uint64_t FileSize(std::FILE* file);
+
 // Calls consume(bytes, count) for each chunk of the rest of the file until it returns false.
 // Returns false when a read error stopped it, true at end of file or when consume stopped it.
 template <class Consume>

@@ -41,6 +41,66 @@ inline constexpr BlockForm kBlockForms[] = {
     {"SEDArray_TDO", "sed_crc_tdo", BlockKeyword::kInitialize, false, "", ""},
 };
 
+// The special sections: settings and memories programmed apart from the main array, each a set
+// of fields written as blocks of their own (docs/isc-sections.md). The security section is the
+// override line and has no block.
+enum class Section { kSecurity, kControl, kSed, kUfm, kEbr, kFeature };
+
+// How a section block's row width is found when it is read: its "-- ROW_WIDTH" comment, else 32
+// (control registers), else the device's SED length, else not at all.
+enum class SectionWidth { kCommentOnly, kCommentElse32, kCommentElseSedLength };
+
+struct SectionForm {
+  Section section;
+  BlockForm form;
+  SectionWidth width;
+};
+
+inline constexpr SectionForm kSectionForms[] = {
+    {Section::kControl,
+     {"Control_Register_0_TDI", "control_register_0", BlockKeyword::kInitialize, false, "", ""},
+     SectionWidth::kCommentElse32},
+    {Section::kControl,
+     {"Control_Register_1_TDI", "control_register_1", BlockKeyword::kInitialize, false, "", ""},
+     SectionWidth::kCommentElse32},
+    {Section::kControl,
+     {"Control_Register_0_TDO", "control_register_0_tdo", BlockKeyword::kInitialize, false, "",
+      ""},
+     SectionWidth::kCommentElse32},
+    {Section::kControl,
+     {"Control_Register_1_TDO", "control_register_1_tdo", BlockKeyword::kInitialize, false, "",
+      ""},
+     SectionWidth::kCommentElse32},
+    {Section::kControl,
+     {"Config_Register_TDI", "config_register", BlockKeyword::kInitialize, false, "", ""},
+     SectionWidth::kCommentOnly},
+    {Section::kControl,
+     {"UserMode_Register_TDI", "usermode_register", BlockKeyword::kInitialize, false, "", ""},
+     SectionWidth::kCommentOnly},
+    {Section::kSed,
+     {"SEDArray_TDI", "sed_crc_tdi", BlockKeyword::kInitialize, false, "", ""},
+     SectionWidth::kCommentElseSedLength},
+    {Section::kSed,
+     {"SEDArray_TDO", "sed_crc_tdo", BlockKeyword::kInitialize, false, "", ""},
+     SectionWidth::kCommentElseSedLength},
+    {Section::kUfm, {"UFMArray_TDI", "ufm", BlockKeyword::kRepeat, true, "", ""},
+     SectionWidth::kCommentOnly},
+    {Section::kUfm, {"UFMArray_TDO", "ufm_tdo", BlockKeyword::kRepeat, true, "", ""},
+     SectionWidth::kCommentOnly},
+    {Section::kUfm, {"UFMArray_MASK", "ufm_mask", BlockKeyword::kRepeat, false, "", ""},
+     SectionWidth::kCommentOnly},
+    {Section::kEbr, {"EBRArray_TDI", "ebr", BlockKeyword::kRepeat, true, "", ""},
+     SectionWidth::kCommentOnly},
+    {Section::kEbr, {"EBRArray_MASK", "ebr_mask", BlockKeyword::kRepeat, false, "", ""},
+     SectionWidth::kCommentOnly},
+    {Section::kFeature,
+     {"FeatureRow_TDI", "feature_row", BlockKeyword::kInitialize, false, "", ""},
+     SectionWidth::kCommentOnly},
+    {Section::kFeature,
+     {"FeatureBits_TDI", "feature_bits", BlockKeyword::kInitialize, false, "", ""},
+     SectionWidth::kCommentOnly},
+};
+
 // Bytes of a row printed on one line before the writer breaks it.
 constexpr int kRowBytesPerLine = 35;
 

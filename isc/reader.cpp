@@ -14,6 +14,7 @@
 #include "fusekit/family.h"
 #include "fusekit/isc.h"
 #include "fusekit/jedec.h"
+#include "isc/isc_format.h"
 #include "isc/text_case.h"
 #include "isc/tokenizer.h"
 #include "support/devicedb/call_scope.h"
@@ -50,11 +51,30 @@ bool Is(const std::string& token, const char* keyword) {
   return Upper(token) == keyword;
 }
 
+// Reads "-- KEY = number" from an upper-cased comment line; false when the key is absent.
+bool CommentValue(const std::string& line, const char* key, unsigned long& value) {
+  const std::size_t at = line.find(key);
+  if (at == std::string::npos) return false;
+  std::size_t p = at + std::strlen(key);
+  while (p < line.size() && (line[p] == ' ' || line[p] == '\t')) ++p;
+  if (p >= line.size() || line[p] != '=') return false;
+  ++p;
+  while (p < line.size() && (line[p] == ' ' || line[p] == '\t')) ++p;
+  if (p >= line.size() || !std::isdigit(static_cast<unsigned char>(line[p]))) return false;
+  value = 0;
+  for (; p < line.size() && std::isdigit(static_cast<unsigned char>(line[p])) && value < 0x7FFFFFFF;
+       ++p) {
+    value = value * 10 + static_cast<unsigned long>(line[p] - '0');
+  }
+  return true;
+}
+
 // A data block's field and row width by the device record, or the status that refuses it.
 struct BlockTarget {
   int status = 0;
   const char* field = nullptr;
   unsigned int width = 0;
+  bool width_from_comment = false;  // a section block: its ROW_WIDTH comment comes first
 };
 
 BlockTarget TargetOf(const std::string& block, const DeviceInfo& device) {
@@ -92,9 +112,29 @@ BlockTarget TargetOf(const std::string& block, const DeviceInfo& device) {
   return {kBadStructure, nullptr, 0};
 }
 
+// A section block's field and default row width (0 when only its size comment gives one), or
+// no field when the block is not one of the wanted sections'.
+BlockTarget SectionTarget(const std::string& block, const DeviceInfo& device, bool any_section,
+                          Section wanted) {
+  for (const SectionForm& entry : kSectionForms) {
+    if (entry.form.block != block || (!any_section && entry.section != wanted)) continue;
+    unsigned int width = 0;
+    if (entry.width == SectionWidth::kCommentElse32) width = 32;
+    if (entry.width == SectionWidth::kCommentElseSedLength) width = device.GetSEDLength();
+    return {0, entry.form.field.data(), width, true};
+  }
+  return {};
+}
+
 class IscParser {
  public:
   explicit IscParser(core::TextReader& in) : tokens_(in) {}
+
+  // The widest row a block's size comment may ask for: more bits than the file has characters
+  // to give (four a hex digit) cannot be rows of it.
+  void SetFileSize(std::uint64_t bytes) {
+    most_row_bits_ = bytes < (std::uint64_t{1} << 60) ? 4 * bytes + 8 : ~std::uint64_t{0};
+  }
 
   Tokenizer& tokens() { return tokens_; }
 
@@ -144,7 +184,8 @@ class IscParser {
   }
 
   // After a block name and "(": its parts, the rows stored in field (null to pass them over).
-  int Block(SVFDataField* field, unsigned int width) {
+  // A section block takes its row width from the size comment before its rows when it has one.
+  int Block(SVFDataField* field, unsigned int width, bool width_from_comment = false) {
     std::string token;
     for (;;) {
       if (!Next(kKeywordDelimiters, token)) return kSyntax;
@@ -155,7 +196,16 @@ class IscParser {
         return kSyntax;
       }
       if (Is(token, "REPEAT") || Is(token, "INITIALIZE")) {
-        if (!Expect("(")) return kSyntax;
+        std::string comments;
+        if (width_from_comment) tokens_.CaptureComments(&comments);
+        const bool opened = Expect("(");
+        tokens_.CaptureComments(nullptr);
+        if (!opened) return kSyntax;
+        unsigned long commented = 0;
+        if (width_from_comment && CommentValue(Upper(comments), "ROW_WIDTH", commented)) {
+          width = static_cast<unsigned int>(commented);
+        }
+        if (field != nullptr && (width == 0 || width > most_row_bits_)) return kLengthMissing;
         const int status = Rows(field, width);
         if (status != 0) return status;
       } else if (Is(token, "TERMINATE") || Is(token, "DATA_CRC")) {
@@ -334,9 +384,17 @@ class IscParser {
   }
 
   Tokenizer tokens_;
+  std::uint64_t most_row_bits_ = ~std::uint64_t{0};
 };
 
-enum class Mode { kFull, kUsercodeOnly, kControlOnly };
+// kFull is ISC2SVFPlus; kWithSections the same with the section blocks besides; kSection one
+// section's blocks, the others passed over.
+enum class Mode { kFull, kUsercodeOnly, kControlOnly, kWithSections, kSection };
+
+// The modes that read the whole file: header, geometry, identifier, data CRC.
+bool ReadsWhole(Mode mode) {
+  return mode == Mode::kFull || mode == Mode::kWithSections;
+}
 
 // What the Grend path passes on unchanged to GREND_OUT and JEDEC2SVFPlus.
 struct LegacyArguments {
@@ -353,30 +411,13 @@ struct ReadRequest {
   SVFPlusData* data;
   Mode mode;
   int register_index;                            // control reader: 0 or 1
+  Section section;                               // section reader: the section
   const std::vector<std::string>* entity_names;  // compared with the header's (no effect)
   char* data_crc_out;
   char* file_crc_out;
   int* array_rows_out;
   LegacyArguments legacy;
 };
-
-// Reads "-- KEY = number" from an upper-cased comment line; false when the key is absent.
-bool CommentValue(const std::string& line, const char* key, unsigned long& value) {
-  const std::size_t at = line.find(key);
-  if (at == std::string::npos) return false;
-  std::size_t p = at + std::strlen(key);
-  while (p < line.size() && (line[p] == ' ' || line[p] == '\t')) ++p;
-  if (p >= line.size() || line[p] != '=') return false;
-  ++p;
-  while (p < line.size() && (line[p] == ' ' || line[p] == '\t')) ++p;
-  if (p >= line.size() || !std::isdigit(static_cast<unsigned char>(line[p]))) return false;
-  value = 0;
-  for (; p < line.size() && std::isdigit(static_cast<unsigned char>(line[p])) && value < 0x7FFFFFFF;
-       ++p) {
-    value = value * 10 + static_cast<unsigned long>(line[p] - '0');
-  }
-  return true;
-}
 
 // The geometry of the "array" block from its size comments, into the device record.
 int GeometryPass(const char* file_name, DeviceInfo& device) {
@@ -442,6 +483,39 @@ int AppendId(SVFPlusData& data, const DeviceInfo& device) {
   return 0;
 }
 
+// The padding bits of every row (the leading bits of byte 0 of a width that is not a multiple of
+// 8) set to 1, as programming data holds them: the writer prints them as 0 when a row's first
+// byte takes two digits, and a section read gives back the fields that were written.
+void SetPaddingBits(SVFDataField& field) {
+  field.ResetRowPointer();
+  for (int r = 1; r <= field.GetRowCount(); ++r) {
+    KvByteBuffer* row = field.GetRow(r);
+    const unsigned int lead = field.GetCurrentRowWidth() % 8;
+    field.GetCurrentRow();
+    if (row == nullptr || lead == 0 || row->GetDataSize() == 0) continue;
+    row->WriteData(0, static_cast<unsigned char>(row->ReadData(0) | ((0xFFu << lead) & 0xFFu)));
+  }
+  field.ResetRowPointer();
+}
+
+// The field and width of a block in the request's mode; no field to pass it over.
+BlockTarget TargetOfMode(const ReadRequest& request, const std::string& block) {
+  switch (request.mode) {
+    case Mode::kFull:
+      return TargetOf(block, *request.device);
+    case Mode::kWithSections: {
+      const BlockTarget main = TargetOf(block, *request.device);
+      if (main.status != kBadStructure) return main;
+      const BlockTarget section = SectionTarget(block, *request.device, true, Section::kSecurity);
+      return section.field != nullptr ? section : main;
+    }
+    case Mode::kSection:
+      return SectionTarget(block, *request.device, false, request.section);
+    default:
+      return NarrowTarget(request, block);
+  }
+}
+
 // The main pass: keywords, header, override and data blocks, up to the file's closing ")".
 int MainPass(const ReadRequest& request, std::string* comments,
              std::vector<std::string>* entities) {
@@ -449,8 +523,12 @@ int MainPass(const ReadRequest& request, std::string* comments,
   if (!file) return kBadStructure;
   core::TextReader in(file.get());
   IscParser parser(in);
+  if (request.mode == Mode::kSection || request.mode == Mode::kWithSections) {
+    parser.SetFileSize(core::FileSize(file.get()));
+  }
   std::string token;
   bool found_block = false;
+  int section_blocks = 0;  // blocks of the wanted section read (the override line for security)
   int status = kLengthMissing;
   while (status != kDataEnded) {
     if (!parser.Next(kKeywordDelimiters, token)) return kLengthMissing;
@@ -459,7 +537,7 @@ int MainPass(const ReadRequest& request, std::string* comments,
       parser.tokens().SetOpened();
     } else if (Is(token, "HEADER")) {
       if (!parser.Expect("(")) return kBadStructure;
-      if (request.mode != Mode::kFull) {
+      if (!ReadsWhole(request.mode)) {
         SkipHeader(parser);
         continue;
       }
@@ -470,23 +548,35 @@ int MainPass(const ReadRequest& request, std::string* comments,
       // The caller's names are compared with the file's; a mismatch does not change the status.
     } else if (Is(token, "OVERRIDE")) {
       const int security = parser.Override();
-      if (request.mode == Mode::kFull) request.data->SetSecurity(security);
+      if (ReadsWhole(request.mode)) request.data->SetSecurity(security);
+      if (request.mode == Mode::kSection && request.section == Section::kSecurity) {
+        request.data->SetSecurity(security);
+        section_blocks = 1;
+      }
     } else if (Is(token, "DATA")) {
       if (!parser.Next(kValueDelimiters, token)) return kLengthMissing;
       const std::string block = Lower(token);
-      const BlockTarget target = request.mode == Mode::kFull ? TargetOf(block, *request.device)
-                                                             : NarrowTarget(request, block);
+      const BlockTarget target = TargetOfMode(request, block);
       if (target.status < 0) return target.status;
       SVFDataField* field = nullptr;
       if (target.field != nullptr) {
+        // A section read replaces what the container held under the name.
+        if (request.mode == Mode::kSection) {
+          while (request.data->DeleteDataField(target.field)) {
+          }
+          ++section_blocks;
+        }
         field = request.data->AddDataField();
         if (field == nullptr) return kNullFieldOrRow;
         field->SetFieldName(target.field);
         found_block = true;
       }
       if (!parser.Expect("(")) return kBadStructure;
-      status = parser.Block(field, target.width);
+      status = parser.Block(field, target.width, target.width_from_comment);
+      if (field != nullptr && target.width_from_comment) SetPaddingBits(*field);
       if (status < 0) return status;
+    } else if (token == ")" && request.mode == Mode::kSection) {
+      status = kDataEnded;  // a section file may hold no block: the security setting alone
     } else {
       return kBadStructure;  // UNPROCESSED included: such files are refused
     }
@@ -494,6 +584,11 @@ int MainPass(const ReadRequest& request, std::string* comments,
   if (comments != nullptr) *comments = parser.tokens().LeadingComments();
   if (request.file_crc_out != nullptr && parser.Next(kKeywordDelimiters, token) && !token.empty()) {
     std::strcpy(request.file_crc_out, Upper(token.substr(0, 255)).c_str());
+  }
+  if (request.mode == Mode::kSection) {
+    // A file without the override line is not secured.
+    if (request.section == Section::kSecurity && section_blocks == 0) request.data->SetSecurity(0);
+    return section_blocks;
   }
   if (request.mode == Mode::kControlOnly && !found_block) return status;
   // The identifier closes the data; if it cannot be stored, the status reached stands.
@@ -624,17 +719,18 @@ int ReadThroughLegacyLibrary(const ReadRequest& request) {
 
 int ReadIsc(const ReadRequest& request) {
   if (request.data == nullptr || request.device == nullptr) return kSyntax;
-  if (request.mode == Mode::kFull) {
+  if (ReadsWhole(request.mode)) {
     const int geometry = GeometryPass(request.file_name, *request.device);
     if (geometry < 0) return geometry;
   }
   std::vector<std::string> entities;
   const int status = MainPass(request, nullptr, &entities);
   if (status < 0) return status;
-  if (request.mode != Mode::kControlOnly && IsHelvar(*request.device)) {
+  if (request.mode != Mode::kControlOnly && request.mode != Mode::kSection &&
+      IsHelvar(*request.device)) {
     const int grend = ReadThroughLegacyLibrary(request);
     if (grend < 0) return grend;
-  } else if (request.mode == Mode::kFull && request.data_crc_out != nullptr) {
+  } else if (ReadsWhole(request.mode) && request.data_crc_out != nullptr) {
     request.data_crc_out[0] = '\0';
     if (SVFDataField* array = request.data->GetDataField("FuseArray_TDI")) {
       array->ResetRowPointer();
@@ -642,7 +738,7 @@ int ReadIsc(const ReadRequest& request) {
       GetDataCRC(name, nullptr, array, nullptr, true, request.data_crc_out);
     }
   }
-  if (request.mode == Mode::kFull && request.array_rows_out != nullptr) {
+  if (ReadsWhole(request.mode) && request.array_rows_out != nullptr) {
     if (const SVFDataField* array = request.data->GetDataField("FuseArray_TDI")) {
       *request.array_rows_out = array->GetRowCount();
     }
@@ -653,7 +749,7 @@ int ReadIsc(const ReadRequest& request) {
 int ReadIscGuarded(const ReadRequest& request) {
   // The geometry the file declares is the one change the full read leaves with the caller.
   devicedb::DeviceCallScope device_scope(request.device);
-  if (request.mode == Mode::kFull) device_scope.KeepGeometry();
+  if (ReadsWhole(request.mode)) device_scope.KeepGeometry();
   try {
     return ReadIsc(request);
   } catch (const std::bad_alloc&) {
@@ -697,6 +793,7 @@ int ReadHeaderOnly(const char* file_name, std::vector<std::string>& entities, st
 
 using fusekit::isc::Mode;
 using fusekit::isc::ReadIscGuarded;
+using fusekit::isc::Section;
 
 int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* data,
                 const char* jedecOption, char* workDir, const char* packageName, char* installPath,
@@ -707,6 +804,7 @@ int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* 
                          data,
                          Mode::kFull,
                          0,
+                         Section::kSecurity,
                          &names,
                          dataCRCOut,
                          fileCRCOut,
@@ -731,6 +829,7 @@ int ISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPlusData* 
                          data,
                          Mode::kFull,
                          0,
+                         Section::kSecurity,
                          &names,
                          dataCRCOut,
                          fileCRCOut,
@@ -755,6 +854,7 @@ int USERCODEISC2SVFPlus(char* fileName, DeviceInfo* device, int jedecMode, SVFPl
                          data,
                          Mode::kUsercodeOnly,
                          0,
+                         Section::kSecurity,
                          nullptr,
                          dataCRCOut,
                          fileCRCOut,
@@ -769,6 +869,7 @@ int CONTROLISC2SVFPlus(char* fileName, DeviceInfo* device, int registerIndex, SV
                          data,
                          Mode::kControlOnly,
                          registerIndex,
+                         Section::kSecurity,
                          nullptr,
                          nullptr,
                          nullptr,
@@ -803,4 +904,53 @@ int ISCEntityNameReturn(char* fileName, std::list<std::string>& entityNames, cha
   } catch (const std::bad_alloc&) {
     return -3;
   }
+}
+
+namespace {
+
+int ReadSection(char* file_name, DeviceInfo* device, SVFPlusData* data, Section section) {
+  return ReadIscGuarded(
+      {file_name, device, data, Mode::kSection, 0, section, nullptr, nullptr, nullptr, nullptr, {}});
+}
+
+}  // namespace
+
+int ISCReadSecurityInfo(char* fileName, DeviceInfo* device, SVFPlusData* data) {
+  return ReadSection(fileName, device, data, Section::kSecurity);
+}
+
+int ISCReadControlInfo(char* fileName, DeviceInfo* device, SVFPlusData* data) {
+  return ReadSection(fileName, device, data, Section::kControl);
+}
+
+int ISCReadSEDInfo(char* fileName, DeviceInfo* device, SVFPlusData* data) {
+  return ReadSection(fileName, device, data, Section::kSed);
+}
+
+int ISCReadUFMInfo(char* fileName, DeviceInfo* device, SVFPlusData* data) {
+  return ReadSection(fileName, device, data, Section::kUfm);
+}
+
+int ISCReadEBRInfo(char* fileName, DeviceInfo* device, SVFPlusData* data) {
+  return ReadSection(fileName, device, data, Section::kEbr);
+}
+
+int ISCReadFeatureInfo(char* fileName, DeviceInfo* device, SVFPlusData* data) {
+  return ReadSection(fileName, device, data, Section::kFeature);
+}
+
+int ISCReadAllInfo(char* fileName, DeviceInfo* device, SVFPlusData* data, char* dataCRCOut,
+                   char* fileCRCOut) {
+  char none[] = "";
+  return ReadIscGuarded({fileName,
+                         device,
+                         data,
+                         Mode::kWithSections,
+                         0,
+                         Section::kSecurity,
+                         nullptr,
+                         dataCRCOut,
+                         fileCRCOut,
+                         nullptr,
+                         {1, none, none, none, none}});
 }

@@ -37,6 +37,7 @@ bool Tokenizer::ReadLine() {
     const std::string_view line(buffer, length);
     if (IsComment(line)) {
       SkipRestOfLine();  // a comment ends with its physical line, however long
+      if (opened_ && captured_ != nullptr) captured_->append(line);
       if (!opened_) {
         std::size_t text = 2;
         while (text < line.size() && (line[text] == ' ' || line[text] == '\t')) ++text;

@@ -39,6 +39,9 @@ class Tokenizer {
 
   // Once the opening keyword is seen, comment lines are no longer collected.
   void SetOpened() { opened_ = true; }
+  // While sink is not null, the comment lines read after the opening are appended to it (the
+  // first kLineChars characters of each), for a block's size comments.
+  void CaptureComments(std::string* sink) { captured_ = sink; }
   const std::string& LeadingComments() const { return comments_; }
 
  private:
@@ -53,6 +56,7 @@ class Tokenizer {
   bool opened_ = false;        // IEEE_1532_DATA has been seen
   bool line_complete_ = true;  // the last piece read ended its physical line
   std::string comments_;       // comment lines before the opening, each "-- text\n"
+  std::string* captured_ = nullptr;
 };
 
 }  // namespace fusekit::isc

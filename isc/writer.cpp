@@ -131,9 +131,21 @@ class IscOutput {
   util::SerialWorker worker_;  // last, so that it stops before the buffers go
 };
 
-const BlockForm* FindForm(const char* field_name) {
-  for (const BlockForm& form : kBlockForms) {
-    if (form.field == field_name) return &form;
+// Which blocks a file carries: those of the main writer, those and every section's, or one
+// section's.
+enum class BlockSet { kMain, kMainAndSections, kOneSection };
+
+const BlockForm* FindForm(const char* field_name, BlockSet blocks, Section section) {
+  if (blocks != BlockSet::kOneSection) {
+    for (const BlockForm& form : kBlockForms) {
+      if (form.field == field_name) return &form;
+    }
+    if (blocks == BlockSet::kMain) return nullptr;
+  }
+  for (const SectionForm& entry : kSectionForms) {
+    if (entry.form.field == field_name &&
+        (blocks == BlockSet::kMainAndSections || entry.section == section))
+      return &entry.form;
   }
   return nullptr;
 }
@@ -206,6 +218,8 @@ struct WriterOptions {
   bool second_form;  // the overload with forceSecurity: "Entity \t"
   bool force_security;
   const char* creator;
+  BlockSet blocks = BlockSet::kMain;
+  Section section = Section::kSecurity;  // the section of BlockSet::kOneSection
 };
 
 void WriteBlock(IscOutput& out, SVFPlusData& data, SVFDataField& field, const BlockForm& form,
@@ -268,6 +282,7 @@ int WriteIsc(SVFPlusData* data, const char* file_name, const WriterOptions& opti
   if (data->GetEncrypted()) out.Put("\t-- override encryption ON\n");
 
   std::string saved_crc;
+  bool written = false;  // a block has been written
   const int count = data->GetDataFieldCount();
   // Every field starts at its first row, whatever a data CRC or a host's walk did to its row
   // pointer before the call: a terminate part must find its rows.
@@ -278,10 +293,15 @@ int WriteIsc(SVFPlusData* data, const char* file_name, const WriterOptions& opti
     SVFDataField* field = data->GetDataField(i);
     if (field == nullptr) continue;
     field->ResetRowPointer();
-    const BlockForm* form = FindForm(field->GetFieldName());
+    const BlockForm* form = FindForm(field->GetFieldName(), options.blocks, options.section);
     if (form == nullptr) continue;
-    // "array_tdo" is preceded by the separator even as the first field, as hosts expect.
-    if (i != 0 || form->block == "array_tdo") out.Put(",\n");
+    // "array_tdo" is preceded by the separator even as the first field, as hosts expect. A
+    // section file has separators between its blocks only.
+    const bool separated = options.blocks == BlockSet::kOneSection
+                               ? written
+                               : i != 0 || form->block == "array_tdo";
+    if (separated) out.Put(",\n");
+    written = true;
     WriteBlock(out, *data, *field, *form, options, saved_crc);
   }
   out.Put("\n)\n");
@@ -318,4 +338,71 @@ int SVFPlus2ISC(SVFPlusData* data, const char* prefixText, const char* fileName,
   return fusekit::isc::WriteIscGuarded(data, fileName,
                                        {prefixText, entity, usercodeFromCRC != 0, unprocessed != 0,
                                         true, forceSecurity != 0, creator});
+}
+
+namespace {
+
+using fusekit::isc::BlockSet;
+using fusekit::isc::Section;
+
+bool HoldsSection(SVFPlusData& data, Section section) {
+  for (const fusekit::isc::SectionForm& entry : fusekit::isc::kSectionForms) {
+    if (entry.section == section && data.GetDataField(std::string(entry.form.field).c_str()))
+      return true;
+  }
+  return false;
+}
+
+int WriteSection(SVFPlusData* data, const char* prefix, const char* file_name, const char* entity,
+                 const char* creator, Section section) {
+  if (data == nullptr || !HoldsSection(*data, section)) return fusekit::kStatusNoMemory;
+  fusekit::isc::WriterOptions options{prefix, entity, false, false, true, false, creator};
+  options.blocks = BlockSet::kOneSection;
+  options.section = section;
+  return fusekit::isc::WriteIscGuarded(data, file_name, options);
+}
+
+}  // namespace
+
+int ISCWriteSecurityInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                         const char* entity, const char* creator) {
+  if (data == nullptr) return fusekit::kStatusNoMemory;
+  // The setting alone: no block, the override line when the data is secured.
+  SVFPlusData setting;
+  setting.SetEncrypted(data->GetEncrypted());
+  return SVFPlus2ISC(&setting, prefixText, fileName, entity, 0, 0, data->GetSecurity() != 0,
+                     creator);
+}
+
+int ISCWriteControlInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                        const char* entity, const char* creator) {
+  return WriteSection(data, prefixText, fileName, entity, creator, Section::kControl);
+}
+
+int ISCWriteSEDInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                    const char* entity, const char* creator) {
+  return WriteSection(data, prefixText, fileName, entity, creator, Section::kSed);
+}
+
+int ISCWriteUFMInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                    const char* entity, const char* creator) {
+  return WriteSection(data, prefixText, fileName, entity, creator, Section::kUfm);
+}
+
+int ISCWriteEBRInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                    const char* entity, const char* creator) {
+  return WriteSection(data, prefixText, fileName, entity, creator, Section::kEbr);
+}
+
+int ISCWriteFeatureInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                        const char* entity, const char* creator) {
+  return WriteSection(data, prefixText, fileName, entity, creator, Section::kFeature);
+}
+
+int ISCWriteAllInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                    const char* entity, int usercodeFromCRC, const char* creator) {
+  fusekit::isc::WriterOptions options{
+      prefixText, entity, usercodeFromCRC != 0, false, true, false, creator};
+  options.blocks = BlockSet::kMainAndSections;
+  return fusekit::isc::WriteIscGuarded(data, fileName, options);
 }

@@ -27,4 +27,30 @@ FUSEKIT_API int SVFPlus2DISPLAYUSERCODE(DeviceInfo* device, int jtag, SVFPlusDat
 // whole.
 FUSEKIT_API int SVFPlus2XXX(const char* path, DeviceInfo* device, SVFPlusData* data);
 
+// Feature-row files (docs/feature-row.md): note lines ("--"), then "FEATURE_ROW" and its bits,
+// and optionally "FEATURE_BITS" and its bits, the first bit the most significant.
+//
+// Reads the file into "FeatureRow_TDI" and "FeatureBits_TDI" (replacing fields of those names)
+// and its notes into the container's comment. device may be null. 0; -2 the file cannot be
+// opened; -3 null data; -12 the notes name another device than device; -13 a syntax error;
+// -1010 a row cannot be stored.
+FUSEKIT_API int FEA2SVFPlus(char* fileName, DeviceInfo* device, SVFPlusData* data);
+// Writes the comment's note lines (or "-- DEVICE NAME:" of device when there are none), the
+// feature row and the feature bits. 0; -3 null data; -18 no "FeatureRow_TDI"; -13 the file
+// cannot be opened; -19 a write failed.
+FUSEKIT_API int SVFPlus2FEA(SVFPlusData* data, DeviceInfo* device, const char* fileName);
+// The notes of a feature-row file into out, one a line, with their "--" when commentPrefix is
+// non-zero; cut to outSize - 1 characters. The number of note lines; -2 the file cannot be
+// opened; -6 null out or outSize below 1.
+FUSEKIT_API int ParseFEAHeader(char* out, const char* fileName, int commentPrefix, int outSize);
+
+// Applies a device settings file ([Device] Name, [Usercode] Value, [Security] Enabled,
+// [Feature] Row and Bits) to data, all or nothing. Every unknown section or key, malformed line,
+// repeated key and unfit value is a line "line N: ..." of messagesOut (may be null; cut to
+// messagesSize - 1 characters). The number of settings applied; -2 the file cannot be opened;
+// -3 null device or data; -13 problems were found and nothing was applied; -1010 a row cannot be
+// stored.
+FUSEKIT_API int Ini2SVFPlus(char* fileName, DeviceInfo* device, SVFPlusData* data,
+                            char* messagesOut, int messagesSize);
+
 #endif  // FUSEKIT_FIELDS_H

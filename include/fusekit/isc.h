@@ -160,6 +160,61 @@ class FUSEKIT_API CBitstreamToISC {
   XFPBitstreamModel mask_model_;
 };
 
+// The special sections (docs/isc-sections.md): settings and memories a device programs apart from
+// its main array, each a set of fields written as ISC blocks of their own.
+//
+// ISCWrite<Section>Info writes an ISC data file holding one section: prefixText (may be null), the
+// header, the security line when the data is secured, and the section's blocks for the fields the
+// data holds. Security: the override line alone, through SVFPlus2ISC with forceSecurity. Control:
+// "Control_Register_0/1_TDI/TDO", "Config_Register_TDI", "UserMode_Register_TDI". SED:
+// "SEDArray_TDI/TDO". UFM: "UFMArray_TDI/TDO/MASK". EBR: "EBRArray_TDI/MASK". Feature:
+// "FeatureRow_TDI", "FeatureBits_TDI". Result: the file checksum (0 to 0xFFFF); -3 null data, or
+// no field of the section; -13 the file cannot be opened; -19 a write failed.
+FUSEKIT_API int ISCWriteSecurityInfo(SVFPlusData* data, const char* prefixText,
+                                     const char* fileName, const char* entity, const char* creator);
+FUSEKIT_API int ISCWriteControlInfo(SVFPlusData* data, const char* prefixText,
+                                    const char* fileName, const char* entity, const char* creator);
+FUSEKIT_API int ISCWriteSEDInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                                const char* entity, const char* creator);
+FUSEKIT_API int ISCWriteUFMInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                                const char* entity, const char* creator);
+FUSEKIT_API int ISCWriteEBRInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                                const char* entity, const char* creator);
+FUSEKIT_API int ISCWriteFeatureInfo(SVFPlusData* data, const char* prefixText,
+                                    const char* fileName, const char* entity, const char* creator);
+// Every block SVFPlus2ISC writes, by its rules, and every section block besides, in the
+// container's order. Files with section blocks are read whole by ISCReadAllInfo (ISC2SVFPlus
+// refuses blocks it does not know). Results as SVFPlus2ISC.
+FUSEKIT_API int ISCWriteAllInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                                const char* entity, int usercodeFromCRC, const char* creator);
+
+// ISCRead<Section>Info reads one section's blocks from any ISC data file, passing over the
+// others; a field of the same name in data is replaced. Row widths come from each block's
+// ROW_WIDTH comment (else 32 for control registers, the device's SED length for SED blocks).
+// Security sets the security flag from the override line. Result: the number of the section's
+// blocks read (security: 1 when the file has the override line); -2 the file cannot be opened, a
+// "(" is missing or a top-level keyword is unknown; -13 null device or data, or a syntax error in
+// a block; -16 a block's width is unknown or more than the file can hold, or the file ends early;
+// -17 wrong standard version.
+FUSEKIT_API int ISCReadSecurityInfo(char* fileName, DeviceInfo* device, SVFPlusData* data);
+FUSEKIT_API int ISCReadControlInfo(char* fileName, DeviceInfo* device, SVFPlusData* data);
+FUSEKIT_API int ISCReadSEDInfo(char* fileName, DeviceInfo* device, SVFPlusData* data);
+FUSEKIT_API int ISCReadUFMInfo(char* fileName, DeviceInfo* device, SVFPlusData* data);
+FUSEKIT_API int ISCReadEBRInfo(char* fileName, DeviceInfo* device, SVFPlusData* data);
+FUSEKIT_API int ISCReadFeatureInfo(char* fileName, DeviceInfo* device, SVFPlusData* data);
+// A whole file as ISC2SVFPlus reads it, and the section blocks besides. Same statuses.
+FUSEKIT_API int ISCReadAllInfo(char* fileName, DeviceInfo* device, SVFPlusData* data,
+                               char* dataCRCOut, char* fileCRCOut);
+
+// The EBR section of a binary bitstream: the "Data" component of each "Data Frame" as a row of
+// "EBRArray_TDI", and the same rows of the read-back mask bitstream maskFile (null or empty: all
+// ones) as "EBRArray_MASK": the rows fnEBRFileDisplay lists, which shows TDI & MASK. A verify
+// ignores the bits the mask holds 0. Both fields are replaced. Result: the number of rows; -2 not
+// a ".bit" file, or a model cannot be built; -3 a field or row cannot be made; -4 the mask has
+// fewer data frames, or one of another length; -13 a null argument.
+FUSEKIT_API int WriteEBRMask(char* fileName, DeviceInfo* device, const char* maskFile,
+                             SVFPlusData* data);
+
 // One data block of an ISC data file as GetISCSummary finds it.
 struct ISCBlockSummary {
   std::string name;            // the block name as written
