@@ -114,7 +114,8 @@ class SettingsReader {
       if (line.back() != ']') return Problem("a section name without its closing \"]\"");
       section_ = Lower(Trimmed(line.substr(1, line.size() - 2)));
       known_section_ = KnownKeys().count(section_) != 0;
-      if (!known_section_) Problem("unknown section [" + std::string(line.substr(1, line.size() - 2)) + "]");
+      if (!known_section_)
+        Problem("unknown section [" + std::string(line.substr(1, line.size() - 2)) + "]");
       return;
     }
     const std::size_t equals = line.find('=');
@@ -122,8 +123,7 @@ class SettingsReader {
       return Problem("not a section, key = value or comment");
     const std::string_view key = Trimmed(line.substr(0, equals));
     const std::string_view value = Trimmed(line.substr(equals + 1));
-    if (section_.empty())
-      return Problem("key \"" + std::string(key) + "\" before any section");
+    if (section_.empty()) return Problem("key \"" + std::string(key) + "\" before any section");
     if (!known_section_) return;  // its section was named as unknown already
     const std::string lower_key = Lower(key);
     const std::vector<std::string>& keys = KnownKeys().at(section_);
@@ -131,8 +131,8 @@ class SettingsReader {
       return Problem("unknown key \"" + std::string(key) + "\" in [" + section_ + "]");
     const std::string where = section_ + "." + lower_key;
     if (const auto first = seen_.find(where); first != seen_.end())
-      return Problem("\"" + std::string(key) + "\" in [" + section_ + "] given twice (first on line " +
-                     std::to_string(first->second) + ")");
+      return Problem("\"" + std::string(key) + "\" in [" + section_ +
+                     "] given twice (first on line " + std::to_string(first->second) + ")");
     seen_[where] = line_;
     if (value.empty()) return Problem("no value for \"" + std::string(key) + "\"");
     TakeSetting(lower_key, value);

@@ -29,8 +29,8 @@ std::string RowBytesOfBits(std::string_view bits) {
   for (std::size_t i = 0; i < bits.size(); ++i) {
     if (bits[i] == '1') continue;
     const std::size_t index = pad + i;
-    row[index / 8] = static_cast<char>(static_cast<unsigned char>(row[index / 8]) &
-                                       ~(0x80u >> (index % 8)));
+    row[index / 8] =
+        static_cast<char>(static_cast<unsigned char>(row[index / 8]) & ~(0x80u >> (index % 8)));
   }
   return row;
 }

@@ -31,6 +31,13 @@ std::string Hex4(unsigned value) {
   return text;
 }
 
+// A 32-bit data CRC as the ISC file writes it.
+std::string Hex8(unsigned value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%.8X", value);
+  return text;
+}
+
 std::string Joined(const std::vector<std::string>& words) {
   std::string text;
   for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
@@ -70,8 +77,8 @@ void NoteHeaders(const ISCSummary& read, const ISCSummary& reference, core::Diff
 }
 
 std::string CrcVerdict(bool stored, unsigned stored_value, unsigned computed) {
-  if (!stored) return "no data_CRC, computed " + Hex4(computed);
-  return "stored " + Hex4(stored_value) + " computed " + Hex4(computed) +
+  if (!stored) return "no data_CRC, computed " + Hex8(computed);
+  return "stored " + Hex8(stored_value) + " computed " + Hex8(computed) +
          (stored_value == computed ? " (good)" : " (BAD)");
 }
 

@@ -42,8 +42,8 @@ int StoreRows(SVFPlusData& data, const char* name,
     KvByteBuffer* row = field->AddRow(component->GetByteSize() * 8);
     if (row == nullptr) return kNoRow;
     const std::string ones(component->GetByteSize(), '\xFF');
-    const auto* bytes = all_ones ? reinterpret_cast<const unsigned char*>(ones.data())
-                                 : component->GetBytes();
+    const auto* bytes =
+        all_ones ? reinterpret_cast<const unsigned char*>(ones.data()) : component->GetBytes();
     if (component->GetByteSize() != 0 && row->AppendData(bytes, component->GetByteSize()) == 0)
       return kNoRow;
   }

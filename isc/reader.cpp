@@ -909,8 +909,17 @@ int ISCEntityNameReturn(char* fileName, std::list<std::string>& entityNames, cha
 namespace {
 
 int ReadSection(char* file_name, DeviceInfo* device, SVFPlusData* data, Section section) {
-  return ReadIscGuarded(
-      {file_name, device, data, Mode::kSection, 0, section, nullptr, nullptr, nullptr, nullptr, {}});
+  return ReadIscGuarded({file_name,
+                         device,
+                         data,
+                         Mode::kSection,
+                         0,
+                         section,
+                         nullptr,
+                         nullptr,
+                         nullptr,
+                         nullptr,
+                         {}});
 }
 
 }  // namespace

@@ -297,9 +297,8 @@ int WriteIsc(SVFPlusData* data, const char* file_name, const WriterOptions& opti
     if (form == nullptr) continue;
     // "array_tdo" is preceded by the separator even as the first field, as hosts expect. A
     // section file has separators between its blocks only.
-    const bool separated = options.blocks == BlockSet::kOneSection
-                               ? written
-                               : i != 0 || form->block == "array_tdo";
+    const bool separated =
+        options.blocks == BlockSet::kOneSection ? written : i != 0 || form->block == "array_tdo";
     if (separated) out.Put(",\n");
     written = true;
     WriteBlock(out, *data, *field, *form, options, saved_crc);
@@ -401,8 +400,8 @@ int ISCWriteFeatureInfo(SVFPlusData* data, const char* prefixText, const char* f
 
 int ISCWriteAllInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
                     const char* entity, int usercodeFromCRC, const char* creator) {
-  fusekit::isc::WriterOptions options{
-      prefixText, entity, usercodeFromCRC != 0, false, true, false, creator};
+  fusekit::isc::WriterOptions options{prefixText, entity, usercodeFromCRC != 0, false, true,
+                                      false,      creator};
   options.blocks = BlockSet::kMainAndSections;
   return fusekit::isc::WriteIscGuarded(data, fileName, options);
 }

@@ -172,16 +172,16 @@ class FUSEKIT_API CBitstreamToISC {
 // no field of the section; -13 the file cannot be opened; -19 a write failed.
 FUSEKIT_API int ISCWriteSecurityInfo(SVFPlusData* data, const char* prefixText,
                                      const char* fileName, const char* entity, const char* creator);
-FUSEKIT_API int ISCWriteControlInfo(SVFPlusData* data, const char* prefixText,
-                                    const char* fileName, const char* entity, const char* creator);
+FUSEKIT_API int ISCWriteControlInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                                    const char* entity, const char* creator);
 FUSEKIT_API int ISCWriteSEDInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
                                 const char* entity, const char* creator);
 FUSEKIT_API int ISCWriteUFMInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
                                 const char* entity, const char* creator);
 FUSEKIT_API int ISCWriteEBRInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
                                 const char* entity, const char* creator);
-FUSEKIT_API int ISCWriteFeatureInfo(SVFPlusData* data, const char* prefixText,
-                                    const char* fileName, const char* entity, const char* creator);
+FUSEKIT_API int ISCWriteFeatureInfo(SVFPlusData* data, const char* prefixText, const char* fileName,
+                                    const char* entity, const char* creator);
 // Every block SVFPlus2ISC writes, by its rules, and every section block besides, in the
 // container's order. Files with section blocks are read whole by ISCReadAllInfo (ISC2SVFPlus
 // refuses blocks it does not know). Results as SVFPlus2ISC.

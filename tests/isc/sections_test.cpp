@@ -91,8 +91,7 @@ TEST(IscSections, EachSectionRoundTripsThroughItsWriterAndReader) {
   const std::vector<Case> cases = {
       {"control", ISCWriteControlInfo, ISCReadControlInfo,
        [](const char* n) {
-         return StartsWith(n, "Control_") || StartsWith(n, "Config_") ||
-                StartsWith(n, "UserMode_");
+         return StartsWith(n, "Control_") || StartsWith(n, "Config_") || StartsWith(n, "UserMode_");
        }},
       {"sed", ISCWriteSEDInfo, ISCReadSEDInfo, [](const char* n) { return StartsWith(n, "SED"); }},
       {"ufm", ISCWriteUFMInfo, ISCReadUFMInfo, [](const char* n) { return StartsWith(n, "UFM"); }},
@@ -196,6 +195,17 @@ TEST(IscSections, WholeFileReadsBackWholeAndComparesEqualWithItself) {
 
   const std::string report = dir.Path("report.txt");
   EXPECT_EQ(fnISCFileCompare(path.c_str(), path.c_str(), report.c_str()), 0) << ReadFile(report);
+  // The data CRC verdicts show all eight digits of the CRC.
+  ISCSummary summary;
+  ASSERT_EQ(GetISCSummary(path.c_str(), &summary), 0);
+  for (const ISCBlockSummary& block : summary.blocks) {
+    if (!block.hasStoredCRC) continue;
+    char crc[16];
+    std::snprintf(crc, sizeof crc, "%.8X", block.storedCRC);
+    EXPECT_NE(ReadFile(report).find(std::string("stored ") + crc + " computed " + crc + " (good)"),
+              std::string::npos)
+        << block.name;
+  }
 
   // One bit of a section block flipped is one difference, named by its block.
   SVFDataField* ebr = data.GetDataField("EBRArray_TDI");
@@ -258,8 +268,8 @@ TEST(IscSections, SizeCommentsDecideWidthsAndHostileOnesAreRefused) {
   };
   const std::vector<Case> cases = {
       {"control register without a comment is 32 bits",
-       " data control_register_0 (\n  initialize\n   (\n     0000ABCD\n   )\n )", ISCReadControlInfo,
-       1, "Control_Register_0_TDI", 32},
+       " data control_register_0 (\n  initialize\n   (\n     0000ABCD\n   )\n )",
+       ISCReadControlInfo, 1, "Control_Register_0_TDI", 32},
       {"SED without a comment takes the device's length",
        " data sed_crc_tdo (\n  initialize\n   (\n     ABC\n   )\n )", ISCReadSEDInfo, 1,
        "SEDArray_TDO", 12},
@@ -270,8 +280,8 @@ TEST(IscSections, SizeCommentsDecideWidthsAndHostileOnesAreRefused) {
        " data config_register (\n  initialize\n   (\n     5A\n   )\n )", ISCReadControlInfo, -16,
        nullptr, 0},
       {"a width far past what the file holds",
-       " data ebr (\n  repeat\n-- ROW_WIDTH = 2000000000\n   (\n     5A\n   )\n )",
-       ISCReadEBRInfo, -16, nullptr, 0},
+       " data ebr (\n  repeat\n-- ROW_WIDTH = 2000000000\n   (\n     5A\n   )\n )", ISCReadEBRInfo,
+       -16, nullptr, 0},
       {"digits the width does not take",
        " data ufm (\n  repeat\n-- ROW_WIDTH = 8\n   (\n     5A5A\n   )\n )", ISCReadUFMInfo, -13,
        nullptr, 0},

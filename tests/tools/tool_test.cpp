@@ -213,12 +213,13 @@ TEST(Tool, InfoOfAnIscFile) {
   ASSERT_EQ(RunTool("convert " + kSample + " " + isc + " --device TV64").status, 0);
   ToolRun run = RunTool("info " + isc + " --device TV64");
   EXPECT_EQ(run.status, 0) << run.out;
-  for (const char* part : {"standard                STD_1532_2001", "entities                TV64",
-                           "    -- TOTAL_FUSES = 2304",
-                           "array                repeat         24 rows x 96 bits, data CRC "
-                           "22B60D55 stored, 22B60D55 computed: match",
-                           "usercode             initialize      1 row  x 32 bits", ": valid",
-                           "read for TV64            3 fields, 24 array rows, data CRC 22B60D55"})
+  for (const char* part :
+       {"standard                STD_1532_2001", "entities                TV64",
+        "    -- TOTAL_FUSES = 2304",
+        "array                  main         repeat         24 rows x 96 bits, "
+        "data CRC 22B60D55 stored, 22B60D55 computed: match",
+        "usercode               main         initialize      1 row  x 32 bits", ": valid",
+        "read for TV64            3 fields, 24 array rows, data CRC 22B60D55"})
     EXPECT_TRUE(Contains(run.out, part)) << part << "\n" << run.out;
 
   // One digit of the array changed: the block's CRC and the file checksum no longer agree.
@@ -889,6 +890,51 @@ TEST(Tool, StandardInputAndOutputInEveryCommand) {
   EXPECT_EQ(run.status, 0) << run.out;
   run = RunTool("extract - --device TV64 --id < " + kSample);
   EXPECT_TRUE(Contains(run.out, "01B01043")) << run.out;
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Tool, SectionsAndSettingsTravelThroughAConversion) {
+  fusekit::testing::TempDir dir;
+  const std::string settings = dir.Write("s.ini",
+                                         "[Device]\nName = TV64\n[Usercode]\nValue = 0xCAFE\n"
+                                         "[Security]\nEnabled = on\n"
+                                         "[Feature]\nRow = 0101000011\nBits = 0x8002\n");
+  const std::string isc = dir.Path("out.isc");
+  ToolRun run = RunTool("convert " + kSample + " " + isc + " --device TV64 --settings " + settings);
+  ASSERT_EQ(run.status, 0) << run.out;
+  run = RunTool("info " + isc + " --device TV64");
+  EXPECT_EQ(run.status, 0) << run.out;
+  for (const char* part :
+       {"security override       on", "feature_row            feature row  initialize      1 row",
+        "feature_bits           feature row  initialize      1 row  x 16 bits",
+        "read for TV64            5 fields, 24 array rows"})
+    EXPECT_TRUE(Contains(run.out, part)) << part << "\n" << run.out;
+
+  // The feature row out of the ISC file, as a feature-row file, and back into an ISC file.
+  const std::string fea = dir.Path("out.fea");
+  ASSERT_EQ(RunTool("convert " + isc + " " + fea + " --device TV64").status, 0);
+  EXPECT_EQ(fusekit::testing::ReadFile(fea),
+            "-- DEVICE NAME: TV64\nFEATURE_ROW\n0101000011\nFEATURE_BITS\n1000000000000010\n");
+  run = RunTool("info " + fea);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Contains(run.out, "FeatureRow_TDI          10 bits, 0x0143")) << run.out;
+  const std::string back = dir.Path("back.isc");
+  ASSERT_EQ(RunTool("convert " + fea + " " + back + " --device TV64").status, 0);
+  EXPECT_TRUE(Contains(RunTool("info " + back).out, "feature_bits"));
+
+  // A settings file with a problem names it and its line, and nothing is written.
+  const std::string bad = dir.Write("bad.ini", "[Usercode]\nValu = 1\n");
+  const std::string never = dir.Path("never.isc");
+  run = RunTool("convert " + kSample + " " + never + " --device TV64 --settings " + bad);
+  EXPECT_EQ(run.status, 3);
+  EXPECT_TRUE(Contains(run.out, "bad.ini: line 2: unknown key \"Valu\" in [usercode]")) << run.out;
+  EXPECT_FALSE(std::filesystem::exists(never));
+  EXPECT_EQ(
+      RunTool("convert " + kSample + " " + dir.Path("x.bin") + " --settings " + settings).status,
+      2);
 }
 
 }  // namespace

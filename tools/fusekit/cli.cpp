@@ -44,6 +44,11 @@ constexpr Meaning kMeanings[] = {
     {"ISC2SVFPlus", -16,
      "the device has no length for one of the file's blocks, or the file ends early"},
     {"ISC2SVFPlus", -17, "the file names another standard"},
+    {"FEA2SVFPlus", -12, "its notes name another device"},
+    {"FEA2SVFPlus", -13,
+     "it is not a feature-row file: a line that is no note, keyword or bits, a keyword given "
+     "twice, or no FEATURE_ROW"},
+    {"Ini2SVFPlus", -13, "the settings file has problems (listed above); nothing was applied"},
     {"JEDEC2SVFPlus", -1,
      "the file cannot be read as a JEDEC file for the device (its fuse count, checksum or fields)"},
     {"JEDEC2ISC", -1,

@@ -32,6 +32,7 @@ struct ConvertOptions {
   char image_format = 'b';  // the image format of OUT
   std::string input_label;
   std::string srec_len, bit_order, fill, offset;
+  std::string settings;  // --settings: a device settings file applied on the way
   std::vector<std::string> crop;
 };
 
@@ -106,7 +107,7 @@ enum class Route {
   kBitstreamToIsc,
   kImageToIsc,
   kJedecToIsc,
-  kToJedec
+  kThroughData  // read into programming data, settings applied, written (.jed, .isc, .fea)
 };
 
 // Checks the arguments and picks the route from the input's format (found from its content, or
@@ -147,17 +148,21 @@ int ChooseRoute(ConvertOptions& convert, FileFormat in, Route& route) {
     route = Route::kBitstreamForm;
     return kExitOk;
   }
-  if (out == FileFormat::kJedec) {
+  if (out == FileFormat::kJedec || out == FileFormat::kFeatureRow) {
     if (convert.device.empty()) {
-      Complain("", "writing a JEDEC file needs --device");
+      Complain("", std::string("writing a ") + FormatName(out) + " needs --device");
       return kExitUsage;
     }
-    route = Route::kToJedec;
+    route = Route::kThroughData;
     return kExitOk;
   }
   // An output without an ending of its own (a device such as /dev/full, a pipe) takes the form
   // the conversion has: an ISC data file for a device, else a flat binary of records.
   const bool no_ending = out == FileFormat::kUnknown;
+  if (!convert.settings.empty() && (IsImageFormat(out) || (no_ending && convert.device.empty()))) {
+    Complain("", "--settings applies to the outputs that hold programming data (.isc, .jed, .fea)");
+    return kExitUsage;
+  }
   if (IsImageFormat(out) || (no_ending && convert.device.empty())) {
     if (!IsImageFormat(in)) {
       Complain(convert.input, std::string("is a ") + FormatName(in) +
@@ -175,15 +180,17 @@ int ChooseRoute(ConvertOptions& convert, FileFormat in, Route& route) {
   if (out != FileFormat::kIsc && !no_ending) {
     Complain(convert.output, std::string("is a ") + FormatName(out) +
                                  ": fusekit convert writes ISC data files (.isc), JEDEC files "
-                                 "(.jed), images (.bin, .hex, .mcs, .srec, .tek) and bitstreams "
-                                 "(.bit, .rbt)");
+                                 "(.jed), feature-row files (.fea), images (.bin, .hex, .mcs, "
+                                 ".srec, .tek) and bitstreams (.bit, .rbt)");
     return kExitUsage;
   }
   if (convert.device.empty()) {
     Complain("", "converting to an ISC data file needs --device");
     return kExitUsage;
   }
-  if (IsBitstreamFormat(in)) {
+  if (!convert.settings.empty() || in == FileFormat::kIsc || in == FileFormat::kFeatureRow) {
+    route = Route::kThroughData;  // the whole data, its sections included
+  } else if (IsBitstreamFormat(in)) {
     route = Route::kBitstreamToIsc;
   } else if (IsImageFormat(in)) {
     route = Route::kImageToIsc;
@@ -278,8 +285,19 @@ int Convert(const GlobalOptions& options, ConvertOptions convert) {
                                convert.creator);
     case Route::kJedecToIsc:
       return ConvertJedecToIsc(options, convert, output);
-    case Route::kToJedec:
-      return ConvertToJedec(options, convert.input, output, convert.device, convert.creator);
+    case Route::kThroughData: {
+      DataConversion conversion;
+      conversion.input = convert.input;
+      conversion.input_label = convert.input_label.empty() ? convert.input : convert.input_label;
+      conversion.device = convert.device;
+      conversion.entity = convert.entity;
+      conversion.creator = convert.creator;
+      conversion.settings = convert.settings;
+      conversion.usercode_crc = convert.usercode_crc;
+      FileFormat out = FormatOfExtension(convert.output);
+      if (!convert.out_format.empty()) out = FormatByName(convert.out_format);
+      return ConvertThroughData(options, conversion, out, output);
+    }
   }
   return kExitUsage;
 }
@@ -295,7 +313,8 @@ void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
   command->add_option("IN", convert->input,
                       "the JEDEC file, bitstream, image or record file ('-' for standard input)");
   command->add_option("OUT", convert->output,
-                      "the file to write (.isc, .jed, .bit, .rbt, .bin, .hex, .mcs, .srec, .tek; "
+                      "the file to write (.isc, .jed, .fea, .bit, .rbt, .bin, .hex, .mcs, .srec, "
+                      ".tek; "
                       "'-' for standard output)");
   command->add_option("--config", convert->config, "with OUT.isc: a configuration bitstream");
   command->add_option("--readback", convert->readback, "with OUT.isc: a read-back bitstream");
@@ -322,6 +341,11 @@ void AddConvertCommand(CLI::App& app, const GlobalOptions& options, int& exit_st
       ->option_text("START END");
   command->add_option("--offset", convert->offset, "image to image: add N to every address")
       ->option_text("N");
+  command
+      ->add_option("--settings", convert->settings,
+                   "apply a device settings file (usercode, security, feature row) on the way "
+                   "to .isc, .jed or .fea")
+      ->option_text("FILE.ini");
   command->add_option("--entity", convert->entity, "the entity name (default: the device name)");
   command->add_option("--creator", convert->creator, "the creator text of the header");
   command->add_flag("--usercode-crc", convert->usercode_crc,

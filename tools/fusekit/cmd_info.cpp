@@ -2,6 +2,7 @@
 #include <cctype>
 #include <cstdio>
 #include <fstream>
+#include <utility>
 #include <vector>
 
 #include "tools/fusekit/bitstream_support.h"
@@ -78,11 +79,29 @@ const char* Verdict(bool good) {
   return good ? "valid" : "INVALID";
 }
 
+// The section a block belongs to (docs/isc-sections.md), "main" for the main array's blocks.
+const char* SectionOfBlock(const std::string& block) {
+  static constexpr std::pair<const char*, const char*> kPrefixes[] = {
+      {"control_register", "control"},
+      {"config_register", "control"},
+      {"usermode_register", "control"},
+      {"sed_crc", "SED"},
+      {"ufm", "user flash"},
+      {"ebr", "EBR"},
+      {"feature_", "feature row"},
+  };
+  for (const auto& [prefix, section] : kPrefixes) {
+    if (block.rfind(prefix, 0) == 0) return section;
+  }
+  return "main";
+}
+
 void PrintBlocks(const ISCSummary& s, bool& all_good) {
   std::printf("  blocks:\n");
   for (const ISCBlockSummary& b : s.blocks) {
-    std::printf("    %-20s %-10s %6lu row%s x %lu bits", b.name.c_str(), b.keyword.c_str(),
-                b.rowCount, b.rowCount == 1 ? " " : "s", b.rowWidth);
+    std::printf("    %-22s %-12s %-10s %6lu row%s x %lu bits", b.name.c_str(),
+                SectionOfBlock(b.name), b.keyword.c_str(), b.rowCount, b.rowCount == 1 ? " " : "s",
+                b.rowWidth);
     if (b.terminateRows != 0) std::printf(", terminate %lu", b.terminateRows);
     if (b.unprocessed) std::printf(", unprocessed");
     if (b.hasStoredCRC) {
@@ -99,13 +118,11 @@ void PrintBlocks(const ISCSummary& s, bool& all_good) {
 // Reads the file for the device and prints the outcome; false when it cannot be read.
 bool PrintDeviceRead(const InputFile& input, DeviceInfo& device) {
   std::string path = input.Path();
-  std::string work_dir = ".";
-  char empty[] = "";
   char data_crc[64] = "";
-  int rows = 0;
   SVFPlusData data;
-  const int status = ISC2SVFPlus(path.data(), &device, 1, &data, "", work_dir.data(), "", empty,
-                                 static_cast<KvObjList*>(nullptr), data_crc, nullptr, &rows);
+  const int status = ISCReadAllInfo(path.data(), &device, &data, data_crc, nullptr);
+  const SVFDataField* array = data.GetDataField("FuseArray_TDI");
+  const int rows = array != nullptr ? array->GetRowCount() : 0;
   if (status < 0) {
     std::printf("  read for %-15s FAILED\n", device.GetName());
     ComplainStatus(input.Label(), std::string("cannot be read for ") + device.GetName(), status,
@@ -160,6 +177,30 @@ int IscInfo(const GlobalOptions& options, const InputFile& input, const std::str
   return all_good ? kExitOk : kExitDifferent;
 }
 
+// The notes, the feature row and the feature bits of a feature-row file.
+int FeatureInfo(const std::string& path, const std::string& label) {
+  SVFPlusData data;
+  std::string name = path;
+  const int status = FEA2SVFPlus(name.data(), nullptr, &data);
+  if (status != 0) {
+    ComplainStatus(label, "cannot be read as a feature-row file", status, "FEA2SVFPlus");
+    return kExitInvalidInput;
+  }
+  std::printf("%s: feature-row file\n", label.c_str());
+  for (const char* field : {"FeatureRow_TDI", "FeatureBits_TDI"}) {
+    if (data.GetDataField(field) == nullptr) {
+      std::printf("  %-24s(none)\n", field);
+      continue;
+    }
+    unsigned width = 0;
+    const std::string hex = FirstRowHex(data, field, width);
+    std::printf("  %-24s%u bits, 0x%s\n", field, width, hex.c_str());
+  }
+  const char* notes = data.GetComment();
+  std::printf("  notes:\n%s", notes != nullptr ? notes : "");
+  return kExitOk;
+}
+
 int Info(const GlobalOptions& options, const std::string& argument, const std::string& device,
          const std::string& forced) {
   InputFile input(argument);
@@ -171,6 +212,7 @@ int Info(const GlobalOptions& options, const std::string& argument, const std::s
   if (IsBitstreamFormat(format)) return BitstreamInfo(options, named.Path(), input.Label(), device);
   if (format == FileFormat::kIsc) return IscInfo(options, input, device);
   if (format == FileFormat::kJedec) return JedecInfo(input);
+  if (format == FileFormat::kFeatureRow) return FeatureInfo(named.Path(), input.Label());
   if (IsImageFormat(format)) return ImageInfo(named.Path(), input.Label());
   if (forced.empty()) {
     Complain(input.Label(),

@@ -1,5 +1,4 @@
-// The commands that write JEDEC files: convert to .jed (from any file that holds programming
-// data), usercode, merge and split.
+// The commands that write JEDEC files: usercode, merge and split.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,39 +20,6 @@
 #include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
-int ConvertToJedec(const GlobalOptions& options, const std::string& input, OutputFile& output,
-                   const std::string& device_name, const std::string& creator) {
-  DeviceInfo device;
-  if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
-    return status;
-  SVFPlusData data;
-  if (const int status = ReadProgrammingData(input, input, device, data); status != kExitOk)
-    return status;
-  const char* comment = data.GetComment();
-  std::vector<char> header((comment != nullptr ? std::strlen(comment) : 0) + 1024);
-  BuildJEDHeader(header.data(), creator.c_str(), device.GetName(), comment);
-  const int result = SVFPlus2JEDEC(&data, &device, 1, output.Path().c_str(), header.data());
-  if (result == kStatusFieldMissing) {
-    Complain(input, "holds programming data of another shape than the arrays of " + device_name +
-                        " (" + std::to_string(device.GetAddressLength()) + " rows of " +
-                        std::to_string(device.GetDataLength()) +
-                        " fuses): it cannot be written as its JEDEC file");
-    return kExitInvalidInput;
-  }
-  if (result < 0) {
-    ComplainStatus(result == kStatusWriteFailed ? output.Label() : input,
-                   result == kStatusWriteFailed
-                       ? "cannot be written"
-                       : "cannot be written as a JEDEC file for " + device_name,
-                   result);
-    return kExitInvalidInput;
-  }
-  if (!output.Commit()) return kExitInvalidInput;
-  std::printf("%s: written for %s, %u fuses, transmission checksum %.4X\n", output.Label().c_str(),
-              device.GetName(), device.GetFuseNumber(), result);
-  return kExitOk;
-}
-
 namespace {
 
 struct UsercodeOptions {

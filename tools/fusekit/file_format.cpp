@@ -1,6 +1,7 @@
 #include "tools/fusekit/file_format.h"
 
 #include <cctype>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -91,6 +92,7 @@ FileFormat DetectFormat(const std::string& path) {
   std::string word = FirstWord(head);
   for (char& c : word) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   if (word.compare(0, 14, "IEEE_1532_DATA") == 0) return FileFormat::kIsc;
+  if (word.compare(0, 11, "FEATURE_ROW") == 0) return FileFormat::kFeatureRow;
   if (HasJedecFields(head)) return FileFormat::kJedec;
   if (lead == ':') return FileFormat::kIntelHex;
   if ((lead == 'S' || lead == 's') && first + 1 < head.size() &&
@@ -119,6 +121,8 @@ const char* FormatName(FileFormat format) {
       return "Tektronix hex image";
     case FileFormat::kBinaryImage:
       return "binary image";
+    case FileFormat::kFeatureRow:
+      return "feature-row file";
     case FileFormat::kUnknown:
       break;
   }
@@ -153,6 +157,7 @@ constexpr NamedFormat kFormatNames[] = {
     {"tek", FileFormat::kTektronix},
     {"xtek", FileFormat::kTektronix},
     {"bin", FileFormat::kBinaryImage},
+    {"fea", FileFormat::kFeatureRow},
 };
 
 std::string Lower(std::string text) {
@@ -171,13 +176,14 @@ FileFormat FormatByName(const std::string& name) {
 }
 
 const char* FormatNames() {
-  return "jedec, isc, bit, rbt, ihex (hex, mcs), srec, tek, bin";
+  return "jedec, isc, bit, rbt, ihex (hex, mcs), srec, tek, bin, fea";
 }
 
 FileFormat FormatOfExtension(const std::string& path) {
   const std::string e = Extension(path);
   if (e == ".jed") return FileFormat::kJedec;
   if (e == ".isc") return FileFormat::kIsc;
+  if (e == ".fea") return FileFormat::kFeatureRow;
   if (e == ".bit" || e == ".rbk" || e == ".msk") return FileFormat::kBinaryBitstream;
   if (e == ".rbt" || e == ".rbka" || e == ".mska") return FileFormat::kAsciiBitstream;
   switch (ImageKind(path)) {
@@ -228,6 +234,8 @@ const char* EndingOf(FileFormat format) {
       return ".xtek";
     case FileFormat::kBinaryImage:
       return ".bin";
+    case FileFormat::kFeatureRow:
+      return ".fea";
     case FileFormat::kUnknown:
       break;
   }
@@ -253,14 +261,17 @@ int ReadProgrammingData(const std::string& path, const std::string& label, const
   if (!Readable(path, label)) return kExitInvalidInput;
   DeviceInfo device = record;  // a reader may leave the file's geometry in its record
   std::string name = path;
-  char empty[] = "";
   int status;
   const char* reader = nullptr;
   switch (DetectFormat(path)) {
     case FileFormat::kIsc:
-      status = ISC2SVFPlus(name.data(), &device, 1, &data, "", empty, "", empty,
-                           static_cast<KvObjList*>(nullptr), nullptr, nullptr);
+      // The whole file: the main blocks and the special sections.
+      status = ISCReadAllInfo(name.data(), &device, &data, nullptr, nullptr);
       reader = "ISC2SVFPlus";
+      break;
+    case FileFormat::kFeatureRow:
+      status = FEA2SVFPlus(name.data(), &device, &data);
+      reader = "FEA2SVFPlus";
       break;
     case FileFormat::kBinaryBitstream:
       status = BIT2SVFPlus(name.data(), &device, 0, &data, "", "", "", false);
@@ -279,7 +290,9 @@ int ReadProgrammingData(const std::string& path, const std::string& label, const
       return ReadImageInto(path, device, data);
     case FileFormat::kUnknown:
     default:
-      Complain(label, "holds no programming data fusekit knows (JEDEC, ISC, bitstream, image)");
+      Complain(label,
+               "holds no programming data fusekit knows (JEDEC, ISC, bitstream, image, feature "
+               "row)");
       return kExitInvalidInput;
   }
   if (status < 0) {
@@ -287,6 +300,23 @@ int ReadProgrammingData(const std::string& path, const std::string& label, const
     return kExitInvalidInput;
   }
   return kExitOk;
+}
+
+std::string FirstRowHex(SVFPlusData& data, const char* field, unsigned& width) {
+  width = 0;
+  SVFDataField* f = data.GetDataField(field);
+  if (f == nullptr || f->GetRow(1) == nullptr) return "";
+  f->ResetRowPointer();
+  width = f->GetCurrentRowWidth();
+  const KvByteBuffer* row = f->GetRow(1);
+  std::string hex;
+  char digits[4];
+  for (int i = 0; i < row->GetDataSize(); ++i) {
+    const unsigned kept = i == 0 && width % 8 != 0 ? (1u << (width % 8)) - 1 : 0xFFu;
+    std::snprintf(digits, sizeof digits, "%.2X", row->ReadData(i) & kept);
+    hex += digits;
+  }
+  return hex;
 }
 
 }  // namespace fusekit::cli

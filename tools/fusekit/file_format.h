@@ -20,13 +20,15 @@ enum class FileFormat {
   kSRecord,
   kTektronix,
   kBinaryImage,
+  kFeatureRow,
 };
 
 // The format of the file at path from its first 64 KiB: an ISC data file opens with
-// "IEEE_1532_Data" after its comments; a binary bitstream with FF 00 (after "CRVN" and a lead-in
-// block); text files by their first character (':' Intel hex, 'S' and a digit S-records, '%'
-// Tektronix), by STX (JEDEC) or by lines of 0 and 1 (an ASCII bitstream); any other bytes make a
-// binary image. kUnknown for text that is none of these or a file that cannot be read.
+// "IEEE_1532_Data" after its comments, a feature-row file with "FEATURE_ROW"; a binary bitstream
+// with FF 00 (after "CRVN" and a lead-in block); text files by their first character (':' Intel
+// hex, 'S' and a digit S-records, '%' Tektronix), by STX (JEDEC) or by lines of 0 and 1 (an ASCII
+// bitstream); any other bytes make a binary image. kUnknown for text that is none of these or a
+// file that cannot be read.
 FileFormat DetectFormat(const std::string& path);
 
 // The format's name in messages ("JEDEC file", "ISC data file", "binary bitstream", ...).
@@ -36,7 +38,7 @@ bool IsBitstreamFormat(FileFormat format);
 bool IsImageFormat(FileFormat format);
 
 // The format a name given to --format or --out-format stands for: jedec, isc, bit, rbt, ihex
-// (or hex, mcs), srec, tek, bin; kUnknown for another name.
+// (or hex, mcs), srec, tek, bin, fea; kUnknown for another name.
 FileFormat FormatByName(const std::string& name);
 // The format the ending of a path stands for, kUnknown for none.
 FileFormat FormatOfExtension(const std::string& path);
@@ -66,6 +68,10 @@ class FormatNamedInput {
 // and returns an exit status other than kExitOk when it cannot.
 int ReadProgrammingData(const std::string& path, const std::string& label, const DeviceInfo& record,
                         SVFPlusData& data);
+
+// The first row of a field as hex digits, the padding bits of byte 0 left out of the value, and
+// its width in bits; "" when the field has no row.
+std::string FirstRowHex(SVFPlusData& data, const char* field, unsigned& width);
 
 }  // namespace fusekit::cli
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/fusekit/cli.h"
+#include "tools/fusekit/file_format.h"
 #include "tools/fusekit/output_file.h"
 
 namespace fusekit::cli {
@@ -24,10 +25,21 @@ std::string WhyFieldsEndEarly(const std::string& path);
 // The most fuses a generic record may take from path's QF.
 unsigned long MostFusesOfGenericRecord(const std::string& path);
 
-// convert IN OUT.jed --device NAME: any file that holds programming data for the device (ISC,
-// JEDEC, bitstream, image) written as a JEDEC file.
-int ConvertToJedec(const GlobalOptions& options, const std::string& input, OutputFile& output,
-                   const std::string& device_name, const std::string& creator);
+// A conversion through programming data: any file that holds programming data for the device
+// (ISC, JEDEC, bitstream, image, feature row) read, a settings file applied when one is named,
+// and the data written as a JEDEC file, a whole ISC data file (its sections included) or a
+// feature-row file.
+struct DataConversion {
+  std::string input;
+  std::string input_label;
+  std::string device;
+  std::string entity;  // the ISC entity ("" for the device name)
+  std::string creator;
+  std::string settings;  // the settings file to apply, "" for none
+  bool usercode_crc = false;
+};
+int ConvertThroughData(const GlobalOptions& options, const DataConversion& conversion,
+                       FileFormat out, OutputFile& output);
 
 // Whether the JEDEC transmission checksum of path would hold with its line ends converted:
 // "LF to CR LF", "CR LF to LF", or "" when neither helps.

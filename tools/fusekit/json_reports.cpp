@@ -132,6 +132,22 @@ int BitstreamJson(const std::string& path, bool ascii, JsonObject& out) {
   return 0;
 }
 
+int FeatureRowJson(const std::string& path, JsonObject& out) {
+  SVFPlusData data;
+  std::string name = path;
+  const int status = FEA2SVFPlus(name.data(), nullptr, &data);
+  if (status != 0) return status;
+  for (const auto& [key, field] :
+       {std::pair{"feature_row", "FeatureRow_TDI"}, std::pair{"feature_bits", "FeatureBits_TDI"}}) {
+    unsigned width = 0;
+    const std::string hex = FirstRowHex(data, field, width);
+    out.AddRaw(
+        key, width == 0 ? "null" : JsonObject().Add("bits", width).Add("value", "0x" + hex).Text());
+  }
+  out.AddRaw("notes", Strings(Lines(data.GetComment() != nullptr ? data.GetComment() : "")));
+  return 0;
+}
+
 }  // namespace
 
 int InfoJson(const std::string& path, const std::string& label, FileFormat format) {
@@ -140,6 +156,7 @@ int InfoJson(const std::string& path, const std::string& label, FileFormat forma
   int status = -1;
   if (format == FileFormat::kJedec) status = JedecJson(path, out);
   if (format == FileFormat::kIsc) status = IscJson(path, out);
+  if (format == FileFormat::kFeatureRow) status = FeatureRowJson(path, out);
   if (IsImageFormat(format)) status = ImageJson(path, out);
   if (IsBitstreamFormat(format))
     status = BitstreamJson(path, format == FileFormat::kAsciiBitstream, out);
