@@ -15,7 +15,10 @@ _fusekit() {
       COMPREPLY=($(compgen -W "$(fusekit devices 2>/dev/null | awk 'NR > 1 {print $1}')" -- "$cur"))
       return ;;
     --format|--out-format)
-      COMPREPLY=($(compgen -W "jedec isc bit rbt ihex srec tek bin" -- "$cur"))
+      COMPREPLY=($(compgen -W "jedec isc bit rbt ihex srec tek bin fea" -- "$cur"))
+      return ;;
+    --settings)
+      COMPREPLY=($(compgen -f -X '!*.ini' -- "$cur"))
       return ;;
     --bit-order)
       COMPREPLY=($(compgen -W "plain device" -- "$cur"))
