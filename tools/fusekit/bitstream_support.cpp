@@ -164,14 +164,7 @@ int ConvertModelsToIsc(const GlobalOptions& options, const std::string& config,
   }
   const std::string entity_name = entity.empty() ? device.GetName() : entity;
   const int result = converter.Generate(entity_name.c_str(), creator.c_str(), false, nullptr);
-  if (result < 0) {
-    ComplainStatus(output.Label(), "cannot be written", result);
-    return kExitInvalidInput;
-  }
-  if (!output.Commit()) return kExitInvalidInput;
-  std::printf("%s: written for %s, file checksum %.4X\n", output.Label().c_str(), device.GetName(),
-              result);
-  return kExitOk;
+  return FinishIscOutput(output, device.GetName(), result);
 }
 
 }  // namespace fusekit::cli

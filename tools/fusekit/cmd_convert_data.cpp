@@ -64,14 +64,7 @@ int WriteIsc(const DataConversion& c, DeviceInfo& device, SVFPlusData& data, Out
   const std::string entity = c.entity.empty() ? device.GetName() : c.entity;
   const int result = ISCWriteAllInfo(&data, header.data(), output.Path().c_str(), entity.c_str(),
                                      c.usercode_crc ? 1 : 0, c.creator.c_str());
-  if (result < 0) {
-    ComplainStatus(output.Label(), "cannot be written", result);
-    return kExitInvalidInput;
-  }
-  if (!output.Commit()) return kExitInvalidInput;
-  std::printf("%s: written for %s, file checksum %.4X\n", output.Label().c_str(), device.GetName(),
-              result);
-  return kExitOk;
+  return FinishIscOutput(output, device.GetName(), result);
 }
 
 int WriteFeatureRow(const DataConversion& c, DeviceInfo& device, SVFPlusData& data,

@@ -268,19 +268,12 @@ int ConvertImageToIsc(const GlobalOptions& options, const std::string& input, Ou
   const std::string entity_name = entity.empty() ? device.GetName() : entity;
   const int checksum = SVFPlus2ISC(&data, nullptr, output.Path().c_str(), entity_name.c_str(), 0, 0,
                                    creator.c_str());
-  if (checksum < 0) {
-    ComplainStatus(output.Label(), "cannot be written", checksum);
-    return kExitInvalidInput;
-  }
-  if (!output.Commit()) return kExitInvalidInput;
   char data_crc[16] = "(none)";
-  if (SVFDataField* array = data.GetDataField("FuseArray_TDI")) {
+  if (SVFDataField* array = data.GetDataField("FuseArray_TDI"); array != nullptr && checksum >= 0) {
     array->ResetRowPointer();
     GetDataCRC(nullptr, array, nullptr, nullptr, true, data_crc);
   }
-  std::printf("%s: written for %s, file checksum %.4X, data CRC %s\n", output.Label().c_str(),
-              device.GetName(), checksum, data_crc);
-  return kExitOk;
+  return FinishIscOutput(output, device.GetName(), checksum, data_crc);
 }
 
 int ImageInfo(const std::string& path, const std::string& label) {

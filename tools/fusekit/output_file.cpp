@@ -163,6 +163,18 @@ bool OutputFile::Commit(std::string_view from, std::string_view to) {
   return ok;
 }
 
+int FinishIscOutput(OutputFile& output, const char* deviceName, int result, const char* dataCRC) {
+  if (result < 0) {
+    ComplainStatus(output.Label(), "cannot be written", result);
+    return kExitInvalidInput;
+  }
+  if (!output.Commit()) return kExitInvalidInput;
+  std::printf("%s: written for %s, file checksum %.4X", output.Label().c_str(), deviceName, result);
+  if (dataCRC != nullptr) std::printf(", data CRC %s", dataCRC);
+  std::printf("\n");
+  return kExitOk;
+}
+
 bool OutputIsAnInput(const std::vector<std::string>& inputs, const std::string& output) {
   if (output.empty() || output == "-") return false;
   for (const std::string& input : inputs) {

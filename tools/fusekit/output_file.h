@@ -47,6 +47,12 @@ class OutputFile {
   std::unique_ptr<TemporaryFile> temporary_;
 };
 
+// The end of writing an ISC data file for a device: the writer's result (the file checksum, or a
+// negative status, which is complained of), the output put in place, and the line that says so
+// (with the data CRC when dataCRC is not null). An exit status.
+int FinishIscOutput(OutputFile& output, const char* deviceName, int result,
+                    const char* dataCRC = nullptr);
+
 // Refuses (with a message, returning true) an output that is one of the inputs, by name, link
 // or hard link: the command would destroy its input. Empty and "-" names are not files.
 bool OutputIsAnInput(const std::vector<std::string>& inputs, const std::string& output);
