@@ -42,6 +42,19 @@ const std::uint8_t* SkipToCandidate(const std::uint8_t* p, const std::uint8_t* e
   return p;
 }
 
+// The CCITT CRC carried over count bytes, carriage returns left out.
+std::uint16_t UpdateLeavingOutCr(std::uint16_t crc, const std::uint8_t* bytes, std::size_t count) {
+  const std::uint8_t* p = bytes;
+  const std::uint8_t* const end = bytes + count;
+  while (p != end) {
+    const void* cr = std::memchr(p, '\r', static_cast<std::size_t>(end - p));
+    const std::uint8_t* run_end = cr != nullptr ? static_cast<const std::uint8_t*>(cr) : end;
+    crc = crc_engine::Ccitt16::Update(crc, p, static_cast<std::size_t>(run_end - p));
+    p = cr != nullptr ? run_end + 1 : end;
+  }
+  return crc;
+}
+
 }  // namespace
 
 std::uint64_t FileCrcExtent(std::FILE* file, const char* marker) {
@@ -92,18 +105,18 @@ std::uint16_t FileCrcOfLeadingBytes(std::FILE* file, std::uint64_t count) {
   std::uint64_t left = count;
   core::ForEachChunk(file, [&](const std::uint8_t* bytes, std::size_t size) {
     const std::size_t take = left < size ? static_cast<std::size_t>(left) : size;
-    const std::uint8_t* p = bytes;
-    const std::uint8_t* const end = bytes + take;
-    while (p != end) {
-      const void* cr = std::memchr(p, '\r', static_cast<std::size_t>(end - p));
-      const std::uint8_t* run_end = cr != nullptr ? static_cast<const std::uint8_t*>(cr) : end;
-      crc = crc_engine::Ccitt16::Update(crc, p, static_cast<std::size_t>(run_end - p));
-      p = cr != nullptr ? run_end + 1 : end;
-    }
+    crc = UpdateLeavingOutCr(crc, bytes, take);
     left -= take;
     return left > 0;
   });
   return crc;
+}
+
+std::uint16_t FileCrcOfText(const std::uint8_t* bytes, std::size_t count) {
+  const void* end = std::memchr(bytes, kEndOfText, count);
+  if (end != nullptr)
+    count = static_cast<std::size_t>(static_cast<const std::uint8_t*>(end) - bytes);
+  return UpdateLeavingOutCr(crc_engine::kCcittInitial, bytes, count);
 }
 
 namespace {

@@ -2,6 +2,7 @@
 #ifndef FUSEKIT_CRC_FILE_CRC_H
 #define FUSEKIT_CRC_FILE_CRC_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -21,6 +22,10 @@ std::uint64_t FileCrcExtent(std::FILE* file, const char* marker);
 
 // CCITT CRC of the first count bytes of the stream, carriage returns left out.
 std::uint16_t FileCrcOfLeadingBytes(std::FILE* file, std::uint64_t count);
+
+// The file CRC of a text already in memory: the CCITT CRC of its bytes before the first byte
+// 0xFF, carriage returns left out.
+std::uint16_t FileCrcOfText(const std::uint8_t* bytes, std::size_t count);
 
 }  // namespace fusekit::crc
 

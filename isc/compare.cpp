@@ -1,18 +1,23 @@
 // fnISCFileCompare: two ISC data files compared block by block, row by row and bit by bit
 // (docs/compare.md).
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <new>
+#include <optional>
 #include <string>
 #include <tuple>
 
 #include "core/diff_report.h"
 #include "core/file_io.h"
 #include "core/status.h"
+#include "crc/block_crc.h"
 #include "fusekit/isc.h"
 #include "isc/summary.h"
 #include "isc/text_case.h"
+#include "support/util/side_task.h"
 
 namespace fusekit::isc {
 namespace {
@@ -23,7 +28,24 @@ constexpr int kCannotOpen = -1;
 struct IscFile {
   ISCSummary summary;
   std::deque<IscBlockRows> rows;
+  int status = 0;
+  std::optional<std::uint32_t> last_crc;
 };
+
+// Reads both files, the read file on a second thread while the reference is read here; the
+// block CRC register is then left as reading the reference last leaves it.
+void ReadBoth(IscFile& read, const char* read_path, IscFile& reference,
+              const char* reference_path) {
+  {
+    util::SideTask read_side(
+        [&] { read.status = ReadIscFile(read_path, read.summary, &read.rows, read.last_crc); });
+    reference.status =
+        ReadIscFile(reference_path, reference.summary, &reference.rows, reference.last_crc);
+  }
+  for (const IscFile* file : {&read, &reference}) {
+    if (file->last_crc) crc::BlockCrcRegister() = *file->last_crc;
+  }
+}
 
 std::string Hex4(unsigned value) {
   char text[16];
@@ -111,8 +133,8 @@ std::string WhyNotComparable(const IscFile& read, const IscFile& reference) {
 
 // The mask rows of a block: the reference's mask block, else the read file's, of the same
 // shape; null for none.
-const SVFDataField* MaskOf(const IscFile& read, const IscFile& reference,
-                           const ISCBlockSummary& block) {
+const FlatRows* MaskOf(const IscFile& read, const IscFile& reference,
+                       const ISCBlockSummary& block) {
   for (const IscFile* file : {&reference, &read}) {
     const int at = FindBlock(file->summary, block.name + "_mask");
     if (at < 0) continue;
@@ -123,15 +145,20 @@ const SVFDataField* MaskOf(const IscFile& read, const IscFile& reference,
   return nullptr;
 }
 
-void CompareRows(const std::string& prefix, const SVFDataField& read, const SVFDataField& reference,
-                 const SVFDataField* mask, core::DiffReport& report) {
-  for (int r = 1; r <= reference.GetRowCount(); ++r) {
-    const KvByteBuffer* a = read.GetRow(r);
-    const KvByteBuffer* b = reference.GetRow(r);
-    const KvByteBuffer* m = mask != nullptr ? mask->GetRow(r) : nullptr;
-    if (a == nullptr || b == nullptr) continue;
-    report.CompareRow(prefix + std::to_string(r), a->GetBuffer(), b->GetBuffer(),
-                      m != nullptr ? m->GetBuffer() : nullptr, reference.GetRowWidth(r),
+// Rows whose bytes are alike hold the same bits, so whole runs are passed over by one memory
+// compare and only the rows that differ are looked at bit by bit.
+void CompareRows(const std::string& prefix, const FlatRows& read, const FlatRows& reference,
+                 const FlatRows* mask, core::DiffReport& report) {
+  const std::size_t row_bytes = reference.RowBytes();
+  const std::size_t count = std::min(read.count, reference.count);
+  if (read.width != reference.width || row_bytes == 0 || count == 0) return;
+  if (std::memcmp(read.Bytes(), reference.Bytes(), count * row_bytes) == 0) return;
+  for (std::size_t r = 0; r < count; ++r) {
+    const unsigned char* a = read.Row(r);
+    const unsigned char* b = reference.Row(r);
+    if (std::memcmp(a, b, row_bytes) == 0) continue;
+    report.CompareRow(prefix + std::to_string(r + 1), a, b,
+                      mask != nullptr ? mask->Row(r) : nullptr, reference.width,
                       core::BitOrder::kRowLayout);
   }
 }
@@ -148,7 +175,7 @@ void CompareBlocks(const IscFile& read, const IscFile& reference, core::DiffRepo
     report.Block("block " + block.name + ": " + std::to_string(block.rowCount) + " row" +
                  (block.rowCount == 1 ? "" : "s") + " of " + std::to_string(block.rowWidth) +
                  " bits");
-    const SVFDataField* mask = IsMaskBlock(block.name) ? nullptr : MaskOf(read, reference, block);
+    const FlatRows* mask = IsMaskBlock(block.name) ? nullptr : MaskOf(read, reference, block);
     const IscBlockRows& a = read.rows[static_cast<std::size_t>(at)];
     const IscBlockRows& b = reference.rows[i];
     const std::uint64_t before = report.Differences();
@@ -196,10 +223,11 @@ int Compare(const char* read_path, const char* reference_path, const char* repor
   report.Line(std::string("reference: ") + reference_path);
   IscFile read;
   IscFile reference;
+  ReadBoth(read, read_path, reference, reference_path);
   int result = 0;
-  for (const auto& [file, path, side] : {std::tuple{&read, read_path, "read file"},
-                                         std::tuple{&reference, reference_path, "reference"}}) {
-    const int status = ReadIscFile(path, file->summary, &file->rows);
+  for (const auto& [file, side] :
+       {std::pair{&read, "read file"}, std::pair{&reference, "reference"}}) {
+    const int status = file->status;
     if (status != 0 && result == 0) {
       report.Line(std::string("the ") + side + " cannot be read as an ISC data file (status " +
                   std::to_string(status) + ")");

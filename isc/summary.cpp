@@ -1,5 +1,6 @@
 // GetISCSummary: the header, comments, blocks and checksums of an ISC data file, without a
 // device record.
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <cstdio>
@@ -8,9 +9,14 @@
 #include <fstream>
 #include <iterator>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "core/file_io.h"
 #include "crc/block_crc.h"
@@ -19,6 +25,7 @@
 #include "fusekit/util.h"
 #include "isc/summary.h"
 #include "isc/text_case.h"
+#include "support/util/crc_engine.h"
 
 namespace fusekit::isc {
 namespace {
@@ -34,8 +41,90 @@ struct Token {
   std::size_t at = 0;
 };
 
+// The value of each character as a hex digit, kNotHex for a character that is not one: a
+// table, as the digits of random data would defeat the branches of range tests.
+struct HexTable {
+  static constexpr unsigned char kNotHex = 0x80;
+  unsigned char value[256];
+  constexpr HexTable() : value() {
+    for (int c = 0; c < 256; ++c) {
+      value[c] = static_cast<unsigned char>(c >= '0' && c <= '9'   ? c - '0'
+                                            : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                            : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                                   : kNotHex);
+    }
+  }
+  unsigned Of(char c) const { return value[static_cast<unsigned char>(c)]; }
+};
+constexpr HexTable kHex;
+
+#if defined(__SSE2__)
+// 32 hex digits as 16 bytes, two digits a byte; false when one of them is not a hex digit.
+bool Decode32Digits(const char* digits, unsigned char* out) {
+  const __m128i zero_char = _mm_set1_epi8('0');
+  const __m128i nine = _mm_set1_epi8(9);
+  const __m128i lower_a = _mm_set1_epi8('a');
+  const __m128i five = _mm_set1_epi8(5);
+  const __m128i ten = _mm_set1_epi8(10);
+  const __m128i case_bit = _mm_set1_epi8(0x20);
+  __m128i halves[2];
+  int valid = 0xFFFF;
+  for (int h = 0; h < 2; ++h) {
+    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(digits + 16 * h));
+    const __m128i digit = _mm_sub_epi8(text, zero_char);
+    const __m128i is_digit = _mm_cmpeq_epi8(_mm_min_epu8(digit, nine), digit);
+    const __m128i letter = _mm_sub_epi8(_mm_or_si128(text, case_bit), lower_a);
+    const __m128i is_letter = _mm_cmpeq_epi8(_mm_min_epu8(letter, five), letter);
+    valid &= _mm_movemask_epi8(_mm_or_si128(is_digit, is_letter));
+    const __m128i value = _mm_or_si128(_mm_and_si128(is_digit, digit),
+                                       _mm_and_si128(is_letter, _mm_add_epi8(letter, ten)));
+    // Each 16-bit lane holds a high digit in its low byte and a low digit in its high byte.
+    const __m128i high = _mm_slli_epi16(_mm_and_si128(value, _mm_set1_epi16(0x00FF)), 4);
+    halves[h] = _mm_or_si128(high, _mm_srli_epi16(value, 8));
+  }
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(halves[0], halves[1]));
+  return valid == 0xFFFF;
+}
+#endif
+
+// Hex digits as row bytes: a lead of one digit (a width of 1 to 4 bits past a whole byte)
+// fills the first byte alone, then two digits a byte. False when a character is not a hex
+// digit.
+bool DecodeRow(const char* digits, std::size_t count, bool short_lead, unsigned char* out) {
+  unsigned bad = 0;
+  if (short_lead && count != 0) {
+    const unsigned low = kHex.Of(*digits++);
+    bad |= low;
+    *out++ = static_cast<unsigned char>(low);
+    --count;
+  }
+#if defined(__SSE2__)
+  for (; count >= 32; count -= 32, digits += 32, out += 16) {
+    if (!Decode32Digits(digits, out)) return false;
+  }
+#endif
+  for (std::size_t i = 0; i + 1 < count; i += 2) {
+    const unsigned high = kHex.Of(digits[i]);
+    const unsigned low = kHex.Of(digits[i + 1]);
+    bad |= high | low;
+    *out++ = static_cast<unsigned char>(high << 4 | low);
+  }
+  return (bad & HexTable::kNotHex) == 0;
+}
+
 bool IsBlank(char c) {
   return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f';
+}
+
+// What the size comments before a part of rows say: the bits of a row and the count of rows
+// (0 where not said).
+struct SizeComments {
+  unsigned long width = 0;
+  unsigned long rows = 0;
+};
+
+bool EndsWord(char c) {
+  return IsBlank(c) || c == '(' || c == ')' || c == ',';
 }
 
 // Tokens of the whole text: "(", ")" and "," on their own, comment lines ("--" to the line's
@@ -44,8 +133,21 @@ class Scanner {
  public:
   explicit Scanner(std::string_view text) : text_(text) {}
 
+  std::size_t Left() const { return text_.size() - pos_; }
+
+  // After blanks, a word of exactly digits hex digits decoded into out (see DecodeRow) and
+  // stepped over; false, past the blanks only, when the next word is anything else.
+  bool TakeHexRow(std::size_t digits, bool short_lead, unsigned char* out) {
+    SkipBlanks();
+    if (Left() < digits || digits == 0) return false;
+    if (Left() > digits && !EndsWord(text_[pos_ + digits])) return false;
+    if (!DecodeRow(text_.data() + pos_, digits, short_lead, out)) return false;
+    pos_ += digits;
+    return true;
+  }
+
   Token Next() {
-    while (pos_ < text_.size() && IsBlank(text_[pos_])) ++pos_;
+    SkipBlanks();
     Token token;
     token.at = pos_;
     if (pos_ >= text_.size()) return token;
@@ -64,31 +166,36 @@ class Scanner {
       return token;
     }
     const std::size_t start = pos_;
-    while (pos_ < text_.size() && !IsBlank(text_[pos_]) && text_[pos_] != '(' &&
-           text_[pos_] != ')' && text_[pos_] != ',')
-      ++pos_;
+    while (pos_ < text_.size() && !EndsWord(text_[pos_])) ++pos_;
     token.kind = Token::kWord;
     token.text = text_.substr(start, pos_ - start);
     return token;
   }
 
   // The next token that is not a comment line; comments go to the sizes seen.
-  Token NextSkippingComments(unsigned long* row_width = nullptr) {
+  Token NextSkippingComments(SizeComments* sizes = nullptr) {
     Token token = Next();
     for (; token.kind == Token::kComment; token = Next()) {
-      if (row_width != nullptr) ReadRowWidth(std::string(token.text), *row_width);
+      if (sizes != nullptr) ReadSizes(std::string(token.text), *sizes);
     }
     return token;
   }
 
  private:
-  static void ReadRowWidth(const std::string& comment, unsigned long& width) {
+  void SkipBlanks() {
+    while (pos_ < text_.size() && IsBlank(text_[pos_])) ++pos_;
+  }
+
+  static void ReadSizes(const std::string& comment, SizeComments& sizes) {
     const std::string upper = Upper(comment);
-    for (const char* key : {"ROW_WIDTH", "DATA_WIDTH"}) {
+    for (const auto& [key, value] :
+         {std::pair{"ROW_WIDTH", &sizes.width}, std::pair{"DATA_WIDTH", &sizes.width},
+          std::pair{"COLUMN_WIDTH", &sizes.rows}}) {
       const std::size_t at = upper.find(key);
       if (at == std::string::npos) continue;
-      unsigned long value = 0;
-      if (std::sscanf(upper.c_str() + at + std::strlen(key), " = %lu", &value) == 1) width = value;
+      unsigned long number = 0;
+      if (std::sscanf(upper.c_str() + at + std::strlen(key), " = %lu", &number) == 1)
+        *value = number;
     }
   }
 
@@ -128,56 +235,52 @@ void ParseHeader(Scanner& scanner, ISCSummary& summary) {
   }
 }
 
-// The value of each character as a hex digit, -1 for a character that is not one: a table, as
-// the digits of random data would defeat the branches of range tests.
-struct HexTable {
-  signed char value[256];
-  constexpr HexTable() : value() {
-    for (int c = 0; c < 256; ++c) {
-      value[c] = static_cast<signed char>(c >= '0' && c <= '9'   ? c - '0'
-                                          : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                                          : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                                                 : -1);
-    }
-  }
-};
-constexpr HexTable kHex;
-
-int HexValue(char c) {
-  return kHex.value[static_cast<unsigned char>(c)];
+// The digits of a row of width bits: one short when the row starts with a single digit.
+std::size_t DigitsOfRow(unsigned long width) {
+  const std::size_t count = (width + 7) / 8;
+  return count * 2 - (width % 8 >= 1 && width % 8 <= 4 ? 1 : 0);
 }
 
-// Row bytes from hex digits for a row of width bits: a width of 1 to 4 bits past a whole byte
-// starts the row with one digit. False for digits of another count or a character that is not
-// a hex digit.
-bool StoreRow(std::string_view digits, unsigned long width, SVFDataField& field,
-              std::vector<unsigned char>& bytes) {
-  const std::size_t count = (width + 7) / 8;
-  const bool short_lead = width % 8 >= 1 && width % 8 <= 4;
-  if (digits.size() != count * 2 - (short_lead ? 1 : 0)) return false;
-  bytes.assign(count, 0);
-  std::size_t d = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const int high = short_lead && i == 0 ? 0 : HexValue(digits[d++]);
-    const int low = HexValue(digits[d++]);
-    if (high < 0 || low < 0) return false;
-    bytes[i] = static_cast<unsigned char>(high << 4 | low);
-  }
-  KvByteBuffer* row = field.AddRow(static_cast<int>(width));
-  if (row == nullptr) throw std::bad_alloc();
-  if (count != 0 && row->AppendData(bytes.data(), static_cast<unsigned>(count)) == 0)
-    throw std::bad_alloc();
-  return true;
+// One row from its digits, appended to rows. False for digits of another count than the
+// row width asks or a character that is not a hex digit.
+bool StoreRow(std::string_view digits, FlatRows& rows) {
+  if (digits.size() != DigitsOfRow(rows.width)) return false;
+  const bool short_lead = rows.width % 8 >= 1 && rows.width % 8 <= 4;
+  if (DecodeRow(digits.data(), digits.size(), short_lead, rows.Append())) return true;
+  rows.DropLast();
+  return false;
+}
+
+// Reserves the rows a size comment announces, as many as the text left could hold at most.
+void ReserveRows(FlatRows& rows, unsigned long announced, std::size_t text_left) {
+  const std::size_t most = text_left / (DigitsOfRow(rows.width) + 1);
+  const std::size_t count = std::min<std::size_t>(announced, most);
+  rows.Reserve(count);
 }
 
 // After a part's "(": rows separated by ",", up to ")". A width of 0 is taken from the digits
-// of the first row. A row is most often one word; one written over several lines is joined.
-int ParseRows(Scanner& scanner, unsigned long& width, SVFDataField& field) {
+// of the first row. A row is most often one word of the row's digits, decoded where it stands;
+// one written over several lines is joined first.
+int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows) {
+  // A second part of rows in one block goes on with the rows of the first, of their width.
+  if (rows.count != 0 && sizes.width != 0 && sizes.width != rows.width) return kSyntax;
+  if (rows.count == 0) rows.width = sizes.width;
   std::string joined;
   std::string_view digits;
-  std::vector<unsigned char> bytes;
   bool any = false;
-  for (Token token = scanner.NextSkippingComments();; token = scanner.NextSkippingComments()) {
+  if (rows.width != 0) ReserveRows(rows, sizes.rows, scanner.Left());
+  for (;;) {
+    if (!any && rows.width != 0 && scanner.Left() >= DigitsOfRow(rows.width)) {
+      const bool short_lead = rows.width % 8 >= 1 && rows.width % 8 <= 4;
+      if (scanner.TakeHexRow(DigitsOfRow(rows.width), short_lead, rows.Append())) {
+        const Token after = scanner.NextSkippingComments();
+        if (after.kind == Token::kClose) return 0;
+        if (after.kind == Token::kComma) continue;
+        return after.kind == Token::kEnd ? kEndedEarly : kSyntax;
+      }
+      rows.DropLast();
+    }
+    const Token token = scanner.NextSkippingComments();
     if (token.kind == Token::kEnd) return kEndedEarly;
     if (token.kind == Token::kWord) {
       if (!any || digits.empty()) {
@@ -191,36 +294,39 @@ int ParseRows(Scanner& scanner, unsigned long& width, SVFDataField& field) {
       continue;
     }
     if (token.kind != Token::kComma && token.kind != Token::kClose) return kSyntax;
-    if (token.kind == Token::kClose && !any && field.GetRowCount() == 0) return 0;
-    if (width == 0) width = digits.size() * 4;
-    if (!StoreRow(digits, width, field, bytes)) return kSyntax;
+    if (token.kind == Token::kClose && !any && rows.count == 0) return 0;
+    if (rows.width == 0 && rows.count == 0) rows.width = digits.size() * 4;
+    if (!StoreRow(digits, rows)) return kSyntax;
     if (token.kind == Token::kClose) return 0;
     digits = std::string_view();
     joined.clear();
+    any = false;
   }
 }
 
-unsigned int DataCrc(SVFDataField& rows, SVFDataField& terminate) {
-  rows.ResetRowPointer();
-  terminate.ResetRowPointer();
-  SVFDataField* fields[] = {&rows, &terminate};
-  return crc::ComputeDataCrc(fields, 2);
+unsigned int DataCrc(const FlatRows& rows, const FlatRows& terminate) {
+  crc_engine::DataCrc32Batch crc;
+  for (const FlatRows* part : {&rows, &terminate}) {
+    for (std::size_t r = 0; r < part->count; ++r)
+      crc.AddRow(part->Row(r), part->RowBytes(), part->width);
+  }
+  return crc.Value();
 }
 
 // After "DATA" name "(": the block's parts up to its ")", its rows kept in kept.
 int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
-  SVFDataField& rows = kept.rows;
-  SVFDataField& terminate = kept.terminate;
-  unsigned long width = 0;
-  for (Token token = scanner.NextSkippingComments(&width);;
-       token = scanner.NextSkippingComments(&width)) {
+  FlatRows& rows = kept.rows;
+  FlatRows& terminate = kept.terminate;
+  SizeComments sizes;
+  for (Token token = scanner.NextSkippingComments(&sizes);;
+       token = scanner.NextSkippingComments(&sizes)) {
     if (token.kind == Token::kEnd) return kEndedEarly;
     if (token.kind == Token::kClose) break;
     if (token.kind != Token::kWord) return kSyntax;
     const std::string part = Lower(std::string(token.text));
     if (part != "repeat" && part != "initialize" && part != "terminate" && part != "data_crc")
       return kSyntax;
-    const Token open = scanner.NextSkippingComments(&width);
+    const Token open = scanner.NextSkippingComments(&sizes);
     if (open.kind != Token::kOpen) return open.kind == Token::kEnd ? kEndedEarly : kSyntax;
     if (part == "data_crc") {
       const Token value = scanner.NextSkippingComments();
@@ -233,17 +339,15 @@ int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
       continue;
     }
     if (part == "terminate") {
-      unsigned long terminate_width = width;
-      if (const int status = ParseRows(scanner, terminate_width, terminate); status != 0)
-        return status;
-      block.terminateRows = static_cast<unsigned long>(terminate.GetRowCount());
+      if (const int status = ParseRows(scanner, sizes, terminate); status != 0) return status;
+      block.terminateRows = static_cast<unsigned long>(terminate.count);
       continue;
     }
     block.keyword = part;
-    if (const int status = ParseRows(scanner, width, rows); status != 0) return status;
-    block.rowWidth = width;
-    block.rowCount = static_cast<unsigned long>(rows.GetRowCount());
-    width = 0;  // a terminate part gives its own size
+    if (const int status = ParseRows(scanner, sizes, rows); status != 0) return status;
+    block.rowWidth = rows.width;
+    block.rowCount = static_cast<unsigned long>(rows.count);
+    sizes = SizeComments();  // a terminate part gives its own size
   }
   block.computedCRC = DataCrc(rows, terminate);
   return 0;
@@ -251,24 +355,20 @@ int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
 
 // The closing checksum: the four hex digits after the closing parenthesis, and the CRC of the
 // file's text before them.
-void ReadFileChecksum(Scanner& scanner, const char* file_name, ISCSummary& summary) {
+void ReadFileChecksum(Scanner& scanner, std::string_view text, ISCSummary& summary) {
   const Token token = scanner.Next();
   unsigned int stored = 0;
   if (token.kind != Token::kWord || token.text.size() != 4 ||
       std::sscanf(std::string(token.text).c_str(), "%4x", &stored) != 1)
     return;
-  core::UniqueFile file = core::OpenFile(file_name, "rb");
-  if (!file) return;
-  const std::uint64_t extent = std::min<std::uint64_t>(crc::FileCrcExtent(file.get(), nullptr),
-                                                       static_cast<std::uint64_t>(token.at));
-  std::rewind(file.get());
   summary.hasFileChecksum = true;
   summary.storedFileChecksum = static_cast<unsigned short>(stored);
-  summary.computedFileChecksum = crc::FileCrcOfLeadingBytes(file.get(), extent);
+  summary.computedFileChecksum =
+      crc::FileCrcOfText(reinterpret_cast<const std::uint8_t*>(text.data()), token.at);
 }
 
-int Summarize(const char* file_name, std::string_view text, ISCSummary& summary,
-              std::deque<IscBlockRows>* kept_rows) {
+int Summarize(std::string_view text, ISCSummary& summary, std::deque<IscBlockRows>* kept_rows,
+              std::optional<std::uint32_t>& last_crc) {
   Scanner scanner(text);
   Token token = scanner.Next();
   for (; token.kind == Token::kComment; token = scanner.Next()) {
@@ -312,17 +412,40 @@ int Summarize(const char* file_name, std::string_view text, ISCSummary& summary,
       const int status = ParseBlock(scanner, block, rows);
       summary.blocks.push_back(block);
       if (status != 0) return status;
+      last_crc = block.computedCRC;
     } else {
       return kBadStructure;
     }
   }
-  ReadFileChecksum(scanner, file_name, summary);
+  ReadFileChecksum(scanner, text, summary);
   return 0;
 }
 
 }  // namespace
 
-int ReadIscFile(const char* fileName, ISCSummary& summary, std::deque<IscBlockRows>* rows) {
+unsigned char* FlatRows::Append() {
+  const std::size_t row_bytes = RowBytes();
+  const std::size_t used = count * row_bytes;
+  if (capacity_ - used < row_bytes) Grow(std::max(used + row_bytes, 2 * capacity_));
+  ++count;
+  return bytes_.get() + used;
+}
+
+void FlatRows::Reserve(std::size_t rows) {
+  const std::size_t wanted = (count + rows) * RowBytes();
+  if (wanted > capacity_) Grow(wanted);
+}
+
+void FlatRows::Grow(std::size_t bytes) {
+  std::unique_ptr<unsigned char[]> larger(new unsigned char[bytes]);
+  if (count != 0) std::memcpy(larger.get(), bytes_.get(), count * RowBytes());
+  bytes_ = std::move(larger);
+  capacity_ = bytes;
+}
+
+int ReadIscFile(const char* fileName, ISCSummary& summary, std::deque<IscBlockRows>* rows,
+                std::optional<std::uint32_t>& lastBlockCrc) {
+  lastBlockCrc.reset();
   summary = ISCSummary();
   if (rows != nullptr) rows->clear();
   if (fileName == nullptr) return kBadStructure;
@@ -330,7 +453,7 @@ int ReadIscFile(const char* fileName, ISCSummary& summary, std::deque<IscBlockRo
   if (!file.Ready()) return kBadStructure;
   try {
     const std::string_view text = file.Text();
-    return Summarize(fileName, text, summary, rows);
+    return Summarize(text, summary, rows, lastBlockCrc);
   } catch (const std::bad_alloc&) {
     return kSyntax;
   } catch (const std::length_error&) {
@@ -342,5 +465,8 @@ int ReadIscFile(const char* fileName, ISCSummary& summary, std::deque<IscBlockRo
 
 int GetISCSummary(const char* fileName, ISCSummary* summary) {
   if (summary == nullptr) return fusekit::isc::kNullSummary;
-  return fusekit::isc::ReadIscFile(fileName, *summary, nullptr);
+  std::optional<std::uint32_t> last_crc;
+  const int status = fusekit::isc::ReadIscFile(fileName, *summary, nullptr, last_crc);
+  if (last_crc) fusekit::crc::BlockCrcRegister() = *last_crc;
+  return status;
 }

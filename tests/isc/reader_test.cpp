@@ -1,5 +1,7 @@
 // The ISC readers: round trips through the writer, every status, and the narrow readers.
+#include <cctype>
 #include <filesystem>
+#include <functional>
 #include <list>
 #include <string>
 #include <vector>
@@ -494,6 +496,106 @@ TEST(IscSummary, AgreesWithTheWriter) {
   EXPECT_EQ(s.blocks[0].computedCRC, s.blocks[0].storedCRC);
   EXPECT_EQ(s.storedFileChecksum, checksum);
   EXPECT_EQ(s.computedFileChecksum, checksum);
+}
+
+// The hex digits of row bytes, upper case; a width of 1 to 4 bits past a whole byte starts
+// with one digit.
+std::string DigitsOf(const Bytes& row, unsigned width) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string digits;
+  for (std::uint8_t b : row) {
+    digits += kDigits[b >> 4];
+    digits += kDigits[b & 15];
+  }
+  if (width % 8 >= 1 && width % 8 <= 4) digits.erase(0, 1);
+  return digits;
+}
+
+// A file of one block whose rows are laid out by layout (row digits in, the row's text out).
+std::string OneBlockFile(const std::vector<Bytes>& rows, unsigned width,
+                         const std::function<std::string(const std::string&)>& layout,
+                         const std::string& size_comments) {
+  std::string text = "IEEE_1532_Data (\n data array (\n  repeat\n" + size_comments + "   (\n";
+  for (std::size_t r = 0; r < rows.size(); ++r)
+    text += layout(DigitsOf(rows[r], width)) + (r + 1 < rows.size() ? ",\n" : "\n");
+  return text + "   )\n )\n)\n0000";
+}
+
+// Rows of any width and any layout of their digits read as the same bits: the data CRC of the
+// block is that of the rows themselves, and a stray character anywhere in a row is refused.
+TEST(IscSummary, RowsOfEveryLayoutReadAlike) {
+  const auto as_is = [](const std::string& d) { return "     " + d; };
+  const auto lower = [](const std::string& d) {
+    std::string text = d;
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+  };
+  const auto split = [](const std::string& d) {
+    return d.size() < 2 ? d : d.substr(0, d.size() / 2) + "\n  " + d.substr(d.size() / 2);
+  };
+  const auto commented = [](const std::string& d) { return "-- a note\n" + d + " "; };
+  const struct {
+    const char* what;
+    std::function<std::string(const std::string&)> layout;
+    bool sizes;  // ROW_WIDTH and COLUMN_WIDTH comments before the rows
+  } layouts[] = {{"one word a row", as_is, true},
+                 {"lower case", lower, true},
+                 {"no size comments", as_is, false},
+                 {"rows over two lines", split, true},
+                 {"comments between rows", commented, true}};
+  TempDir dir;
+  for (unsigned width : {8u, 12u, 20u, 128u, 130u, 200u, 261u, 1000u}) {
+    std::vector<Bytes> rows;
+    SVFDataField field;
+    for (unsigned r = 0; r < 5; ++r) {
+      Bytes row((width + 7) / 8);
+      for (std::size_t i = 0; i < row.size(); ++i)
+        row[i] = static_cast<std::uint8_t>((r * 131 + i * 29 + width) & 0xFF);
+      if (width % 8 != 0) row[0] &= static_cast<std::uint8_t>((1u << (width % 8)) - 1);
+      rows.push_back(row);
+      KvByteBuffer* added = field.AddRow(static_cast<int>(width));
+      for (std::uint8_t b : row) added->WriteData(b);
+    }
+    GetDataCRC(nullptr, &field, nullptr, nullptr, false, nullptr);
+    const unsigned expected = GetBlockCRCRegister();
+    const std::string sizes = "-- ROW_WIDTH = " + std::to_string(width) + "\n-- COLUMN_WIDTH = 5\n";
+    for (const auto& layout : layouts) {
+      const std::string text = OneBlockFile(rows, width, layout.layout, layout.sizes ? sizes : "");
+      ISCSummary s;
+      ASSERT_EQ(GetISCSummary(dir.Write("f.isc", text).c_str(), &s), 0) << layout.what << width;
+      ASSERT_EQ(s.blocks.size(), 1u);
+      EXPECT_EQ(s.blocks[0].rowCount, 5u) << layout.what << width;
+      // Without a size comment the width is four bits a digit.
+      const unsigned read_width = layout.sizes ? width : DigitsOf(rows[0], width).size() * 4;
+      EXPECT_EQ(s.blocks[0].rowWidth, read_width) << layout.what << width;
+      if (read_width == width) {
+        EXPECT_EQ(s.blocks[0].computedCRC, expected) << layout.what << width;
+      }
+    }
+    const std::string good = OneBlockFile(rows, width, as_is, sizes);
+    const std::size_t first = good.find("     ") + 5;
+    const std::size_t digits = DigitsOf(rows[0], width).size();
+    for (std::size_t at : {std::size_t{0}, digits / 2, digits - 1}) {
+      std::string bad = good;
+      bad[first + 2 * (digits + 7) + at] = 'G';  // in the third row
+      ISCSummary s;
+      EXPECT_EQ(GetISCSummary(dir.Write("f.isc", bad).c_str(), &s), -13) << width << " at " << at;
+    }
+  }
+}
+
+// The file checksum leaves carriage returns out: a file with CR LF line ends checks as the same
+// file with LF line ends.
+TEST(IscSummary, FileChecksumLeavesCarriageReturnsOut) {
+  TempDir dir;
+  const std::string lf = dir.Write("lf.isc", kBase);
+  const std::string crlf = dir.Write("crlf.isc", Replaced(kBase, "\n", "\r\n"));
+  ISCSummary a, b;
+  ASSERT_EQ(GetISCSummary(lf.c_str(), &a), 0);
+  ASSERT_EQ(GetISCSummary(crlf.c_str(), &b), 0);
+  EXPECT_EQ(a.computedFileChecksum, b.computedFileChecksum);
+  const std::string prefix = kBase.substr(0, kBase.rfind("beef"));
+  EXPECT_EQ(a.computedFileChecksum, GetFileCRC16(dir.Write("prefix.txt", prefix).c_str()));
 }
 
 TEST(IscSummary, Statuses) {
