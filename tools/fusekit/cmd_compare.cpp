@@ -2,12 +2,14 @@
 // compare of its format or through programming data, and one file checked by the validators.
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "support/util/side_task.h"
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/file_format.h"
 #include "tools/fusekit/jedec_support.h"
@@ -103,16 +105,39 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
   SVFPlusData data[2];
   DeviceInfo devices[2];
   const std::string* paths[2] = {&c.read, &c.reference};
+  for (const std::string* path : paths) {
+    if (!Readable(*path, *path)) return kExitInvalidInput;
+  }
+  // Each file is read twice, for its summary and then for its fuse map; both files are read at
+  // once, the read file on a second thread, as the readers keep no state outside their calls.
+  // Complaints come after, in the files' order.
+  JedecSummaryRead summaries[2];
+  const auto read_summary = [&](int i) {
+    summaries[i].status = GetJEDECSummary(paths[i]->c_str(), &summaries[i].summary);
+  };
+  {
+    util::SideTask read_side([&] { read_summary(0); });
+    read_summary(1);
+  }
   for (int i = 0; i < 2; ++i) {
-    if (!Readable(*paths[i], *paths[i])) return kExitInvalidInput;
-    if (const int status = DeviceForJedec(options, c.device, *paths[i], *paths[i], devices[i]);
+    if (const int status =
+            DeviceForJedec(options, c.device, *paths[i], *paths[i], summaries[i], devices[i]);
         status != kExitOk)
       return status;
+  }
+  int statuses[2] = {0, 0};
+  const auto read_map = [&](int i) {
     std::string name = *paths[i];
     DeviceInfo device = devices[i];
-    const int status = JEDEC2SVFPlus(name.data(), &device, 1, &data[i], "", "", "", "");
-    if (status < 0) {
-      ComplainStatus(*paths[i], "cannot be read as a JEDEC file", status);
+    statuses[i] = JEDEC2SVFPlus(name.data(), &device, 1, &data[i], "", "", "", "");
+  };
+  {
+    util::SideTask read_side([&] { read_map(0); });
+    read_map(1);
+  }
+  for (int i = 0; i < 2; ++i) {
+    if (statuses[i] < 0) {
+      ComplainStatus(*paths[i], "cannot be read as a JEDEC file", statuses[i]);
       return kExitInvalidInput;
     }
   }
@@ -141,9 +166,20 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
     const unsigned char* xb = x->GetBuffer();
     const unsigned char* yb = y->GetBuffer();
     const unsigned bytes = (width + 7) / 8;
+    if (xb == nullptr || yb == nullptr) {
+      address += width;
+      continue;
+    }
     for (unsigned n = 0; n < bytes; ++n) {
       const unsigned i = bytes - 1 - n;
-      if (xb == nullptr || yb == nullptr || xb[i] == yb[i]) continue;
+      // Runs of 256 bytes alike, the most of a fuse map, are passed over at once.
+      constexpr unsigned kRun = 256;
+      if (n % kRun == 0 && i + 1 >= kRun &&
+          std::memcmp(xb + i + 1 - kRun, yb + i + 1 - kRun, kRun) == 0) {
+        n += kRun - 1;
+        continue;
+      }
+      if (xb[i] == yb[i]) continue;
       for (unsigned bit = 0; bit < 8; ++bit) {
         const unsigned col = n * 8 + bit;
         if (col >= width || ((xb[i] ^ yb[i]) >> bit & 1u) == 0) continue;

@@ -41,11 +41,19 @@ bool FuseCountFits(unsigned long fuses, const DeviceInfo& device) {
 
 int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
                    const std::string& path, const std::string& label, DeviceInfo& device) {
+  JedecSummaryRead read;
+  read.status = GetJEDECSummary(path.c_str(), &read.summary);
+  return DeviceForJedec(options, device_name, path, label, read, device);
+}
+
+int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
+                   const std::string& path, const std::string& label, const JedecSummaryRead& read,
+                   DeviceInfo& device) {
+  const JEDECSummary& summary = read.summary;
   if (!device_name.empty()) {
     if (const int status = DeviceByName(options, device_name, device); status != kExitOk)
       return status;
-    JEDECSummary summary;
-    if (GetJEDECSummary(path.c_str(), &summary) == kStatusOk && summary.hasFuseCount &&
+    if (read.status == kStatusOk && summary.hasFuseCount &&
         !FuseCountFits(summary.fuseCount, device)) {
       Complain(label, "QF " + std::to_string(summary.fuseCount) + ", but " + device_name + " has " +
                           std::to_string(device.GetFuseNumber()) + " fuses");
@@ -53,8 +61,7 @@ int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
     }
     return kExitOk;
   }
-  JEDECSummary summary;
-  const int status = GetJEDECSummary(path.c_str(), &summary);
+  const int status = read.status;
   if (status != kStatusOk) {
     const std::string why = status == kStatusNoFuseData ? WhyFieldsEndEarly(path) : "";
     if (!why.empty()) {

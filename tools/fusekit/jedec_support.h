@@ -18,6 +18,15 @@ namespace fusekit::cli {
 int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
                    const std::string& path, const std::string& label, DeviceInfo& device);
 
+// The file's summary as GetJEDECSummary gave it, read ahead (on another thread, say).
+struct JedecSummaryRead {
+  JEDECSummary summary;
+  int status = 0;
+};
+int DeviceForJedec(const GlobalOptions& options, const std::string& device_name,
+                   const std::string& path, const std::string& label, const JedecSummaryRead& read,
+                   DeviceInfo& device);
+
 // Why a JEDEC file's field stream ends before ETX, when a byte that is neither printable ASCII
 // nor white space ends it: "byte 0xC3 at offset 41 ends the fields before ETX"; else "".
 std::string WhyFieldsEndEarly(const std::string& path);
