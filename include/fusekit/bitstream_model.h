@@ -69,6 +69,9 @@ class FUSEKIT_API XFPFrameModel {
   // The first component of that name, or null.
   const XFPFrameComponentModel* FindComponent(const char* name) const;
   void AddComponent(const XFPFrameComponentModel& component);
+  void AddComponent(XFPFrameComponentModel&& component);
+  // Room for count components, so that adding them moves none.
+  void ReserveComponents(unsigned int count);
 
  private:
   std::string name_;

@@ -1,6 +1,7 @@
 // The frame, component and bitstream model classes.
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "fusekit/bitstream_model.h"
 #include "support/util/bit_ops.h"
@@ -56,6 +57,12 @@ const XFPFrameComponentModel* XFPFrameModel::FindComponent(const char* name) con
 }
 void XFPFrameModel::AddComponent(const XFPFrameComponentModel& component) {
   components_.push_back(component);
+}
+void XFPFrameModel::AddComponent(XFPFrameComponentModel&& component) {
+  components_.push_back(std::move(component));
+}
+void XFPFrameModel::ReserveComponents(unsigned int count) {
+  components_.reserve(count);
 }
 
 XFPBitstreamModel::XFPBitstreamModel() = default;

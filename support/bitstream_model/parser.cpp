@@ -190,7 +190,10 @@ int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const Device
         std::uint32_t{command[1]} << 16 | std::uint32_t{command[2]} << 8 | command[3];
     const bool kept = kept_commands[static_cast<std::size_t>(def - table.data())];
     XFPFrameModel frame(kept ? def->frame.c_str() : "", opcode);
-    if (kept) frame.AddComponent(XFPFrameComponentModel("CommandInfo", command + 1, 3, 24));
+    if (kept) {
+      frame.ReserveComponents(static_cast<unsigned int>(1 + def->components.size()));
+      frame.AddComponent(XFPFrameComponentModel("CommandInfo", command + 1, 3, 24));
+    }
     in.Advance(4);
     for (const ComponentDef& component : def->components) {
       std::uint64_t bits = 0, bytes = 0;
