@@ -91,18 +91,18 @@ std::string WhyNotComparable(const Stream& read, const Stream& reference) {
   for (unsigned f = 0; f < std::max(a.GetFrameCount(), b.GetFrameCount()); ++f) {
     const XFPFrameModel* x = a.GetFrame(f);
     const XFPFrameModel* y = b.GetFrame(f);
-    const std::string where = "frame " + std::to_string(f + 1) + ": ";
+    const auto where = [f] { return "frame " + std::to_string(f + 1) + ": "; };
     if (x == nullptr || y == nullptr)
-      return where + "only in the " + (x == nullptr ? "reference" : "read file") + " (" +
+      return where() + "only in the " + (x == nullptr ? "reference" : "read file") + " (" +
              std::to_string(a.GetFrameCount()) + " and " + std::to_string(b.GetFrameCount()) +
              " frames)";
-    if (std::string(x->GetName()) != y->GetName())
-      return where + x->GetName() + " in the read file, " + y->GetName() + " in the reference";
+    if (std::strcmp(x->GetName(), y->GetName()) != 0)
+      return where() + x->GetName() + " in the read file, " + y->GetName() + " in the reference";
     if (x->GetComponentCount() != y->GetComponentCount())
-      return where + "another number of components";
+      return where() + "another number of components";
     for (unsigned c = 0; c < x->GetComponentCount(); ++c) {
       if (x->GetComponent(c)->GetBitSize() != y->GetComponent(c)->GetBitSize())
-        return where + x->GetComponent(c)->GetName() + " of " +
+        return where() + x->GetComponent(c)->GetName() + " of " +
                std::to_string(x->GetComponent(c)->GetBitSize()) + " and " +
                std::to_string(y->GetComponent(c)->GetBitSize()) + " bits";
     }
