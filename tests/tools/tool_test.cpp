@@ -608,6 +608,16 @@ TEST(Tool, CompareEveryPairOfFormats) {
     EXPECT_EQ(run.status, 1) << run.out;
     EXPECT_TRUE(Contains(run.out, "1 fuse differs; first at " + std::to_string(flip))) << run.out;
   }
+  // The same for the device, and a file whose C field does not match its fuses.
+  const std::string one = dir.Write("one.jed", SameFusesOtherLayout(2047));
+  run = RunTool("compare --by-address --device TV64 " + one + " " + kSample);
+  EXPECT_EQ(run.status, 1) << run.out;
+  EXPECT_TRUE(Contains(run.out, "1 fuse differs; first at 2047")) << run.out;
+  std::string bad_sum = SameFusesOtherLayout(5);
+  bad_sum.insert(bad_sum.find('\x03'), "C1234*\n");
+  run = RunTool("compare --by-address " + dir.Write("sum.jed", bad_sum) + " " + kSample);
+  EXPECT_EQ(run.status, 3) << run.out;
+  EXPECT_TRUE(Contains(run.out, "cannot be read as a JEDEC file (status -14")) << run.out;
   const std::string flipped = dir.Write("flipped.jed", SameFusesOtherLayout(1000));
 
   // ISC against ISC, and JEDEC against ISC through programming data.

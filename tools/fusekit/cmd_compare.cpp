@@ -1,10 +1,13 @@
 // fusekit compare and fusekit verify: two files of programming data compared, each by the
 // compare of its format or through programming data, and one file checked by the validators.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <memory>
+#include <new>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -99,16 +102,108 @@ int ReadForDevice(const GlobalOptions& options, const CompareOptions& c, DeviceI
   return ReadProgrammingData(c.reference, c.reference, device, reference);
 }
 
+// The JEDEC reader's working size for the 22V10 code names, whatever their record says.
+constexpr std::size_t k22V10WorkingBytes = 11664;
+
+// The fuses of a JEDEC file by address, as the JEDEC reader lays them out for the device: fuse n
+// at bit 0x80 >> n % 8 of byte n / 8, the F default wherever the file lists no fuse.
+struct LinearFuses {
+  std::unique_ptr<unsigned char[]> bytes;
+  int status = 0;
+};
+
+void ReadLinearFuses(const std::string& path, const DeviceInfo& device, LinearFuses& fuses) {
+  // The reader's working size: the fuses in whole 16-bit words, then room for the architecture
+  // and usercode bits it places after them (a fixed size for the 22V10 code names).
+  const unsigned long fuse_words = (device.GetFuseNumber() + 15UL) / 16;
+  const unsigned long buffer_bytes = 2 * fuse_words;
+  const std::size_t working =
+      std::max<std::size_t>(buffer_bytes + 100 + (device.GetARCHLength() + 7UL) / 8 +
+                                (device.GetPhysicalUESLength() + 7UL) / 8,
+                            k22V10WorkingBytes);
+  try {
+    fuses.bytes.reset(new unsigned char[working]);
+  } catch (const std::bad_alloc&) {
+    fuses.status = kStatusNoMemory;
+    return;
+  }
+  std::string name = path;
+  DeviceInfo copy = device;
+  fuses.status =
+      fnJEDFileReader(name.data(), nullptr, nullptr, nullptr, nullptr, nullptr, &copy, buffer_bytes,
+                      0, nullptr, fuses.bytes.get(), nullptr, nullptr, nullptr, nullptr);
+}
+
+// The fuses that differ, counted, the first ones kept as "1000+" (1 in the read file) or
+// "1000-".
+struct FuseDifferences {
+  static constexpr unsigned long long kListed = 20;
+  unsigned long long count = 0;
+  std::vector<std::string> first;
+
+  void Add(unsigned long long address, bool read_set) {
+    if (++count <= kListed) first.push_back(std::to_string(address) + (read_set ? "+" : "-"));
+  }
+};
+
+// Two linear fuse maps of fuses fuses; runs of 256 alike bytes, the most of a fuse map, are
+// passed over at once.
+FuseDifferences DifferingFuses(const unsigned char* read, const unsigned char* reference,
+                               unsigned long long fuses) {
+  FuseDifferences found;
+  const unsigned long long bytes = (fuses + 7) / 8;
+  constexpr unsigned long long kRun = 256;
+  for (unsigned long long i = 0; i < bytes; ++i) {
+    if (i % kRun == 0 && bytes - i >= kRun && std::memcmp(read + i, reference + i, kRun) == 0) {
+      i += kRun - 1;
+      continue;
+    }
+    const unsigned diff = static_cast<unsigned>(read[i] ^ reference[i]);
+    if (diff == 0) continue;
+    for (unsigned bit = 0; bit < 8; ++bit) {
+      const unsigned mask = 0x80u >> bit;
+      const unsigned long long address = i * 8 + bit;
+      if (address < fuses && (diff & mask) != 0) found.Add(address, (read[i] & mask) != 0);
+    }
+  }
+  return found;
+}
+
+int ReportFuseDifferences(const CompareOptions& c, const FuseDifferences& found) {
+  const int exit_status = found.count == 0 ? kExitOk : kExitDifferent;
+  if (JsonWanted()) {
+    std::vector<std::string> addresses;
+    for (const std::string& f : found.first) addresses.push_back(JsonString(f));
+    PrintJson(JsonObject()
+                  .Add("read", c.read_label)
+                  .Add("reference", c.reference_label)
+                  .Add("method", "by-address")
+                  .Add("differences", found.count)
+                  .Add("equal", found.count == 0)
+                  .AddRaw("first", JsonArray(addresses))
+                  .Text());
+    return exit_status;
+  }
+  std::ostringstream out;
+  out << found.count << (found.count == 1 ? " fuse differs" : " fuses differ");
+  if (!found.first.empty()) {
+    out << "; first at";
+    for (const std::string& f : found.first) out << " " << f;
+  }
+  out << "\n";
+  std::fputs(out.str().c_str(), stdout);
+  return exit_status;
+}
+
 // Two JEDEC fuse maps by fuse address: each read for the device, or for a generic record made
 // from itself, whatever its L layout, F default and notes.
 int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
-  SVFPlusData data[2];
   DeviceInfo devices[2];
   const std::string* paths[2] = {&c.read, &c.reference};
   for (const std::string* path : paths) {
     if (!Readable(*path, *path)) return kExitInvalidInput;
   }
-  // Each file is read twice, for its summary and then for its fuse map; both files are read at
+  // Each file is read twice, for its summary and then for its fuses; both files are read at
   // once, the read file on a second thread, as the readers keep no state outside their calls.
   // Complaints come after, in the files' order.
   JedecSummaryRead summaries[2];
@@ -125,92 +220,25 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
         status != kExitOk)
       return status;
   }
-  int statuses[2] = {0, 0};
-  const auto read_map = [&](int i) {
-    std::string name = *paths[i];
-    DeviceInfo device = devices[i];
-    statuses[i] = JEDEC2SVFPlus(name.data(), &device, 1, &data[i], "", "", "", "");
-  };
-  {
-    util::SideTask read_side([&] { read_map(0); });
-    read_map(1);
-  }
-  for (int i = 0; i < 2; ++i) {
-    if (statuses[i] < 0) {
-      ComplainStatus(*paths[i], "cannot be read as a JEDEC file", statuses[i]);
-      return kExitInvalidInput;
-    }
-  }
   if (devices[0].GetFuseNumber() != devices[1].GetFuseNumber()) {
     Complain(c.read, "has QF " + std::to_string(devices[0].GetFuseNumber()) + ", but " +
                          c.reference + " has QF " + std::to_string(devices[1].GetFuseNumber()) +
                          ": they are not fuse maps of one device");
     return kExitInvalidInput;
   }
-  // Generic records give the whole fuse list as one row, column c being fuse c; a device's
-  // rows follow one another.
-  const SVFDataField* a = data[0].GetDataField("FuseArray_TDI");
-  const SVFDataField* b = data[1].GetDataField("FuseArray_TDI");
-  if (a == nullptr || b == nullptr || a->GetRowCount() != b->GetRowCount()) {
-    Complain(c.read, "holds no fuse list to compare with " + c.reference);
-    return kExitInvalidInput;
+  LinearFuses fuses[2];
+  {
+    util::SideTask read_side([&] { ReadLinearFuses(*paths[0], devices[0], fuses[0]); });
+    ReadLinearFuses(*paths[1], devices[1], fuses[1]);
   }
-  unsigned long long differing = 0;
-  unsigned long long address = 0;
-  std::vector<std::string> first;
-  for (int r = 1; r <= b->GetRowCount(); ++r) {
-    const unsigned width = b->GetRowWidth(r);
-    const KvByteBuffer* x = a->GetRow(r);
-    const KvByteBuffer* y = b->GetRow(r);
-    // Whole bytes alike are passed over; the row layout puts column 0 in the last byte.
-    const unsigned char* xb = x->GetBuffer();
-    const unsigned char* yb = y->GetBuffer();
-    const unsigned bytes = (width + 7) / 8;
-    if (xb == nullptr || yb == nullptr) {
-      address += width;
-      continue;
+  for (int i = 0; i < 2; ++i) {
+    if (fuses[i].status != 0) {  // 8195, a syntax error, is the one failure above 0
+      ComplainStatus(*paths[i], "cannot be read as a JEDEC file", fuses[i].status);
+      return kExitInvalidInput;
     }
-    for (unsigned n = 0; n < bytes; ++n) {
-      const unsigned i = bytes - 1 - n;
-      // Runs of 256 bytes alike, the most of a fuse map, are passed over at once.
-      constexpr unsigned kRun = 256;
-      if (n % kRun == 0 && i + 1 >= kRun &&
-          std::memcmp(xb + i + 1 - kRun, yb + i + 1 - kRun, kRun) == 0) {
-        n += kRun - 1;
-        continue;
-      }
-      if (xb[i] == yb[i]) continue;
-      for (unsigned bit = 0; bit < 8; ++bit) {
-        const unsigned col = n * 8 + bit;
-        if (col >= width || ((xb[i] ^ yb[i]) >> bit & 1u) == 0) continue;
-        const bool one = (xb[i] >> bit & 1u) != 0;
-        if (++differing <= 20) first.push_back(std::to_string(address + col) + (one ? "+" : "-"));
-      }
-    }
-    address += width;
   }
-  if (JsonWanted()) {
-    std::vector<std::string> addresses;
-    for (const std::string& f : first) addresses.push_back(JsonString(f));
-    PrintJson(JsonObject()
-                  .Add("read", c.read_label)
-                  .Add("reference", c.reference_label)
-                  .Add("method", "by-address")
-                  .Add("differences", differing)
-                  .Add("equal", differing == 0)
-                  .AddRaw("first", JsonArray(addresses))
-                  .Text());
-    return differing == 0 ? kExitOk : kExitDifferent;
-  }
-  std::ostringstream out;
-  out << differing << (differing == 1 ? " fuse differs" : " fuses differ");
-  if (!first.empty()) {
-    out << "; first at";
-    for (const std::string& f : first) out << " " << f;
-  }
-  out << "\n";
-  std::fputs(out.str().c_str(), stdout);
-  return differing == 0 ? kExitOk : kExitDifferent;
+  return ReportFuseDifferences(
+      c, DifferingFuses(fuses[0].bytes.get(), fuses[1].bytes.get(), devices[1].GetFuseNumber()));
 }
 
 int Compare(const GlobalOptions& options, const CompareOptions& c) {
