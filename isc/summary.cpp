@@ -426,21 +426,20 @@ int Summarize(std::string_view text, ISCSummary& summary, std::deque<IscBlockRow
 unsigned char* FlatRows::Append() {
   const std::size_t row_bytes = RowBytes();
   const std::size_t used = count * row_bytes;
-  if (capacity_ - used < row_bytes) Grow(std::max(used + row_bytes, 2 * capacity_));
+  if (bytes_.Size() - used < row_bytes) Grow(std::max(used + row_bytes, 2 * bytes_.Size()));
   ++count;
-  return bytes_.get() + used;
+  return bytes_.Data() + used;
 }
 
 void FlatRows::Reserve(std::size_t rows) {
   const std::size_t wanted = (count + rows) * RowBytes();
-  if (wanted > capacity_) Grow(wanted);
+  if (wanted > bytes_.Size()) Grow(wanted);
 }
 
 void FlatRows::Grow(std::size_t bytes) {
-  std::unique_ptr<unsigned char[]> larger(new unsigned char[bytes]);
-  if (count != 0) std::memcpy(larger.get(), bytes_.get(), count * RowBytes());
+  util::PopulatedBuffer larger(bytes);
+  if (count != 0) std::memcpy(larger.Data(), bytes_.Data(), count * RowBytes());
   bytes_ = std::move(larger);
-  capacity_ = bytes;
 }
 
 int ReadIscFile(const char* fileName, ISCSummary& summary, std::deque<IscBlockRows>* rows,

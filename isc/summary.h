@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <memory>
 #include <optional>
 
 #include "fusekit/isc.h"
+#include "support/util/populated_buffer.h"
 
 namespace fusekit::isc {
 
@@ -21,9 +21,9 @@ class FlatRows {
   std::size_t count = 0;
 
   std::size_t RowBytes() const { return (width + 7) / 8; }
-  const unsigned char* Row(std::size_t index) const { return bytes_.get() + index * RowBytes(); }
+  const unsigned char* Row(std::size_t index) const { return bytes_.Data() + index * RowBytes(); }
   // The bytes of all rows, one after the other (null when there are none).
-  const unsigned char* Bytes() const { return bytes_.get(); }
+  const unsigned char* Bytes() const { return bytes_.Data(); }
 
   // Room for one more row after the last, whose bytes the caller then writes. The room grows
   // by doubling and is not cleared first, so appending a row is most often a pointer step.
@@ -35,8 +35,7 @@ class FlatRows {
  private:
   void Grow(std::size_t bytes);
 
-  std::unique_ptr<unsigned char[]> bytes_;
-  std::size_t capacity_ = 0;  // bytes of room in bytes_
+  util::PopulatedBuffer bytes_;  // the room, bytes_.Size() bytes
 };
 
 // The rows of one data block as the file holds them.

@@ -6,12 +6,12 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <memory>
 #include <new>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "support/util/populated_buffer.h"
 #include "support/util/side_task.h"
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/file_format.h"
@@ -108,7 +108,7 @@ constexpr std::size_t k22V10WorkingBytes = 11664;
 // The fuses of a JEDEC file by address, as the JEDEC reader lays them out for the device: fuse n
 // at bit 0x80 >> n % 8 of byte n / 8, the F default wherever the file lists no fuse.
 struct LinearFuses {
-  std::unique_ptr<unsigned char[]> bytes;
+  util::PopulatedBuffer bytes;
   int status = 0;
 };
 
@@ -122,7 +122,7 @@ void ReadLinearFuses(const std::string& path, const DeviceInfo& device, LinearFu
                                 (device.GetPhysicalUESLength() + 7UL) / 8,
                             k22V10WorkingBytes);
   try {
-    fuses.bytes.reset(new unsigned char[working]);
+    fuses.bytes = util::PopulatedBuffer(working);
   } catch (const std::bad_alloc&) {
     fuses.status = kStatusNoMemory;
     return;
@@ -131,7 +131,7 @@ void ReadLinearFuses(const std::string& path, const DeviceInfo& device, LinearFu
   DeviceInfo copy = device;
   fuses.status =
       fnJEDFileReader(name.data(), nullptr, nullptr, nullptr, nullptr, nullptr, &copy, buffer_bytes,
-                      0, nullptr, fuses.bytes.get(), nullptr, nullptr, nullptr, nullptr);
+                      0, nullptr, fuses.bytes.Data(), nullptr, nullptr, nullptr, nullptr);
 }
 
 // The fuses that differ, counted, the first ones kept as "1000+" (1 in the read file) or
@@ -238,7 +238,7 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
     }
   }
   return ReportFuseDifferences(
-      c, DifferingFuses(fuses[0].bytes.get(), fuses[1].bytes.get(), devices[1].GetFuseNumber()));
+      c, DifferingFuses(fuses[0].bytes.Data(), fuses[1].bytes.Data(), devices[1].GetFuseNumber()));
 }
 
 int Compare(const GlobalOptions& options, const CompareOptions& c) {
