@@ -157,12 +157,9 @@ int Compare(const char* read_path, const char* reference_path, const DeviceInfo&
       status = kStatusNoMemory;
     }
   };
-  {
-    // The read file is parsed on a second thread while the reference is parsed here; a parse
-    // touches nothing outside its model.
-    util::SideTask read_side([&] { parse(read, statuses[0]); });
-    parse(reference, statuses[1]);
-  }
+  // The read file is parsed on a second thread while the reference is parsed here; a parse
+  // touches nothing outside its model.
+  util::RunForBoth([&](int i) { parse(i == 0 ? read : reference, statuses[i]); });
   for (const int status : statuses) {
     if (status == kStatusNoMemory) return kStatusNoMemory;
   }

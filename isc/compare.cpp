@@ -36,12 +36,11 @@ struct IscFile {
 // block CRC register is then left as reading the reference last leaves it.
 void ReadBoth(IscFile& read, const char* read_path, IscFile& reference,
               const char* reference_path) {
-  {
-    util::SideTask read_side(
-        [&] { read.status = ReadIscFile(read_path, read.summary, &read.rows, read.last_crc); });
-    reference.status =
-        ReadIscFile(reference_path, reference.summary, &reference.rows, reference.last_crc);
-  }
+  util::RunForBoth([&](int i) {
+    IscFile& file = i == 0 ? read : reference;
+    file.status =
+        ReadIscFile(i == 0 ? read_path : reference_path, file.summary, &file.rows, file.last_crc);
+  });
   for (const IscFile* file : {&read, &reference}) {
     if (file->last_crc) crc::BlockCrcRegister() = *file->last_crc;
   }

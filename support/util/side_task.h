@@ -25,6 +25,15 @@ class SideTask {
   std::thread thread_;
 };
 
+// Runs task(0) on a second thread and task(1) on the caller's, and returns once both have
+// finished: the same work on two inputs (two files to compare) done at once. The task must not
+// throw.
+template <class Task>
+void RunForBoth(Task&& task) {
+  SideTask first([&task] { task(0); });
+  task(1);
+}
+
 // Jobs run one after another on a thread of its own, in the order they are posted, while the
 // caller prepares the next: Post waits for the job before to finish, then hands the new one over.
 // Where no thread can be started, each job runs at once on the caller's thread. Jobs must not

@@ -207,13 +207,9 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
   // once, the read file on a second thread, as the readers keep no state outside their calls.
   // Complaints come after, in the files' order.
   JedecSummaryRead summaries[2];
-  const auto read_summary = [&](int i) {
+  util::RunForBoth([&](int i) {
     summaries[i].status = GetJEDECSummary(paths[i]->c_str(), &summaries[i].summary);
-  };
-  {
-    util::SideTask read_side([&] { read_summary(0); });
-    read_summary(1);
-  }
+  });
   for (int i = 0; i < 2; ++i) {
     if (const int status =
             DeviceForJedec(options, c.device, *paths[i], *paths[i], summaries[i], devices[i]);
@@ -227,10 +223,7 @@ int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
     return kExitInvalidInput;
   }
   LinearFuses fuses[2];
-  {
-    util::SideTask read_side([&] { ReadLinearFuses(*paths[0], devices[0], fuses[0]); });
-    ReadLinearFuses(*paths[1], devices[1], fuses[1]);
-  }
+  util::RunForBoth([&](int i) { ReadLinearFuses(*paths[i], devices[i], fuses[i]); });
   for (int i = 0; i < 2; ++i) {
     if (fuses[i].status != 0) {  // 8195, a syntax error, is the one failure above 0
       ComplainStatus(*paths[i], "cannot be read as a JEDEC file", fuses[i].status);
