@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "core/diff_report.h"
 #include "core/file_io.h"
@@ -27,7 +28,7 @@ constexpr int kCannotOpen = -1;
 
 struct IscFile {
   ISCSummary summary;
-  std::deque<IscBlockRows> rows;
+  IscFileRows rows;
   int status = 0;
   std::optional<std::uint32_t> last_crc;
 };
@@ -139,26 +140,34 @@ const FlatRows* MaskOf(const IscFile& read, const IscFile& reference,
     if (at < 0) continue;
     const ISCBlockSummary& mask = file->summary.blocks[static_cast<std::size_t>(at)];
     if (mask.rowWidth == block.rowWidth && mask.rowCount == block.rowCount)
-      return &file->rows[static_cast<std::size_t>(at)].rows;
+      return &file->rows.blocks[static_cast<std::size_t>(at)].rows;
   }
   return nullptr;
 }
 
-// Rows whose bytes are alike hold the same bits, so whole runs are passed over by one memory
-// compare and only the rows that differ are looked at bit by bit.
+// Rows whose bytes are alike hold the same bits, so runs of rows are passed over by one memory
+// compare and only the rows of a run that differs are looked at one by one, bit by bit.
 void CompareRows(const std::string& prefix, const FlatRows& read, const FlatRows& reference,
                  const FlatRows* mask, core::DiffReport& report) {
-  const std::size_t row_bytes = reference.RowBytes();
+  constexpr std::size_t kRunRows = 256;
   const std::size_t count = std::min(read.count, reference.count);
-  if (read.width != reference.width || row_bytes == 0 || count == 0) return;
-  if (std::memcmp(read.Bytes(), reference.Bytes(), count * row_bytes) == 0) return;
-  for (std::size_t r = 0; r < count; ++r) {
-    const unsigned char* a = read.Row(r);
-    const unsigned char* b = reference.Row(r);
-    if (std::memcmp(a, b, row_bytes) == 0) continue;
-    report.CompareRow(prefix + std::to_string(r + 1), a, b,
-                      mask != nullptr ? mask->Row(r) : nullptr, reference.width,
-                      core::BitOrder::kRowLayout);
+  if (read.width != reference.width || reference.RowBytes() == 0 || count == 0) return;
+  if (read.SameBytes(reference, 0, count)) return;
+  std::vector<unsigned char> scratch(3 * reference.RowBytes());
+  unsigned char* const read_row = scratch.data();
+  unsigned char* const reference_row = read_row + reference.RowBytes();
+  unsigned char* const mask_row = reference_row + reference.RowBytes();
+  for (std::size_t first = 0; first < count; first += kRunRows) {
+    const std::size_t rows = std::min(kRunRows, count - first);
+    if (read.SameBytes(reference, first, rows)) continue;
+    for (std::size_t r = first; r < first + rows; ++r) {
+      const unsigned char* a = read.Row(r, read_row);
+      const unsigned char* b = reference.Row(r, reference_row);
+      if (std::memcmp(a, b, reference.RowBytes()) == 0) continue;
+      report.CompareRow(prefix + std::to_string(r + 1), a, b,
+                        mask != nullptr ? mask->Row(r, mask_row) : nullptr, reference.width,
+                        core::BitOrder::kRowLayout);
+    }
   }
 }
 
@@ -175,8 +184,8 @@ void CompareBlocks(const IscFile& read, const IscFile& reference, core::DiffRepo
                  (block.rowCount == 1 ? "" : "s") + " of " + std::to_string(block.rowWidth) +
                  " bits");
     const FlatRows* mask = IsMaskBlock(block.name) ? nullptr : MaskOf(read, reference, block);
-    const IscBlockRows& a = read.rows[static_cast<std::size_t>(at)];
-    const IscBlockRows& b = reference.rows[i];
+    const IscBlockRows& a = read.rows.blocks[static_cast<std::size_t>(at)];
+    const IscBlockRows& b = reference.rows.blocks[i];
     const std::uint64_t before = report.Differences();
     CompareRows("row ", a.rows, b.rows, mask, report);
     CompareRows("terminate row ", a.terminate, b.terminate, nullptr, report);

@@ -8,21 +8,19 @@
 #include <deque>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "core/file_io.h"
 #include "crc/block_crc.h"
 #include "crc/file_crc.h"
 #include "fusekit/isc.h"
 #include "fusekit/util.h"
+#include "isc/flat_rows.h"
 #include "isc/summary.h"
 #include "isc/text_case.h"
 #include "support/util/crc_engine.h"
@@ -41,77 +39,6 @@ struct Token {
   std::size_t at = 0;
 };
 
-// The value of each character as a hex digit, kNotHex for a character that is not one: a
-// table, as the digits of random data would defeat the branches of range tests.
-struct HexTable {
-  static constexpr unsigned char kNotHex = 0x80;
-  unsigned char value[256];
-  constexpr HexTable() : value() {
-    for (int c = 0; c < 256; ++c) {
-      value[c] = static_cast<unsigned char>(c >= '0' && c <= '9'   ? c - '0'
-                                            : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                                            : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                                                   : kNotHex);
-    }
-  }
-  unsigned Of(char c) const { return value[static_cast<unsigned char>(c)]; }
-};
-constexpr HexTable kHex;
-
-#if defined(__SSE2__)
-// 32 hex digits as 16 bytes, two digits a byte; false when one of them is not a hex digit.
-bool Decode32Digits(const char* digits, unsigned char* out) {
-  const __m128i zero_char = _mm_set1_epi8('0');
-  const __m128i nine = _mm_set1_epi8(9);
-  const __m128i lower_a = _mm_set1_epi8('a');
-  const __m128i five = _mm_set1_epi8(5);
-  const __m128i ten = _mm_set1_epi8(10);
-  const __m128i case_bit = _mm_set1_epi8(0x20);
-  __m128i halves[2];
-  int valid = 0xFFFF;
-  for (int h = 0; h < 2; ++h) {
-    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(digits + 16 * h));
-    const __m128i digit = _mm_sub_epi8(text, zero_char);
-    const __m128i is_digit = _mm_cmpeq_epi8(_mm_min_epu8(digit, nine), digit);
-    const __m128i letter = _mm_sub_epi8(_mm_or_si128(text, case_bit), lower_a);
-    const __m128i is_letter = _mm_cmpeq_epi8(_mm_min_epu8(letter, five), letter);
-    valid &= _mm_movemask_epi8(_mm_or_si128(is_digit, is_letter));
-    const __m128i value = _mm_or_si128(_mm_and_si128(is_digit, digit),
-                                       _mm_and_si128(is_letter, _mm_add_epi8(letter, ten)));
-    // Each 16-bit lane holds a high digit in its low byte and a low digit in its high byte.
-    const __m128i high = _mm_slli_epi16(_mm_and_si128(value, _mm_set1_epi16(0x00FF)), 4);
-    halves[h] = _mm_or_si128(high, _mm_srli_epi16(value, 8));
-  }
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(halves[0], halves[1]));
-  return valid == 0xFFFF;
-}
-#endif
-
-// Hex digits as row bytes: a lead of one digit (a width of 1 to 4 bits past a whole byte)
-// fills the first byte alone, then two digits a byte. False when a character is not a hex
-// digit.
-bool DecodeRow(const char* digits, std::size_t count, bool short_lead, unsigned char* out) {
-  unsigned bad = 0;
-  if (short_lead && count != 0) {
-    const unsigned low = kHex.Of(*digits++);
-    bad |= low;
-    *out++ = static_cast<unsigned char>(low);
-    --count;
-  }
-#if defined(__SSE2__)
-  for (; count >= 32; count -= 32, digits += 32, out += 16) {
-    if (!Decode32Digits(digits, out)) return false;
-  }
-#endif
-  for (std::size_t i = 0; i + 1 < count; i += 2) {
-    const unsigned high = kHex.Of(digits[i]);
-    const unsigned low = kHex.Of(digits[i + 1]);
-    bad |= high | low;
-    *out++ = static_cast<unsigned char>(high << 4 | low);
-  }
-  return (bad & HexTable::kNotHex) == 0;
-}
-
 bool IsBlank(char c) {
   return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f';
 }
@@ -127,6 +54,46 @@ bool EndsWord(char c) {
   return IsBlank(c) || c == '(' || c == ')' || c == ',';
 }
 
+// Whether the text between two rows is one comma among blanks.
+bool IsRowSeparator(const char* text, std::size_t count) {
+  std::size_t commas = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (text[i] == ',') {
+      ++commas;
+    } else if (!IsBlank(text[i])) {
+      return false;
+    }
+  }
+  return commas == 1;
+}
+
+// Tells whether a text stands at a place: most separators between rows are a comma, a line
+// end and a few blanks, which one masked 8-byte compare tells, instead of a call to memcmp a row.
+class SeparatorMatch {
+ public:
+  SeparatorMatch(const char* text, std::size_t count) : text_(text), count_(count) {
+    if (count_ > sizeof word_) return;
+    std::memcpy(&word_, text, count_);
+    mask_ = count_ == sizeof word_ ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * count_)) - 1;
+  }
+
+  // Whether the text stands at at, in a text that ends at end.
+  bool At(const char* at, const char* end) const {
+    if (static_cast<std::size_t>(end - at) < count_) return false;
+    if (mask_ == 0 || static_cast<std::size_t>(end - at) < sizeof word_)
+      return std::memcmp(at, text_, count_) == 0;
+    std::uint64_t word;
+    std::memcpy(&word, at, sizeof word);
+    return ((word ^ word_) & mask_) == 0;
+  }
+
+ private:
+  const char* text_;
+  std::size_t count_;
+  std::uint64_t word_ = 0;
+  std::uint64_t mask_ = 0;  // 0 when the text is longer than one word
+};
+
 // Tokens of the whole text: "(", ")" and "," on their own, comment lines ("--" to the line's
 // end) as one token, everything else split at blanks.
 class Scanner {
@@ -135,15 +102,50 @@ class Scanner {
 
   std::size_t Left() const { return text_.size() - pos_; }
 
-  // After blanks, a word of exactly digits hex digits decoded into out (see DecodeRow) and
-  // stepped over; false, past the blanks only, when the next word is anything else.
-  bool TakeHexRow(std::size_t digits, bool short_lead, unsigned char* out) {
+  // After blanks, a word of exactly the digits of a row of rows, decoded into a row appended
+  // to rows and stepped over; null, past the blanks only, when the next word is anything else.
+  const unsigned char* TakeHexRow(FlatRows& rows) {
     SkipBlanks();
-    if (Left() < digits || digits == 0) return false;
-    if (Left() > digits && !EndsWord(text_[pos_ + digits])) return false;
-    if (!DecodeRow(text_.data() + pos_, digits, short_lead, out)) return false;
+    const std::size_t digits = DigitsOfRow(rows.width);
+    if (Left() < digits || digits == 0) return nullptr;
+    if (Left() > digits && !EndsWord(text_[pos_ + digits])) return nullptr;
+    const char* at = text_.data() + pos_;
+    unsigned char* row = rows.Append(at);
+    if (!DecodeRow(at, digits, HasShortLead(rows.width), row)) {
+      rows.DropLast();
+      return nullptr;
+    }
     pos_ += digits;
-    return true;
+    return row;
+  }
+
+  // Just after the comma that follows a row: the rows laid out as the first two of rows were,
+  // each one stride after the one before with the same comma and blanks between, each with
+  // what follows it. Each row is decoded and handed to row_done. Stops before the first row
+  // that stands otherwise or is followed by anything else, which the caller reads on its own.
+  template <class RowDone>
+  void TakeEvenRows(FlatRows& rows, RowDone&& row_done) {
+    if (rows.Text() == nullptr || rows.count < 2) return;
+    const std::size_t digits = DigitsOfRow(rows.width);
+    const std::size_t stride = rows.Stride();
+    const char* between = rows.Text() + digits;
+    const std::size_t between_bytes = stride - digits;
+    const char* row = rows.Text() + rows.count * stride;
+    const char* const end = text_.data() + text_.size();
+    if (!IsRowSeparator(between, between_bytes) || row > end ||
+        std::memcmp(row - between_bytes, between, between_bytes) != 0 ||
+        text_.data() + pos_ <= row - between_bytes)
+      return;
+    const bool short_lead = HasShortLead(rows.width);
+    const SeparatorMatch separator(between, between_bytes);
+    std::vector<unsigned char> decoded(rows.RowBytes());
+    for (; static_cast<std::size_t>(end - row) >= stride; row += stride) {
+      if (!separator.At(row + digits, end) || !DecodeRow(row, digits, short_lead, decoded.data()))
+        break;
+      rows.AddNextInText();
+      row_done(decoded.data());
+    }
+    pos_ = static_cast<std::size_t>(row - text_.data());
   }
 
   Token Next() {
@@ -235,20 +237,19 @@ void ParseHeader(Scanner& scanner, ISCSummary& summary) {
   }
 }
 
-// The digits of a row of width bits: one short when the row starts with a single digit.
-std::size_t DigitsOfRow(unsigned long width) {
-  const std::size_t count = (width + 7) / 8;
-  return count * 2 - (width % 8 >= 1 && width % 8 <= 4 ? 1 : 0);
-}
-
-// One row from its digits, appended to rows. False for digits of another count than the
-// row width asks or a character that is not a hex digit.
-bool StoreRow(std::string_view digits, FlatRows& rows) {
+// One row from its digits, appended to rows and handed to row_done; in_text when the digits
+// are one word where they stand in the text. False for digits of another count than the row
+// width asks or a character that is not a hex digit.
+template <class RowDone>
+bool StoreRow(std::string_view digits, bool in_text, FlatRows& rows, RowDone&& row_done) {
   if (digits.size() != DigitsOfRow(rows.width)) return false;
-  const bool short_lead = rows.width % 8 >= 1 && rows.width % 8 <= 4;
-  if (DecodeRow(digits.data(), digits.size(), short_lead, rows.Append())) return true;
-  rows.DropLast();
-  return false;
+  unsigned char* row = rows.Append(in_text ? digits.data() : nullptr);
+  if (!DecodeRow(digits.data(), digits.size(), HasShortLead(rows.width), row)) {
+    rows.DropLast();
+    return false;
+  }
+  row_done(row);
+  return true;
 }
 
 // Reserves the rows a size comment announces, as many as the text left could hold at most.
@@ -261,24 +262,28 @@ void ReserveRows(FlatRows& rows, unsigned long announced, std::size_t text_left)
 // After a part's "(": rows separated by ",", up to ")". A width of 0 is taken from the digits
 // of the first row. A row is most often one word of the row's digits, decoded where it stands;
 // one written over several lines is joined first.
-int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows) {
+int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows,
+              crc_engine::DataCrc32Batch& crc) {
   // A second part of rows in one block goes on with the rows of the first, of their width.
   if (rows.count != 0 && sizes.width != 0 && sizes.width != rows.width) return kSyntax;
   if (rows.count == 0) rows.width = sizes.width;
+  const auto row_done = [&](const unsigned char* row) {
+    crc.AddRow(row, rows.RowBytes(), rows.width);
+  };
   std::string joined;
   std::string_view digits;
   bool any = false;
   if (rows.width != 0) ReserveRows(rows, sizes.rows, scanner.Left());
   for (;;) {
     if (!any && rows.width != 0 && scanner.Left() >= DigitsOfRow(rows.width)) {
-      const bool short_lead = rows.width % 8 >= 1 && rows.width % 8 <= 4;
-      if (scanner.TakeHexRow(DigitsOfRow(rows.width), short_lead, rows.Append())) {
+      if (const unsigned char* row = scanner.TakeHexRow(rows)) {
+        row_done(row);
         const Token after = scanner.NextSkippingComments();
         if (after.kind == Token::kClose) return 0;
-        if (after.kind == Token::kComma) continue;
-        return after.kind == Token::kEnd ? kEndedEarly : kSyntax;
+        if (after.kind != Token::kComma) return after.kind == Token::kEnd ? kEndedEarly : kSyntax;
+        scanner.TakeEvenRows(rows, row_done);
+        continue;
       }
-      rows.DropLast();
     }
     const Token token = scanner.NextSkippingComments();
     if (token.kind == Token::kEnd) return kEndedEarly;
@@ -296,7 +301,8 @@ int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows) {
     if (token.kind != Token::kComma && token.kind != Token::kClose) return kSyntax;
     if (token.kind == Token::kClose && !any && rows.count == 0) return 0;
     if (rows.width == 0 && rows.count == 0) rows.width = digits.size() * 4;
-    if (!StoreRow(digits, rows)) return kSyntax;
+    const bool in_text = joined.empty() || digits.data() != joined.data();
+    if (!StoreRow(digits, in_text, rows, row_done)) return kSyntax;
     if (token.kind == Token::kClose) return 0;
     digits = std::string_view();
     joined.clear();
@@ -307,8 +313,9 @@ int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows) {
 unsigned int DataCrc(const FlatRows& rows, const FlatRows& terminate) {
   crc_engine::DataCrc32Batch crc;
   for (const FlatRows* part : {&rows, &terminate}) {
+    std::vector<unsigned char> scratch(part->RowBytes());
     for (std::size_t r = 0; r < part->count; ++r)
-      crc.AddRow(part->Row(r), part->RowBytes(), part->width);
+      crc.AddRow(part->Row(r, scratch.data()), part->RowBytes(), part->width);
   }
   return crc.Value();
 }
@@ -318,6 +325,10 @@ int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
   FlatRows& rows = kept.rows;
   FlatRows& terminate = kept.terminate;
   SizeComments sizes;
+  // The data CRC is taken as the rows are read, which gives the CRC of the rows and then the
+  // terminate rows unless a part of rows comes after terminate rows; it is then taken again.
+  crc_engine::DataCrc32Batch crc;
+  bool crc_in_order = true;
   for (Token token = scanner.NextSkippingComments(&sizes);;
        token = scanner.NextSkippingComments(&sizes)) {
     if (token.kind == Token::kEnd) return kEndedEarly;
@@ -332,24 +343,25 @@ int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
       const Token value = scanner.NextSkippingComments();
       if (value.kind != Token::kWord || scanner.NextSkippingComments().kind != Token::kClose)
         return kSyntax;
-      unsigned int crc = 0;
-      if (std::sscanf(std::string(value.text).c_str(), "%8x", &crc) != 1) return kSyntax;
+      unsigned int stored = 0;
+      if (std::sscanf(std::string(value.text).c_str(), "%8x", &stored) != 1) return kSyntax;
       block.hasStoredCRC = true;
-      block.storedCRC = crc;
+      block.storedCRC = stored;
       continue;
     }
     if (part == "terminate") {
-      if (const int status = ParseRows(scanner, sizes, terminate); status != 0) return status;
+      if (const int status = ParseRows(scanner, sizes, terminate, crc); status != 0) return status;
       block.terminateRows = static_cast<unsigned long>(terminate.count);
       continue;
     }
     block.keyword = part;
-    if (const int status = ParseRows(scanner, sizes, rows); status != 0) return status;
+    if (terminate.count != 0) crc_in_order = false;
+    if (const int status = ParseRows(scanner, sizes, rows, crc); status != 0) return status;
     block.rowWidth = rows.width;
     block.rowCount = static_cast<unsigned long>(rows.count);
     sizes = SizeComments();  // a terminate part gives its own size
   }
-  block.computedCRC = DataCrc(rows, terminate);
+  block.computedCRC = crc_in_order ? crc.Value() : DataCrc(rows, terminate);
   return 0;
 }
 
@@ -423,36 +435,20 @@ int Summarize(std::string_view text, ISCSummary& summary, std::deque<IscBlockRow
 
 }  // namespace
 
-unsigned char* FlatRows::Append() {
-  const std::size_t row_bytes = RowBytes();
-  const std::size_t used = count * row_bytes;
-  if (bytes_.Size() - used < row_bytes) Grow(std::max(used + row_bytes, 2 * bytes_.Size()));
-  ++count;
-  return bytes_.Data() + used;
-}
-
-void FlatRows::Reserve(std::size_t rows) {
-  const std::size_t wanted = (count + rows) * RowBytes();
-  if (wanted > bytes_.Size()) Grow(wanted);
-}
-
-void FlatRows::Grow(std::size_t bytes) {
-  util::PopulatedBuffer larger(bytes);
-  if (count != 0) std::memcpy(larger.Data(), bytes_.Data(), count * RowBytes());
-  bytes_ = std::move(larger);
-}
-
-int ReadIscFile(const char* fileName, ISCSummary& summary, std::deque<IscBlockRows>* rows,
+int ReadIscFile(const char* fileName, ISCSummary& summary, IscFileRows* rows,
                 std::optional<std::uint32_t>& lastBlockCrc) {
   lastBlockCrc.reset();
   summary = ISCSummary();
-  if (rows != nullptr) rows->clear();
+  if (rows != nullptr) *rows = IscFileRows();
   if (fileName == nullptr) return kBadStructure;
-  const core::MappedFile file(fileName);
-  if (!file.Ready()) return kBadStructure;
   try {
-    const std::string_view text = file.Text();
-    return Summarize(text, summary, rows, lastBlockCrc);
+    // The rows may stay in the text, which then lives as long as they do.
+    auto file = std::make_unique<core::MappedFile>(fileName);
+    if (!file->Ready()) return kBadStructure;
+    const std::string_view text = file->Text();
+    if (rows == nullptr) return Summarize(text, summary, nullptr, lastBlockCrc);
+    rows->text = std::move(file);
+    return Summarize(text, summary, &rows->blocks, lastBlockCrc);
   } catch (const std::bad_alloc&) {
     return kSyntax;
   } catch (const std::length_error&) {

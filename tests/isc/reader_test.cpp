@@ -511,43 +511,58 @@ std::string DigitsOf(const Bytes& row, unsigned width) {
   return digits;
 }
 
-// A file of one block whose rows are laid out by layout (row digits in, the row's text out).
-std::string OneBlockFile(const std::vector<Bytes>& rows, unsigned width,
-                         const std::function<std::string(const std::string&)>& layout,
+// A row's text from its digits and its index.
+using RowLayout = std::function<std::string(const std::string&, std::size_t)>;
+
+// A file of one block whose rows are laid out by layout.
+std::string OneBlockFile(const std::vector<Bytes>& rows, unsigned width, const RowLayout& layout,
                          const std::string& size_comments) {
   std::string text = "IEEE_1532_Data (\n data array (\n  repeat\n" + size_comments + "   (\n";
   for (std::size_t r = 0; r < rows.size(); ++r)
-    text += layout(DigitsOf(rows[r], width)) + (r + 1 < rows.size() ? ",\n" : "\n");
+    text += layout(DigitsOf(rows[r], width), r) + (r + 1 < rows.size() ? ",\n" : "\n");
   return text + "   )\n )\n)\n0000";
 }
 
 // Rows of any width and any layout of their digits read as the same bits: the data CRC of the
 // block is that of the rows themselves, and a stray character anywhere in a row is refused.
 TEST(IscSummary, RowsOfEveryLayoutReadAlike) {
-  const auto as_is = [](const std::string& d) { return "     " + d; };
-  const auto lower = [](const std::string& d) {
+  const auto as_is = [](const std::string& d, std::size_t) { return "     " + d; };
+  const auto lower = [](const std::string& d, std::size_t) {
     std::string text = d;
     for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return text;
   };
-  const auto split = [](const std::string& d) {
+  const auto split = [](const std::string& d, std::size_t) {
     return d.size() < 2 ? d : d.substr(0, d.size() / 2) + "\n  " + d.substr(d.size() / 2);
   };
-  const auto commented = [](const std::string& d) { return "-- a note\n" + d + " "; };
+  const auto commented = [](const std::string& d, std::size_t) { return "-- a note\n" + d + " "; };
+  // Rows evenly laid out, but for one row a blank further on, or a note after one row: the
+  // rows before and after it are read alike.
+  const auto out_of_step = [](const std::string& d, std::size_t r) {
+    return (r == 6 ? "      " : "     ") + d;
+  };
+  const auto one_note = [](const std::string& d, std::size_t r) {
+    return "     " + d + (r == 4 ? " -- a note\n" : "");
+  };
+  const auto crlf = [](const std::string& d, std::size_t) { return "\r     " + d + "\r"; };
   const struct {
     const char* what;
-    std::function<std::string(const std::string&)> layout;
+    RowLayout layout;
     bool sizes;  // ROW_WIDTH and COLUMN_WIDTH comments before the rows
   } layouts[] = {{"one word a row", as_is, true},
                  {"lower case", lower, true},
                  {"no size comments", as_is, false},
                  {"rows over two lines", split, true},
-                 {"comments between rows", commented, true}};
+                 {"comments between rows", commented, true},
+                 {"one row out of step", out_of_step, true},
+                 {"a note after one row", one_note, true},
+                 {"carriage returns", crlf, true}};
+  constexpr unsigned kRows = 12;
   TempDir dir;
   for (unsigned width : {8u, 12u, 20u, 128u, 130u, 200u, 261u, 1000u}) {
     std::vector<Bytes> rows;
     SVFDataField field;
-    for (unsigned r = 0; r < 5; ++r) {
+    for (unsigned r = 0; r < kRows; ++r) {
       Bytes row((width + 7) / 8);
       for (std::size_t i = 0; i < row.size(); ++i)
         row[i] = static_cast<std::uint8_t>((r * 131 + i * 29 + width) & 0xFF);
@@ -558,13 +573,14 @@ TEST(IscSummary, RowsOfEveryLayoutReadAlike) {
     }
     GetDataCRC(nullptr, &field, nullptr, nullptr, false, nullptr);
     const unsigned expected = GetBlockCRCRegister();
-    const std::string sizes = "-- ROW_WIDTH = " + std::to_string(width) + "\n-- COLUMN_WIDTH = 5\n";
+    const std::string sizes = "-- ROW_WIDTH = " + std::to_string(width) +
+                              "\n-- COLUMN_WIDTH = " + std::to_string(kRows) + "\n";
     for (const auto& layout : layouts) {
       const std::string text = OneBlockFile(rows, width, layout.layout, layout.sizes ? sizes : "");
       ISCSummary s;
       ASSERT_EQ(GetISCSummary(dir.Write("f.isc", text).c_str(), &s), 0) << layout.what << width;
       ASSERT_EQ(s.blocks.size(), 1u);
-      EXPECT_EQ(s.blocks[0].rowCount, 5u) << layout.what << width;
+      EXPECT_EQ(s.blocks[0].rowCount, kRows) << layout.what << width;
       // Without a size comment the width is four bits a digit.
       const unsigned read_width = layout.sizes ? width : DigitsOf(rows[0], width).size() * 4;
       EXPECT_EQ(s.blocks[0].rowWidth, read_width) << layout.what << width;
@@ -572,14 +588,19 @@ TEST(IscSummary, RowsOfEveryLayoutReadAlike) {
         EXPECT_EQ(s.blocks[0].computedCRC, expected) << layout.what << width;
       }
     }
+    // A stray character at either end or in the middle of a row, in the second row, in one
+    // of the evenly laid out rows after it, or in the last.
     const std::string good = OneBlockFile(rows, width, as_is, sizes);
     const std::size_t first = good.find("     ") + 5;
     const std::size_t digits = DigitsOf(rows[0], width).size();
-    for (std::size_t at : {std::size_t{0}, digits / 2, digits - 1}) {
-      std::string bad = good;
-      bad[first + 2 * (digits + 7) + at] = 'G';  // in the third row
-      ISCSummary s;
-      EXPECT_EQ(GetISCSummary(dir.Write("f.isc", bad).c_str(), &s), -13) << width << " at " << at;
+    for (std::size_t row : {1u, 2u, 7u, kRows - 1}) {
+      for (std::size_t at : {std::size_t{0}, digits / 2, digits - 1}) {
+        std::string bad = good;
+        bad[first + row * (digits + 7) + at] = 'G';
+        ISCSummary s;
+        EXPECT_EQ(GetISCSummary(dir.Write("f.isc", bad).c_str(), &s), -13)
+            << width << " row " << row << " at " << at;
+      }
     }
   }
 }

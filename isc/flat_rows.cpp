@@ -1,0 +1,166 @@
+// Rows of an ISC data block, decoded or left in the file's text.
+#include "isc/flat_rows.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace fusekit::isc {
+namespace {
+
+// The value of each character as a hex digit, kNotHex for a character that is not one: a
+// table, as the digits of random data would defeat the branches of range tests.
+struct HexTable {
+  static constexpr unsigned char kNotHex = 0x80;
+  unsigned char value[256];
+  constexpr HexTable() : value() {
+    for (int c = 0; c < 256; ++c) {
+      value[c] = static_cast<unsigned char>(c >= '0' && c <= '9'   ? c - '0'
+                                            : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                            : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                                   : kNotHex);
+    }
+  }
+  unsigned Of(char c) const { return value[static_cast<unsigned char>(c)]; }
+};
+constexpr HexTable kHex;
+
+#if defined(__SSE2__)
+// 32 hex digits as 16 bytes, two digits a byte; false when one of them is not a hex digit.
+bool Decode32Digits(const char* digits, unsigned char* out) {
+  const __m128i zero_char = _mm_set1_epi8('0');
+  const __m128i nine = _mm_set1_epi8(9);
+  const __m128i lower_a = _mm_set1_epi8('a');
+  const __m128i five = _mm_set1_epi8(5);
+  const __m128i ten = _mm_set1_epi8(10);
+  const __m128i case_bit = _mm_set1_epi8(0x20);
+  __m128i halves[2];
+  int valid = 0xFFFF;
+  for (int h = 0; h < 2; ++h) {
+    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(digits + 16 * h));
+    const __m128i digit = _mm_sub_epi8(text, zero_char);
+    const __m128i is_digit = _mm_cmpeq_epi8(_mm_min_epu8(digit, nine), digit);
+    const __m128i letter = _mm_sub_epi8(_mm_or_si128(text, case_bit), lower_a);
+    const __m128i is_letter = _mm_cmpeq_epi8(_mm_min_epu8(letter, five), letter);
+    valid &= _mm_movemask_epi8(_mm_or_si128(is_digit, is_letter));
+    const __m128i value = _mm_or_si128(_mm_and_si128(is_digit, digit),
+                                       _mm_and_si128(is_letter, _mm_add_epi8(letter, ten)));
+    // Each 16-bit lane holds a high digit in its low byte and a low digit in its high byte.
+    const __m128i high = _mm_slli_epi16(_mm_and_si128(value, _mm_set1_epi16(0x00FF)), 4);
+    halves[h] = _mm_or_si128(high, _mm_srli_epi16(value, 8));
+  }
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(halves[0], halves[1]));
+  return valid == 0xFFFF;
+}
+#endif
+
+}  // namespace
+
+std::size_t DigitsOfRow(unsigned long width) {
+  const std::size_t count = (width + 7) / 8;
+  return count * 2 - (HasShortLead(width) ? 1 : 0);
+}
+
+bool HasShortLead(unsigned long width) {
+  return width % 8 >= 1 && width % 8 <= 4;
+}
+
+bool DecodeRow(const char* digits, std::size_t count, bool short_lead, unsigned char* out) {
+  unsigned bad = 0;
+  if (short_lead && count != 0) {
+    const unsigned low = kHex.Of(*digits++);
+    bad |= low;
+    *out++ = static_cast<unsigned char>(low);
+    --count;
+  }
+#if defined(__SSE2__)
+  for (; count >= 32; count -= 32, digits += 32, out += 16) {
+    if (!Decode32Digits(digits, out)) return false;
+  }
+#endif
+  for (std::size_t i = 0; i + 1 < count; i += 2) {
+    const unsigned high = kHex.Of(digits[i]);
+    const unsigned low = kHex.Of(digits[i + 1]);
+    bad |= high | low;
+    *out++ = static_cast<unsigned char>(high << 4 | low);
+  }
+  return (bad & HexTable::kNotHex) == 0;
+}
+
+const unsigned char* FlatRows::Row(std::size_t index, unsigned char* scratch) const {
+  if (text_ == nullptr) return bytes_.Data() + index * RowBytes();
+  DecodeRow(text_ + index * stride_, DigitsOfRow(width), HasShortLead(width), scratch);
+  return scratch;
+}
+
+bool FlatRows::SameBytes(const FlatRows& other, std::size_t first, std::size_t rows) const {
+  if (rows == 0) return true;
+  if (width != other.width || first + rows > count || first + rows > other.count) return false;
+  if (text_ == nullptr && other.text_ == nullptr) {
+    const std::size_t row_bytes = RowBytes();
+    return std::memcmp(bytes_.Data() + first * row_bytes, other.bytes_.Data() + first * row_bytes,
+                       rows * row_bytes) == 0;
+  }
+  if (text_ == nullptr || other.text_ == nullptr) return false;
+  // Texts of one stride are alike over their digits and what stands between them; rows of
+  // other strides, or of digits in another case, are compared one by one.
+  if (rows > 1 && stride_ != other.stride_) return false;
+  const std::size_t span = (rows - 1) * stride_ + DigitsOfRow(width);
+  return std::memcmp(text_ + first * stride_, other.text_ + first * other.stride_, span) == 0;
+}
+
+unsigned char* FlatRows::Append(const char* digits) {
+  const std::size_t row_bytes = RowBytes();
+  if (digits != nullptr && (count == 0 || text_ != nullptr)) {
+    const bool first = count == 0 && bytes_.Size() == 0;
+    const bool second = count == 1 && text_ != nullptr && digits > text_;
+    if (first || second || (count > 1 && digits == text_ + count * stride_)) {
+      if (first) text_ = digits;
+      if (second) stride_ = static_cast<std::size_t>(digits - text_);
+      ++count;
+      scratch_.resize(row_bytes);
+      return scratch_.data();
+    }
+  }
+  if (text_ != nullptr) Materialize();
+  const std::size_t used = count * row_bytes;
+  if (bytes_.Size() - used < row_bytes)
+    Grow(std::max({used + row_bytes, 2 * bytes_.Size(), announced_ * row_bytes}));
+  ++count;
+  return bytes_.Data() + used;
+}
+
+void FlatRows::DropLast() {
+  if (count == 0) return;
+  --count;
+  if (text_ != nullptr && count == 0) text_ = nullptr;
+  if (text_ != nullptr && count == 1) stride_ = 0;
+}
+
+void FlatRows::Reserve(std::size_t rows) {
+  announced_ = std::max(announced_, count + rows);
+  if (text_ == nullptr && bytes_.Size() != 0 && announced_ * RowBytes() > bytes_.Size())
+    Grow(announced_ * RowBytes());
+}
+
+void FlatRows::Grow(std::size_t bytes) {
+  util::PopulatedBuffer larger(bytes);
+  if (count != 0 && text_ == nullptr) std::memcpy(larger.Data(), bytes_.Data(), count * RowBytes());
+  bytes_ = std::move(larger);
+}
+
+void FlatRows::Materialize() {
+  const std::size_t row_bytes = RowBytes();
+  Grow(std::max(count, announced_) * row_bytes);
+  for (std::size_t r = 0; r < count; ++r)
+    DecodeRow(text_ + r * stride_, DigitsOfRow(width), HasShortLead(width),
+              bytes_.Data() + r * row_bytes);
+  text_ = nullptr;
+  stride_ = 0;
+}
+
+}  // namespace fusekit::isc
