@@ -112,11 +112,20 @@ std::uint16_t FileCrcOfLeadingBytes(std::FILE* file, std::uint64_t count) {
   return crc;
 }
 
-std::uint16_t FileCrcOfText(const std::uint8_t* bytes, std::size_t count) {
+void FileCrcOfPieces::Add(const std::uint8_t* bytes, std::size_t count) {
+  if (ended_ || count == 0) return;
   const void* end = std::memchr(bytes, kEndOfText, count);
-  if (end != nullptr)
+  if (end != nullptr) {
     count = static_cast<std::size_t>(static_cast<const std::uint8_t*>(end) - bytes);
-  return UpdateLeavingOutCr(crc_engine::kCcittInitial, bytes, count);
+    ended_ = true;
+  }
+  crc_ = UpdateLeavingOutCr(crc_, bytes, count);
+}
+
+std::uint16_t FileCrcOfText(const std::uint8_t* bytes, std::size_t count) {
+  FileCrcOfPieces crc;
+  crc.Add(bytes, count);
+  return crc.Value();
 }
 
 namespace {

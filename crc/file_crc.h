@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "support/util/crc_engine.h"
+
 namespace fusekit::crc {
 
 // Result for a file that cannot be opened: -13 seen as a 16-bit value.
@@ -22,6 +24,18 @@ std::uint64_t FileCrcExtent(std::FILE* file, const char* marker);
 
 // CCITT CRC of the first count bytes of the stream, carriage returns left out.
 std::uint16_t FileCrcOfLeadingBytes(std::FILE* file, std::uint64_t count);
+
+// The file CRC of a text handed over in pieces, in order: the CCITT CRC of its bytes before the
+// first byte 0xFF, carriage returns left out.
+class FileCrcOfPieces {
+ public:
+  void Add(const std::uint8_t* bytes, std::size_t count);
+  std::uint16_t Value() const { return crc_; }
+
+ private:
+  std::uint16_t crc_ = crc_engine::kCcittInitial;
+  bool ended_ = false;  // a byte 0xFF was seen: nothing after it counts
+};
 
 // The file CRC of a text already in memory: the CCITT CRC of its bytes before the first byte
 // 0xFF, carriage returns left out.

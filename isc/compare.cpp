@@ -18,6 +18,7 @@
 #include "fusekit/isc.h"
 #include "isc/summary.h"
 #include "isc/text_case.h"
+#include "support/util/byte_pipe.h"
 #include "support/util/side_task.h"
 
 namespace fusekit::isc {
@@ -28,13 +29,27 @@ constexpr int kCannotOpen = -1;
 
 struct IscFile {
   ISCSummary summary;
-  IscFileRows rows;
+  IscFileRows rows;  // empty when the rows were compared as they were read
   int status = 0;
   std::optional<std::uint32_t> last_crc;
 };
 
-// Reads both files, the read file on a second thread while the reference is read here; the
-// block CRC register is then left as reading the reference last leaves it.
+// The index of the block of that name (any case), or -1.
+int FindBlock(const ISCSummary& summary, const std::string& name) {
+  for (std::size_t i = 0; i < summary.blocks.size(); ++i) {
+    if (Lower(summary.blocks[i].name) == Lower(name)) return static_cast<int>(i);
+  }
+  return -1;
+}
+
+void SetBlockCrcRegister(const IscFile& read, const IscFile& reference) {
+  for (const IscFile* file : {&read, &reference}) {
+    if (file->last_crc) crc::BlockCrcRegister() = *file->last_crc;
+  }
+}
+
+// Reads both files, the read file on a second thread while the reference is read here, and
+// keeps their rows; the block CRC register is then left as reading the reference last leaves it.
 void ReadBoth(IscFile& read, const char* read_path, IscFile& reference,
               const char* reference_path) {
   util::RunForBoth([&](int i) {
@@ -42,9 +57,121 @@ void ReadBoth(IscFile& read, const char* read_path, IscFile& reference,
     file.status =
         ReadIscFile(i == 0 ? read_path : reference_path, file.summary, &file.rows, file.last_crc);
   });
-  for (const IscFile* file : {&read, &reference}) {
-    if (file->last_crc) crc::BlockCrcRegister() = *file->last_crc;
+  SetBlockCrcRegister(read, reference);
+}
+
+// The rows of both files as they are read are one stream of bytes each: every row, and after
+// each part of a block a mark of its kind, width and count. The read file's stream goes through
+// a pipe in batches; the reference's is compared with it a batch at a time.
+constexpr std::size_t kBatchBytes = 64 * 1024;
+constexpr std::size_t kPipeBytes = 4 * kBatchBytes;
+
+class RowStream : public RowSink {
+ public:
+  RowStream() { batch_.reserve(kBatchBytes + 64); }
+
+  void Row(const unsigned char* bytes, std::size_t count) override {
+    batch_.insert(batch_.end(), bytes, bytes + count);
+    if (batch_.size() >= kBatchBytes) Flush();
   }
+
+  void PartEnd(bool terminate, unsigned long width, std::size_t count) override {
+    const std::uint64_t mark[] = {terminate ? 1u : 0u, width, count};
+    Row(reinterpret_cast<const unsigned char*>(mark), sizeof mark);
+  }
+
+ protected:
+  // Hands the batch on and empties it.
+  virtual void Flush() = 0;
+
+  std::vector<unsigned char> batch_;
+};
+
+class PipeWriter final : public RowStream {
+ public:
+  explicit PipeWriter(util::BytePipe& pipe) : pipe_(pipe) {}
+  ~PipeWriter() override { pipe_.Finish(); }
+
+  void Flush() override {
+    if (!stopped_ && !batch_.empty()) stopped_ = !pipe_.Write(batch_.data(), batch_.size());
+    batch_.clear();
+  }
+
+ private:
+  util::BytePipe& pipe_;
+  bool stopped_ = false;  // the other side wants no more
+};
+
+class PipeMatcher final : public RowStream {
+ public:
+  explicit PipeMatcher(util::BytePipe& pipe) : pipe_(pipe) {}
+  ~PipeMatcher() override { pipe_.Stop(); }
+
+  // At the end of the reference: whether both streams were alike to their ends.
+  bool Alike() {
+    Flush();
+    const unsigned char* at = nullptr;
+    if (alike_ && pipe_.Peek(at) != 0) alike_ = false;
+    pipe_.Stop();
+    return alike_;
+  }
+
+ private:
+  void Flush() override {
+    for (std::size_t done = 0; alike_ && done < batch_.size();) {
+      const unsigned char* at = nullptr;
+      const std::size_t held = pipe_.Peek(at);
+      const std::size_t run = std::min(held, batch_.size() - done);
+      alike_ = run != 0 && std::memcmp(at, batch_.data() + done, run) == 0;
+      pipe_.Consume(run);
+      done += run;
+    }
+    batch_.clear();
+    if (!alike_) pipe_.Stop();
+  }
+
+  util::BytePipe& pipe_;
+  bool alike_ = true;
+};
+
+// Whether the blocks of both files are the same in name, shape and order, each name once.
+bool SameBlocks(const ISCSummary& read, const ISCSummary& reference) {
+  if (read.blocks.size() != reference.blocks.size()) return false;
+  for (std::size_t i = 0; i < reference.blocks.size(); ++i) {
+    const ISCBlockSummary& a = read.blocks[i];
+    const ISCBlockSummary& b = reference.blocks[i];
+    if (Lower(a.name) != Lower(b.name) || a.rowWidth != b.rowWidth || a.rowCount != b.rowCount ||
+        a.terminateRows != b.terminateRows || FindBlock(reference, b.name) != static_cast<int>(i))
+      return false;
+  }
+  return true;
+}
+
+// Reads both files at once, a window at a time, comparing their rows as they come, and keeps
+// none: true when both were read and hold the same blocks with the same rows, whose compare
+// then needs only the summaries. Otherwise the files are read again with their rows kept, to
+// tell where they differ.
+bool ReadAlike(IscFile& read, const char* read_path, IscFile& reference,
+               const char* reference_path) {
+  util::BytePipe pipe(kPipeBytes);
+  bool alike = false;
+  const bool ran = util::RunSideBySide([&](int i) {
+    if (i == 0) {
+      PipeWriter writer(pipe);
+      read.status = StreamIscFile(read_path, read.summary, &writer, read.last_crc);
+      writer.Flush();
+      return;
+    }
+    PipeMatcher matcher(pipe);
+    reference.status =
+        StreamIscFile(reference_path, reference.summary, &matcher, reference.last_crc);
+    alike = matcher.Alike();
+  });
+  if (!ran || !alike || read.status != 0 || reference.status != 0 ||
+      !SameBlocks(read.summary, reference.summary))
+    return false;
+  SetBlockCrcRegister(read, reference);
+  return true;
 }
 
 std::string Hex4(unsigned value) {
@@ -64,14 +191,6 @@ std::string Joined(const std::vector<std::string>& words) {
   std::string text;
   for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
   return text.empty() ? "(none)" : text;
-}
-
-// The index of the block of that name (any case), or -1.
-int FindBlock(const ISCSummary& summary, const std::string& name) {
-  for (std::size_t i = 0; i < summary.blocks.size(); ++i) {
-    if (Lower(summary.blocks[i].name) == Lower(name)) return static_cast<int>(i);
-  }
-  return -1;
 }
 
 bool IsMaskBlock(const std::string& name) {
@@ -171,7 +290,10 @@ void CompareRows(const std::string& prefix, const FlatRows& read, const FlatRows
   }
 }
 
-void CompareBlocks(const IscFile& read, const IscFile& reference, core::DiffReport& report) {
+// The blocks of both files; rows_alike when their rows were found alike as they were read, and
+// were not kept.
+void CompareBlocks(const IscFile& read, const IscFile& reference, bool rows_alike,
+                   core::DiffReport& report) {
   for (std::size_t i = 0; i < reference.summary.blocks.size(); ++i) {
     const ISCBlockSummary& block = reference.summary.blocks[i];
     const int at = FindBlock(read.summary, block.name);
@@ -183,12 +305,14 @@ void CompareBlocks(const IscFile& read, const IscFile& reference, core::DiffRepo
     report.Block("block " + block.name + ": " + std::to_string(block.rowCount) + " row" +
                  (block.rowCount == 1 ? "" : "s") + " of " + std::to_string(block.rowWidth) +
                  " bits");
-    const FlatRows* mask = IsMaskBlock(block.name) ? nullptr : MaskOf(read, reference, block);
-    const IscBlockRows& a = read.rows.blocks[static_cast<std::size_t>(at)];
-    const IscBlockRows& b = reference.rows.blocks[i];
     const std::uint64_t before = report.Differences();
-    CompareRows("row ", a.rows, b.rows, mask, report);
-    CompareRows("terminate row ", a.terminate, b.terminate, nullptr, report);
+    if (!rows_alike) {
+      const FlatRows* mask = IsMaskBlock(block.name) ? nullptr : MaskOf(read, reference, block);
+      const IscBlockRows& a = read.rows.blocks[static_cast<std::size_t>(at)];
+      const IscBlockRows& b = reference.rows.blocks[i];
+      CompareRows("row ", a.rows, b.rows, mask, report);
+      CompareRows("terminate row ", a.terminate, b.terminate, nullptr, report);
+    }
     if (block.hasStoredCRC || twin.hasStoredCRC) {
       report.Line("  data_CRC: read " +
                   CrcVerdict(twin.hasStoredCRC, twin.storedCRC, twin.computedCRC) + "; reference " +
@@ -231,7 +355,8 @@ int Compare(const char* read_path, const char* reference_path, const char* repor
   report.Line(std::string("reference: ") + reference_path);
   IscFile read;
   IscFile reference;
-  ReadBoth(read, read_path, reference, reference_path);
+  const bool rows_alike = ReadAlike(read, read_path, reference, reference_path);
+  if (!rows_alike) ReadBoth(read, read_path, reference, reference_path);
   int result = 0;
   for (const auto& [file, side] :
        {std::pair{&read, "read file"}, std::pair{&reference, "reference"}}) {
@@ -256,7 +381,7 @@ int Compare(const char* read_path, const char* reference_path, const char* repor
                   ", reference " + (reference.summary.security ? "ON" : "OFF"));
       report.Count(1);
     }
-    CompareBlocks(read, reference, report);
+    CompareBlocks(read, reference, rows_alike, report);
     report.Line("file checksum: read " + FileChecksumVerdict(read.summary) + "; reference " +
                 FileChecksumVerdict(reference.summary));
     // The file checksum covers the header, whose differences are not counted: it counts only

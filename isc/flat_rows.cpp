@@ -115,6 +115,11 @@ bool FlatRows::SameBytes(const FlatRows& other, std::size_t first, std::size_t r
 
 unsigned char* FlatRows::Append(const char* digits) {
   const std::size_t row_bytes = RowBytes();
+  if (keep_none_) {
+    ++count;
+    if (scratch_.size() != row_bytes) scratch_.resize(row_bytes);
+    return scratch_.data();
+  }
   if (digits != nullptr && (count == 0 || text_ != nullptr)) {
     const bool first = count == 0 && bytes_.Size() == 0;
     const bool second = count == 1 && text_ != nullptr && digits > text_;
@@ -122,7 +127,7 @@ unsigned char* FlatRows::Append(const char* digits) {
       if (first) text_ = digits;
       if (second) stride_ = static_cast<std::size_t>(digits - text_);
       ++count;
-      scratch_.resize(row_bytes);
+      if (scratch_.size() != row_bytes) scratch_.resize(row_bytes);
       return scratch_.data();
     }
   }
@@ -137,11 +142,13 @@ unsigned char* FlatRows::Append(const char* digits) {
 void FlatRows::DropLast() {
   if (count == 0) return;
   --count;
+  if (keep_none_) return;
   if (text_ != nullptr && count == 0) text_ = nullptr;
   if (text_ != nullptr && count == 1) stride_ = 0;
 }
 
 void FlatRows::Reserve(std::size_t rows) {
+  if (keep_none_) return;
   announced_ = std::max(announced_, count + rows);
   if (text_ == nullptr && bytes_.Size() != 0 && announced_ * RowBytes() > bytes_.Size())
     Grow(announced_ * RowBytes());

@@ -35,6 +35,10 @@ class FlatRows {
 
   std::size_t RowBytes() const { return (width + 7) / 8; }
 
+  // From now on rows are counted and not kept: each is decoded into a scratch row that holds it
+  // until the next, for a reader that only needs to see them once.
+  void KeepNone() { keep_none_ = true; }
+
   // The bytes of a row: where they are kept, or decoded into scratch (RowBytes() bytes).
   const unsigned char* Row(std::size_t index, unsigned char* scratch) const;
 
@@ -70,6 +74,7 @@ class FlatRows {
   std::size_t stride_ = 0;
   std::size_t announced_ = 0;           // rows the size comments said there would be
   std::vector<unsigned char> scratch_;  // the last row appended while in the text
+  bool keep_none_ = false;
 };
 
 }  // namespace fusekit::isc

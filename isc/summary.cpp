@@ -23,6 +23,7 @@
 #include "isc/flat_rows.h"
 #include "isc/summary.h"
 #include "isc/text_case.h"
+#include "isc/text_window.h"
 #include "support/util/crc_engine.h"
 
 namespace fusekit::isc {
@@ -98,18 +99,23 @@ class SeparatorMatch {
 // end) as one token, everything else split at blanks.
 class Scanner {
  public:
-  explicit Scanner(std::string_view text) : text_(text) {}
+  explicit Scanner(TextWindow& window) : window_(window) {}
 
-  std::size_t Left() const { return text_.size() - pos_; }
+  // Bytes of the file after the position (the largest value when the size is not known).
+  std::uint64_t Left() const { return window_.Size() - std::min(window_.Size(), Absolute()); }
+  // Where the position stands in the file.
+  std::uint64_t Absolute() const { return window_.Offset() + pos_; }
+  // Whether the whole text is held, so that what the tokens point to stays where it is.
+  bool Whole() const { return window_.Whole(); }
 
   // After blanks, a word of exactly the digits of a row of rows, decoded into a row appended
   // to rows and stepped over; null, past the blanks only, when the next word is anything else.
   const unsigned char* TakeHexRow(FlatRows& rows) {
     SkipBlanks();
     const std::size_t digits = DigitsOfRow(rows.width);
-    if (Left() < digits || digits == 0) return nullptr;
-    if (Left() > digits && !EndsWord(text_[pos_ + digits])) return nullptr;
-    const char* at = text_.data() + pos_;
+    if (digits == 0 || (!Hold(digits + 1) && Held() != digits)) return nullptr;
+    if (Held() > digits && !EndsWord(Text()[pos_ + digits])) return nullptr;
+    const char* at = Text().data() + pos_;
     unsigned char* row = rows.Append(at);
     if (!DecodeRow(at, digits, HasShortLead(rows.width), row)) {
       rows.DropLast();
@@ -119,58 +125,62 @@ class Scanner {
     return row;
   }
 
-  // Just after the comma that follows a row: the rows laid out as the first two of rows were,
-  // each one stride after the one before with the same comma and blanks between, each with
-  // what follows it. Each row is decoded and handed to row_done. Stops before the first row
-  // that stands otherwise or is followed by anything else, which the caller reads on its own.
+  // Just after a row's digits: the rows that follow laid out as the first of them is, each
+  // after the same comma and blanks and followed by them again. Each is decoded, handed to
+  // row_done and stepped over, so the position stays just after a row's digits; it stops before
+  // the first row that stands otherwise or is the last, which the caller reads on its own.
   template <class RowDone>
   void TakeEvenRows(FlatRows& rows, RowDone&& row_done) {
-    if (rows.Text() == nullptr || rows.count < 2) return;
-    const std::size_t digits = DigitsOfRow(rows.width);
-    const std::size_t stride = rows.Stride();
-    const char* between = rows.Text() + digits;
-    const std::size_t between_bytes = stride - digits;
-    const char* row = rows.Text() + rows.count * stride;
-    const char* const end = text_.data() + text_.size();
-    if (!IsRowSeparator(between, between_bytes) || row > end ||
-        std::memcmp(row - between_bytes, between, between_bytes) != 0 ||
-        text_.data() + pos_ <= row - between_bytes)
-      return;
-    const bool short_lead = HasShortLead(rows.width);
+    char between[kLongestSeparator];
+    const std::size_t between_bytes = SeparatorAhead(between);
+    if (between_bytes == 0) return;
     const SeparatorMatch separator(between, between_bytes);
-    std::vector<unsigned char> decoded(rows.RowBytes());
-    for (; static_cast<std::size_t>(end - row) >= stride; row += stride) {
-      if (!separator.At(row + digits, end) || !DecodeRow(row, digits, short_lead, decoded.data()))
-        break;
-      rows.AddNextInText();
-      row_done(decoded.data());
+    const std::size_t digits = DigitsOfRow(rows.width);
+    const bool short_lead = HasShortLead(rows.width);
+    const std::size_t step = between_bytes + digits;
+    for (;;) {
+      if (Held() < step + between_bytes && !Hold(step + between_bytes)) return;
+      const char* const end = Text().data() + Text().size();
+      const auto fits = [&](const char* at) {
+        return static_cast<std::size_t>(end - at) >= step + between_bytes;
+      };
+      for (const char* at = Text().data() + pos_; fits(at); at += step) {
+        // What stands before the row was checked after the row before, or by SeparatorAhead.
+        if (!separator.At(at + step, end)) return;
+        unsigned char* row = rows.Append(at + between_bytes);
+        if (!DecodeRow(at + between_bytes, digits, short_lead, row)) {
+          rows.DropLast();
+          return;
+        }
+        row_done(row);
+        pos_ += step;
+      }
     }
-    pos_ = static_cast<std::size_t>(row - text_.data());
   }
 
   Token Next() {
     SkipBlanks();
     Token token;
-    token.at = pos_;
-    if (pos_ >= text_.size()) return token;
-    const char c = text_[pos_];
+    token.at = Absolute();
+    if (!Hold(1)) return token;
+    const char c = Text()[pos_];
     if (c == '(' || c == ')' || c == ',') {
       ++pos_;
       token.kind = c == '(' ? Token::kOpen : c == ')' ? Token::kClose : Token::kComma;
       return token;
     }
-    if (text_.compare(pos_, 2, "--") == 0) {
-      const std::size_t end = std::min(text_.find('\n', pos_), text_.size());
+    if (c == '-' && Hold(2) && Text()[pos_ + 1] == '-') {
+      const std::size_t end = Find([](char ch) { return ch == '\n'; });
       token.kind = Token::kComment;
-      token.text = text_.substr(pos_, end - pos_);
+      token.text = Text().substr(pos_, end - pos_);
       if (!token.text.empty() && token.text.back() == '\r') token.text.remove_suffix(1);
       pos_ = end;
       return token;
     }
-    const std::size_t start = pos_;
-    while (pos_ < text_.size() && !EndsWord(text_[pos_])) ++pos_;
+    const std::size_t end = Find(EndsWord);
     token.kind = Token::kWord;
-    token.text = text_.substr(start, pos_ - start);
+    token.text = Text().substr(pos_, end - pos_);
+    pos_ = end;
     return token;
   }
 
@@ -184,8 +194,64 @@ class Scanner {
   }
 
  private:
+  static constexpr std::size_t kLongestSeparator = 32;
+
+  std::string_view Text() const { return window_.Text(); }
+  std::size_t Held() const { return Text().size() - pos_; }
+
+  // Reads more, keeping the text from the position on; false when there is no more.
+  bool Refill() {
+    const std::uint64_t before = window_.Offset();
+    const bool more = window_.More(pos_);
+    pos_ -= static_cast<std::size_t>(window_.Offset() - before);
+    return more;
+  }
+
+  // Whether count bytes are held from the position on, reading more when they are not.
+  bool Hold(std::size_t count) {
+    while (Held() < count) {
+      if (!Refill()) return false;
+    }
+    return true;
+  }
+
+  // The index of the first character from the position on for which stop is true, reading more
+  // as needed; the end of the text held when there is none up to the end of the file.
+  template <class Stop>
+  std::size_t Find(Stop&& stop) {
+    std::size_t at = pos_;
+    for (;;) {
+      const std::string_view text = Text();
+      while (at < text.size() && !stop(text[at])) ++at;
+      if (at < text.size()) return at;
+      const std::size_t scanned = at - pos_;
+      if (!Refill()) return pos_ + scanned;
+      at = pos_ + scanned;
+    }
+  }
+
   void SkipBlanks() {
-    while (pos_ < text_.size() && IsBlank(text_[pos_])) ++pos_;
+    for (;;) {
+      while (pos_ < Text().size() && IsBlank(Text()[pos_])) ++pos_;
+      if (pos_ < Text().size() || !Refill()) return;
+    }
+  }
+
+  // The comma and blanks after the position up to the first digit of a row, copied into out,
+  // and their count; 0 when something else stands there.
+  std::size_t SeparatorAhead(char (&out)[kLongestSeparator]) {
+    Hold(kLongestSeparator + 1);
+    const std::string_view text = Text().substr(pos_);
+    std::size_t count = 0;
+    while (count < text.size() && count < kLongestSeparator &&
+           (IsBlank(text[count]) || text[count] == ',')) {
+      ++count;
+    }
+    if (count == text.size() || count == kLongestSeparator || !IsRowSeparator(text.data(), count) ||
+        !std::isxdigit(static_cast<unsigned char>(text[count])))
+      return 0;
+    std::memcpy(out, text.data(), count);
+    return count;
   }
 
   static void ReadSizes(const std::string& comment, SizeComments& sizes) {
@@ -201,8 +267,8 @@ class Scanner {
     }
   }
 
-  std::string_view text_;
-  std::size_t pos_ = 0;
+  TextWindow& window_;
+  std::size_t pos_ = 0;  // an index into Text()
 };
 
 void ParseHeader(Scanner& scanner, ISCSummary& summary) {
@@ -237,13 +303,13 @@ void ParseHeader(Scanner& scanner, ISCSummary& summary) {
   }
 }
 
-// One row from its digits, appended to rows and handed to row_done; in_text when the digits
-// are one word where they stand in the text. False for digits of another count than the row
-// width asks or a character that is not a hex digit.
+// One row from its digits, appended to rows and handed to row_done; in_text is where the
+// digits stand in a whole text as one word, null when they do not. False for digits of another
+// count than the row width asks or a character that is not a hex digit.
 template <class RowDone>
-bool StoreRow(std::string_view digits, bool in_text, FlatRows& rows, RowDone&& row_done) {
+bool StoreRow(std::string_view digits, const char* in_text, FlatRows& rows, RowDone&& row_done) {
   if (digits.size() != DigitsOfRow(rows.width)) return false;
-  unsigned char* row = rows.Append(in_text ? digits.data() : nullptr);
+  unsigned char* row = rows.Append(in_text);
   if (!DecodeRow(digits.data(), digits.size(), HasShortLead(rows.width), row)) {
     rows.DropLast();
     return false;
@@ -263,49 +329,45 @@ void ReserveRows(FlatRows& rows, unsigned long announced, std::size_t text_left)
 // of the first row. A row is most often one word of the row's digits, decoded where it stands;
 // one written over several lines is joined first.
 int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows,
-              crc_engine::DataCrc32Batch& crc) {
+              crc_engine::DataCrc32Batch& crc, RowSink* sink) {
   // A second part of rows in one block goes on with the rows of the first, of their width.
   if (rows.count != 0 && sizes.width != 0 && sizes.width != rows.width) return kSyntax;
   if (rows.count == 0) rows.width = sizes.width;
   const auto row_done = [&](const unsigned char* row) {
     crc.AddRow(row, rows.RowBytes(), rows.width);
+    if (sink != nullptr) sink->Row(row, rows.RowBytes());
   };
-  std::string joined;
-  std::string_view digits;
+  // The digits of a row as the words of its text come, copied, since the text moves on.
+  std::string digits;
+  const char* first_word = nullptr;  // where the digits stand in a whole text, as one word
   bool any = false;
   if (rows.width != 0) ReserveRows(rows, sizes.rows, scanner.Left());
   for (;;) {
     if (!any && rows.width != 0 && scanner.Left() >= DigitsOfRow(rows.width)) {
       if (const unsigned char* row = scanner.TakeHexRow(rows)) {
         row_done(row);
+        scanner.TakeEvenRows(rows, row_done);
         const Token after = scanner.NextSkippingComments();
         if (after.kind == Token::kClose) return 0;
         if (after.kind != Token::kComma) return after.kind == Token::kEnd ? kEndedEarly : kSyntax;
-        scanner.TakeEvenRows(rows, row_done);
         continue;
       }
     }
     const Token token = scanner.NextSkippingComments();
     if (token.kind == Token::kEnd) return kEndedEarly;
     if (token.kind == Token::kWord) {
-      if (!any || digits.empty()) {
-        digits = token.text;
-      } else {
-        if (joined.empty() || digits.data() != joined.data()) joined.assign(digits);
-        joined += token.text;
-        digits = joined;
-      }
+      first_word = any ? nullptr : token.text.data();
+      digits += token.text;
       any = true;
       continue;
     }
     if (token.kind != Token::kComma && token.kind != Token::kClose) return kSyntax;
     if (token.kind == Token::kClose && !any && rows.count == 0) return 0;
     if (rows.width == 0 && rows.count == 0) rows.width = digits.size() * 4;
-    const bool in_text = joined.empty() || digits.data() != joined.data();
-    if (!StoreRow(digits, in_text, rows, row_done)) return kSyntax;
+    if (!StoreRow(digits, scanner.Whole() ? first_word : nullptr, rows, row_done)) return kSyntax;
     if (token.kind == Token::kClose) return 0;
-    digits = std::string_view();
-    joined.clear();
+    digits.clear();
+    first_word = nullptr;
     any = false;
   }
 }
@@ -321,7 +383,7 @@ unsigned int DataCrc(const FlatRows& rows, const FlatRows& terminate) {
 }
 
 // After "DATA" name "(": the block's parts up to its ")", its rows kept in kept.
-int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
+int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept, RowSink* sink) {
   FlatRows& rows = kept.rows;
   FlatRows& terminate = kept.terminate;
   SizeComments sizes;
@@ -341,22 +403,26 @@ int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
     if (open.kind != Token::kOpen) return open.kind == Token::kEnd ? kEndedEarly : kSyntax;
     if (part == "data_crc") {
       const Token value = scanner.NextSkippingComments();
+      const std::string digits(value.text);  // before the next token moves the text on
       if (value.kind != Token::kWord || scanner.NextSkippingComments().kind != Token::kClose)
         return kSyntax;
       unsigned int stored = 0;
-      if (std::sscanf(std::string(value.text).c_str(), "%8x", &stored) != 1) return kSyntax;
+      if (std::sscanf(digits.c_str(), "%8x", &stored) != 1) return kSyntax;
       block.hasStoredCRC = true;
       block.storedCRC = stored;
       continue;
     }
     if (part == "terminate") {
-      if (const int status = ParseRows(scanner, sizes, terminate, crc); status != 0) return status;
+      if (const int status = ParseRows(scanner, sizes, terminate, crc, sink); status != 0)
+        return status;
+      if (sink != nullptr) sink->PartEnd(true, terminate.width, terminate.count);
       block.terminateRows = static_cast<unsigned long>(terminate.count);
       continue;
     }
     block.keyword = part;
     if (terminate.count != 0) crc_in_order = false;
-    if (const int status = ParseRows(scanner, sizes, rows, crc); status != 0) return status;
+    if (const int status = ParseRows(scanner, sizes, rows, crc, sink); status != 0) return status;
+    if (sink != nullptr) sink->PartEnd(false, rows.width, rows.count);
     block.rowWidth = rows.width;
     block.rowCount = static_cast<unsigned long>(rows.count);
     sizes = SizeComments();  // a terminate part gives its own size
@@ -367,7 +433,7 @@ int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept) {
 
 // The closing checksum: the four hex digits after the closing parenthesis, and the CRC of the
 // file's text before them.
-void ReadFileChecksum(Scanner& scanner, std::string_view text, ISCSummary& summary) {
+void ReadFileChecksum(Scanner& scanner, const TextWindow& window, ISCSummary& summary) {
   const Token token = scanner.Next();
   unsigned int stored = 0;
   if (token.kind != Token::kWord || token.text.size() != 4 ||
@@ -375,13 +441,12 @@ void ReadFileChecksum(Scanner& scanner, std::string_view text, ISCSummary& summa
     return;
   summary.hasFileChecksum = true;
   summary.storedFileChecksum = static_cast<unsigned short>(stored);
-  summary.computedFileChecksum =
-      crc::FileCrcOfText(reinterpret_cast<const std::uint8_t*>(text.data()), token.at);
+  summary.computedFileChecksum = window.FileCrcBefore(token.at);
 }
 
-int Summarize(std::string_view text, ISCSummary& summary, std::deque<IscBlockRows>* kept_rows,
-              std::optional<std::uint32_t>& last_crc) {
-  Scanner scanner(text);
+int Summarize(TextWindow& window, ISCSummary& summary, std::deque<IscBlockRows>* kept_rows,
+              RowSink* sink, std::optional<std::uint32_t>& last_crc) {
+  Scanner scanner(window);
   Token token = scanner.Next();
   for (; token.kind == Token::kComment; token = scanner.Next()) {
     const std::size_t start = token.text.find_first_not_of('-');
@@ -419,9 +484,11 @@ int Summarize(std::string_view text, ISCSummary& summary, std::deque<IscBlockRow
       block.unprocessed = unprocessed;
       unprocessed = false;
       if (scanner.NextSkippingComments().kind != Token::kOpen) return kBadStructure;
-      IscBlockRows scratch;
-      IscBlockRows& rows = kept_rows != nullptr ? kept_rows->emplace_back() : scratch;
-      const int status = ParseBlock(scanner, block, rows);
+      IscBlockRows counted;  // rows counted and not kept
+      counted.rows.KeepNone();
+      counted.terminate.KeepNone();
+      IscBlockRows& rows = kept_rows != nullptr ? kept_rows->emplace_back() : counted;
+      const int status = ParseBlock(scanner, block, rows, sink);
       summary.blocks.push_back(block);
       if (status != 0) return status;
       last_crc = block.computedCRC;
@@ -429,8 +496,8 @@ int Summarize(std::string_view text, ISCSummary& summary, std::deque<IscBlockRow
       return kBadStructure;
     }
   }
-  ReadFileChecksum(scanner, text, summary);
-  return 0;
+  ReadFileChecksum(scanner, window, summary);
+  return window.Failed() ? kBadStructure : 0;
 }
 
 }  // namespace
@@ -439,16 +506,31 @@ int ReadIscFile(const char* fileName, ISCSummary& summary, IscFileRows* rows,
                 std::optional<std::uint32_t>& lastBlockCrc) {
   lastBlockCrc.reset();
   summary = ISCSummary();
-  if (rows != nullptr) *rows = IscFileRows();
+  if (rows == nullptr) return StreamIscFile(fileName, summary, nullptr, lastBlockCrc);
+  *rows = IscFileRows();
   if (fileName == nullptr) return kBadStructure;
   try {
     // The rows may stay in the text, which then lives as long as they do.
-    auto file = std::make_unique<core::MappedFile>(fileName);
-    if (!file->Ready()) return kBadStructure;
-    const std::string_view text = file->Text();
-    if (rows == nullptr) return Summarize(text, summary, nullptr, lastBlockCrc);
-    rows->text = std::move(file);
-    return Summarize(text, summary, &rows->blocks, lastBlockCrc);
+    rows->text = std::make_unique<core::MappedFile>(fileName);
+    if (!rows->text->Ready()) return kBadStructure;
+    TextWindow window(rows->text->Text());
+    return Summarize(window, summary, &rows->blocks, nullptr, lastBlockCrc);
+  } catch (const std::bad_alloc&) {
+    return kSyntax;
+  } catch (const std::length_error&) {
+    return kSyntax;
+  }
+}
+
+int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
+                  std::optional<std::uint32_t>& lastBlockCrc, std::size_t windowBytes) {
+  lastBlockCrc.reset();
+  summary = ISCSummary();
+  if (fileName == nullptr) return kBadStructure;
+  try {
+    TextWindow window(fileName, windowBytes);
+    if (!window.Ready()) return kBadStructure;
+    return Summarize(window, summary, nullptr, sink, lastBlockCrc);
   } catch (const std::bad_alloc&) {
     return kSyntax;
   } catch (const std::length_error&) {

@@ -12,6 +12,7 @@
 #include "core/file_io.h"
 #include "fusekit/isc.h"
 #include "isc/flat_rows.h"
+#include "isc/text_window.h"
 
 namespace fusekit::isc {
 
@@ -28,11 +29,29 @@ struct IscFileRows {
   std::deque<IscBlockRows> blocks;
 };
 
+// Sees each row of a file as it is read, in the file's order (a block's rows, then its
+// terminate rows): its bytes as FlatRows keeps them.
+class RowSink {
+ public:
+  virtual ~RowSink() = default;
+  virtual void Row(const unsigned char* bytes, std::size_t count) = 0;
+  // After the rows of a part of a block: terminate rows or not, their width, and the count of
+  // such rows of the block so far.
+  virtual void PartEnd(bool terminate, unsigned long width, std::size_t count) = 0;
+};
+
 // GetISCSummary, keeping each block's rows in rows when rows is not null. The same results. The
 // block CRC register is left alone, so two files can be read at once; lastBlockCrc is the data CRC
 // of the last block read whole, which GetISCSummary leaves in the register.
 int ReadIscFile(const char* fileName, ISCSummary& summary, IscFileRows* rows,
                 std::optional<std::uint32_t>& lastBlockCrc);
+
+// GetISCSummary reading the file a window of windowBytes at a time and keeping no rows: each row
+// is handed to sink (when not null) as it is read. The block CRC register is left alone, as by
+// ReadIscFile.
+int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
+                  std::optional<std::uint32_t>& lastBlockCrc,
+                  std::size_t windowBytes = TextWindow::kWindowBytes);
 
 }  // namespace fusekit::isc
 

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace fusekit::util {
@@ -32,6 +33,22 @@ template <class Task>
 void RunForBoth(Task&& task) {
   SideTask first([&task] { task(0); });
   task(1);
+}
+
+// Runs task(0) on a second thread and task(1) on the caller's, for work that must run at the
+// same time on both (one side waits for what the other hands it). Returns false, having run
+// neither, when no thread can be started. The task must not throw.
+template <class Task>
+bool RunSideBySide(Task&& task) {
+  std::thread side;
+  try {
+    side = std::thread([&task] { task(0); });
+  } catch (const std::system_error&) {
+    return false;
+  }
+  task(1);
+  side.join();
+  return true;
 }
 
 // Jobs run one after another on a thread of its own, in the order they are posted, while the

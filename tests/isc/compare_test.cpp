@@ -1,6 +1,7 @@
 // fnISCFileCompare against files the ISC writer makes: one flipped bit anywhere (a block row, the
 // usercode, a stored CRC, the file checksum) is counted once and located by row and column;
 // masked bits and header texts are not counted; files of another device are refused.
+#include <cctype>
 #include <functional>
 #include <string>
 
@@ -182,6 +183,54 @@ TEST(IscCompare, Statuses) {
     if (c.cause != nullptr) {
       EXPECT_NE(ReadFile(report).find(c.cause), std::string::npos) << ReadFile(report);
     }
+  }
+}
+
+// Long files are compared row by row as both are read, and read again to locate what differs:
+// the same rows in lower case or two to a line compare equal; one flipped bit among hundreds of
+// rows is found, counted once and located.
+TEST(IscCompare, LongFilesInOtherLayoutsAndOneFlippedBit) {
+  TempDir dir;
+  constexpr int kRows = 600;
+  const auto write = [&](const std::string& name, int flip_row) {
+    SVFPlusData data;
+    AddField(data, "FuseArray_TDI", kRows, 128,
+             [](int r, int i) { return (r * 31 + i * 7) & 0xFF; });
+    AddField(data, "Usercode_TDI", 1, 32, [](int, int i) { return 0xA0 + i; });
+    if (flip_row != 0) FlipColumn(*data.GetDataField("FuseArray_TDI")->GetRow(flip_row), 128, 77);
+    const std::string path = dir.Path(name);
+    EXPECT_GE(SVFPlus2ISC(&data, "-- long file\n", path.c_str(), "TESTDEV", 0, 0, "t"), 0);
+    return path;
+  };
+  const std::string reference = write("reference.isc", 0);
+  const std::string text = ReadFile(reference);
+  // The rows' text from the first block on, without the file checksum (which the edits would
+  // break), the header left as it is.
+  const std::size_t blocks = text.find(" data ");
+  ASSERT_NE(blocks, std::string::npos);
+  std::string lower = text.substr(0, text.size() - 4);
+  for (std::size_t i = blocks; i < lower.size(); ++i)
+    lower[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(lower[i])));
+  std::string paired = text.substr(0, text.size() - 4);
+  for (std::size_t at = paired.find(",\n", blocks), n = 0; at != std::string::npos && n < 300;
+       at = paired.find(",\n", at + 2), n += 2)
+    paired.replace(at, 2, ", ");
+  const std::string report = dir.Path("report.txt");
+  const struct {
+    const char* what;
+    std::string read;
+    int count;
+    const char* located;
+  } cases[] = {
+      {"lower case", dir.Write("lower.isc", lower), 0, "block array: 600 rows of 128 bits\n"},
+      {"two rows a line", dir.Write("paired.isc", paired), 0, "Differences: 0"},
+      {"row 450 flipped", write("flipped.isc", 450), 1, "  row 450: 77-\n"},
+      {"row 600 flipped", write("last.isc", 600), 1, "  row 600: 77+\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    EXPECT_EQ(fnISCFileCompare(c.read.c_str(), reference.c_str(), report.c_str()), c.count);
+    EXPECT_NE(ReadFile(report).find(c.located), std::string::npos) << ReadFile(report);
   }
 }
 

@@ -1,0 +1,55 @@
+// The text of an ISC data file, whole or through a window that slides on.
+#include "isc/text_window.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+namespace fusekit::isc {
+TextWindow::TextWindow(std::string_view whole) : text_(whole), size_(whole.size()), ready_(true) {}
+
+TextWindow::TextWindow(const char* fileName, std::size_t windowBytes)
+    : file_(core::OpenFile(fileName, "rb")) {
+  if (!file_) return;
+  size_ = core::FileSize(file_.get());
+  capacity_ = std::max<std::size_t>(windowBytes, 2);
+  buffer_.reset(new char[capacity_]);
+  text_ = std::string_view(buffer_.get(), 0);
+  ready_ = true;
+  More(0);
+}
+
+bool TextWindow::More(std::size_t keep) {
+  if (!file_) return false;
+  keep = std::min(keep, text_.size());
+  const std::size_t kept = text_.size() - keep;
+  dropped_crc_.Add(reinterpret_cast<const std::uint8_t*>(text_.data()), keep);
+  offset_ += keep;
+  // A word as long as most of the window (a row of many digits) makes it twice as large.
+  if (kept > capacity_ / 2 && capacity_ <= std::numeric_limits<std::size_t>::max() / 4) {
+    std::unique_ptr<char[]> larger(new char[2 * capacity_]);
+    std::memcpy(larger.get(), text_.data() + keep, kept);
+    buffer_ = std::move(larger);
+    capacity_ *= 2;
+  } else if (kept != 0 && keep != 0) {
+    std::memmove(buffer_.get(), text_.data() + keep, kept);
+  }
+  std::size_t got = 0;
+  if (!failed_ && !std::feof(file_.get()) && kept < capacity_) {
+    got = std::fread(buffer_.get() + kept, 1, capacity_ - kept, file_.get());
+    if (got == 0 && std::ferror(file_.get())) failed_ = true;
+  }
+  text_ = std::string_view(buffer_.get(), kept + got);
+  return got != 0;
+}
+
+std::uint16_t TextWindow::FileCrcBefore(std::uint64_t offset) const {
+  crc::FileCrcOfPieces crc = dropped_crc_;
+  const std::uint64_t held = offset > offset_ ? offset - offset_ : 0;
+  crc.Add(reinterpret_cast<const std::uint8_t*>(text_.data()),
+          static_cast<std::size_t>(std::min<std::uint64_t>(held, text_.size())));
+  return crc.Value();
+}
+
+}  // namespace fusekit::isc

@@ -1,0 +1,66 @@
+// The text of an ISC data file as its parser walks it.
+#ifndef FUSEKIT_ISC_TEXT_WINDOW_H
+#define FUSEKIT_ISC_TEXT_WINDOW_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "core/file_io.h"
+#include "crc/file_crc.h"
+
+namespace fusekit::isc {
+
+// Either the whole text at once (a text in memory, which must outlive the window), or a window
+// onto a file read a chunk at a time that slides on as the parser asks for more: a file of any
+// size is then read in memory of the size of its longest word, and its pages are copied into
+// one buffer instead of each being mapped. The file CRC of the text the window leaves behind
+// is taken on the way.
+class TextWindow {
+ public:
+  explicit TextWindow(std::string_view whole);
+  // The bytes a window holds at first: large enough that a read costs little beside the copy
+  // it makes, small enough to stay in the processor's cache while the parser walks it.
+  static constexpr std::size_t kWindowBytes = 1024 * 1024;
+
+  // Ready() is false when the file cannot be opened.
+  explicit TextWindow(const char* fileName, std::size_t windowBytes = kWindowBytes);
+  TextWindow(const TextWindow&) = delete;
+  TextWindow& operator=(const TextWindow&) = delete;
+
+  bool Ready() const { return ready_; }
+  // Whether the whole text is held from the start, and never moves.
+  bool Whole() const { return !file_; }
+  // Whether a read failed before the end of the file.
+  bool Failed() const { return failed_; }
+
+  // The bytes held now, and where the first of them stands in the file.
+  std::string_view Text() const { return text_; }
+  std::uint64_t Offset() const { return offset_; }
+  // The size of the file, the largest value when it is not known (a pipe).
+  std::uint64_t Size() const { return size_; }
+
+  // Drops the bytes held before keep (an index into Text()), which from then on stands at
+  // index 0, and reads more of the file after the bytes held. False when nothing more could be
+  // read: the end of the file, or of the whole text.
+  bool More(std::size_t keep);
+
+  // The file CRC of the text before offset, which must not be before a byte still held.
+  std::uint16_t FileCrcBefore(std::uint64_t offset) const;
+
+ private:
+  core::UniqueFile file_;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t capacity_ = 0;
+  std::string_view text_;
+  std::uint64_t offset_ = 0;
+  std::uint64_t size_ = 0;
+  crc::FileCrcOfPieces dropped_crc_;  // of the text dropped so far
+  bool ready_ = false;
+  bool failed_ = false;
+};
+
+}  // namespace fusekit::isc
+
+#endif  // FUSEKIT_ISC_TEXT_WINDOW_H

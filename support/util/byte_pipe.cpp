@@ -1,0 +1,66 @@
+#include "support/util/byte_pipe.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace fusekit::util {
+
+BytePipe::BytePipe(std::size_t capacity)
+    : ring_(new unsigned char[std::max<std::size_t>(capacity, 1)]),
+      capacity_(std::max<std::size_t>(capacity, 1)) {}
+
+bool BytePipe::Write(const unsigned char* bytes, std::size_t count) {
+  while (count != 0) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [this] { return stopped_ || written_ - read_ < capacity_; });
+    if (stopped_) return false;
+    // The room from the write position to the ring's end or to the unread bytes.
+    const std::size_t at = static_cast<std::size_t>(written_ % capacity_);
+    const std::size_t room = capacity_ - static_cast<std::size_t>(written_ - read_);
+    const std::size_t run = std::min({count, room, capacity_ - at});
+    lock.unlock();
+    // Only this thread writes there: the reader does not look past written_.
+    std::memcpy(ring_.get() + at, bytes, run);
+    lock.lock();
+    written_ += run;
+    lock.unlock();
+    changed_.notify_all();
+    bytes += run;
+    count -= run;
+  }
+  return true;
+}
+
+void BytePipe::Finish() {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    finished_ = true;
+  }
+  changed_.notify_all();
+}
+
+std::size_t BytePipe::Peek(const unsigned char*& at) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait(lock, [this] { return finished_ || written_ != read_; });
+  const std::size_t start = static_cast<std::size_t>(read_ % capacity_);
+  at = ring_.get() + start;
+  return std::min(static_cast<std::size_t>(written_ - read_), capacity_ - start);
+}
+
+void BytePipe::Consume(std::size_t count) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    read_ += std::min<std::uint64_t>(count, written_ - read_);
+  }
+  changed_.notify_all();
+}
+
+void BytePipe::Stop() {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    stopped_ = true;
+  }
+  changed_.notify_all();
+}
+
+}  // namespace fusekit::util
