@@ -82,8 +82,9 @@ inline constexpr std::array<std::array<std::uint32_t, 256>, 8> kDataCrcTables =
 // the remainder. Four blocks are folded side by side over 512 bits, then into one; the last
 // 128 bits are reduced by the table engine (the CRC of 16 bytes from 0 is X x^16 mod P).
 struct FoldConstants {
-  std::uint64_t x128, x192;  // x^128 and x^192 mod P
-  std::uint64_t x512, x576;  // x^512 and x^576 mod P
+  std::uint64_t x128, x192;    // x^128 and x^192 mod P
+  std::uint64_t x512, x576;    // x^512 and x^576 mod P
+  std::uint64_t x2048, x2112;  // x^2048 and x^2112 mod P: sixteen blocks on, for 512-bit lanes
 };
 
 // x^power mod P, for P = x^degree + poly.
@@ -98,8 +99,9 @@ constexpr std::uint64_t XPowerMod(unsigned power, std::uint64_t poly, unsigned d
 }
 
 constexpr FoldConstants MakeFoldConstants(std::uint64_t poly, unsigned degree) {
-  return {XPowerMod(128, poly, degree), XPowerMod(192, poly, degree), XPowerMod(512, poly, degree),
-          XPowerMod(576, poly, degree)};
+  return {XPowerMod(128, poly, degree),  XPowerMod(192, poly, degree),
+          XPowerMod(512, poly, degree),  XPowerMod(576, poly, degree),
+          XPowerMod(2048, poly, degree), XPowerMod(2112, poly, degree)};
 }
 
 template <std::uint16_t Poly>
