@@ -65,8 +65,7 @@ class Report {
     for (int pad = n; pad < 8; ++pad) line[at++] = '0';
     while (n > 0) line[at++] = digits[--n];
     line[at++] = ' ';
-    line[at] = '\0';
-    Put(line);
+    Put(reinterpret_cast<const std::uint8_t*>(line), static_cast<std::size_t>(at));
   }
 
   void Printf(const char* format, ...)
@@ -378,17 +377,20 @@ class Comparison {
     // feeds are left to the caller, which echoes them.
     while (r != r_end && (*r == ' ' || *r == '\t')) ++r;
     while (f != f_end && (*f == ' ' || *f == '\t')) ++f;
+    // Equal digits go to the report a whole run at once, not sixteen at a time.
+    const std::uint8_t* equal_from = r;
     while (r_end - r >= 16 && f_end - f >= 16) {
       const int same = SameDigits16(r, f);
       if (same < 0) break;
-      if (same > 0) {
-        out_.Put(r, 16);
-      } else {
+      if (same == 0) {
+        out_.Put(equal_from, static_cast<std::size_t>(r - equal_from));
         for (int i = 0; i < 16; ++i) Mark(r[i], f[i]);
+        equal_from = r + 16;
       }
       r += 16;
       f += 16;
     }
+    out_.Put(equal_from, static_cast<std::size_t>(r - equal_from));
     // The rest of the run, a digit at a time, still straight from the windows.
     while (r != r_end && f != f_end && IsDigit01(*r) && IsDigit01(*f)) Mark(*r++, *f++);
     read_.Consume(r);

@@ -81,6 +81,31 @@ TEST(JedecCompare, DifferingFusesAreMarked) {
   EXPECT_NE(c.report.find("% Error count:  2*\n"), std::string::npos) << c.report;
 }
 
+// Long lines go sixteen digits at a time: a difference in any block of sixteen, in the digits
+// after the last whole block and on both sides of a block boundary is marked where it stands,
+// the digits around it kept.
+TEST(JedecCompare, LongLinesAreMarkedWhereTheyDiffer) {
+  std::string line;
+  for (int i = 0; i < 90; ++i) line += static_cast<char>('0' + (i * 7 / 3) % 2);
+  const std::string reference = "\x02\nQF180*\nF0*\nL00000 " + line + "*\nL00090 " + line +
+                                "*\n\x03"
+                                "0000\n";
+  for (int fuse : {0, 15, 16, 37, 63, 64, 85, 89, 90, 150, 179}) {
+    SCOPED_TRACE("fuse " + std::to_string(fuse));
+    std::string read = reference;
+    const std::size_t at =
+        reference.find(fuse < 90 ? "L00000 " : "L00090 ") + 7 + static_cast<std::size_t>(fuse % 90);
+    read[at] = read[at] == '0' ? '1' : '0';
+    std::string marked = line;
+    marked[static_cast<std::size_t>(fuse % 90)] = read[at] == '1' ? '+' : '-';
+    const Compared c = Compare(read, reference);
+    EXPECT_EQ(c.result, 1);
+    const std::string expected = fuse < 90 ? "\nL00000000 \n" + marked + "*\nL00000090 " + line
+                                           : "\nL00000000 \n" + line + "*\nL00000090 " + marked;
+    EXPECT_NE(c.report.find(expected), std::string::npos) << c.report;
+  }
+}
+
 TEST(JedecCompare, ListsSplitDifferentlyAndLineBreaksOfTheReadFile) {
   // The file under test has one L field over two lines, the reference two L fields.
   const std::string read =
