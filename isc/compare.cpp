@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <deque>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -68,11 +69,17 @@ constexpr std::size_t kPipeBytes = 4 * kBatchBytes;
 
 class RowStream : public RowSink {
  public:
-  RowStream() { batch_.reserve(kBatchBytes + 64); }
+  RowStream() : batch_(new unsigned char[kBatchBytes]) {}
 
   void Row(const unsigned char* bytes, std::size_t count) override {
-    batch_.insert(batch_.end(), bytes, bytes + count);
-    if (batch_.size() >= kBatchBytes) Flush();
+    while (count != 0) {
+      const std::size_t take = std::min(count, kBatchBytes - used_);
+      std::memcpy(batch_.get() + used_, bytes, take);
+      used_ += take;
+      bytes += take;
+      count -= take;
+      if (used_ == kBatchBytes) Flush();
+    }
   }
 
   void PartEnd(bool terminate, unsigned long width, std::size_t count) override {
@@ -84,7 +91,8 @@ class RowStream : public RowSink {
   // Hands the batch on and empties it.
   virtual void Flush() = 0;
 
-  std::vector<unsigned char> batch_;
+  std::unique_ptr<unsigned char[]> batch_;
+  std::size_t used_ = 0;  // bytes of the batch filled
 };
 
 class PipeWriter final : public RowStream {
@@ -93,8 +101,8 @@ class PipeWriter final : public RowStream {
   ~PipeWriter() override { pipe_.Finish(); }
 
   void Flush() override {
-    if (!stopped_ && !batch_.empty()) stopped_ = !pipe_.Write(batch_.data(), batch_.size());
-    batch_.clear();
+    if (!stopped_ && used_ != 0) stopped_ = !pipe_.Write(batch_.get(), used_);
+    used_ = 0;
   }
 
  private:
@@ -118,15 +126,15 @@ class PipeMatcher final : public RowStream {
 
  private:
   void Flush() override {
-    for (std::size_t done = 0; alike_ && done < batch_.size();) {
+    for (std::size_t done = 0; alike_ && done < used_;) {
       const unsigned char* at = nullptr;
       const std::size_t held = pipe_.Peek(at);
-      const std::size_t run = std::min(held, batch_.size() - done);
-      alike_ = run != 0 && std::memcmp(at, batch_.data() + done, run) == 0;
+      const std::size_t run = std::min(held, used_ - done);
+      alike_ = run != 0 && std::memcmp(at, batch_.get() + done, run) == 0;
       pipe_.Consume(run);
       done += run;
     }
-    batch_.clear();
+    used_ = 0;
     if (!alike_) pipe_.Stop();
   }
 

@@ -191,7 +191,7 @@ TEST(IscCompare, Statuses) {
 // rows is found, counted once and located.
 TEST(IscCompare, LongFilesInOtherLayoutsAndOneFlippedBit) {
   TempDir dir;
-  constexpr int kRows = 600;
+  constexpr int kRows = 30000;  // 480 KB of rows, 1.2 MB of text: more than a window, many batches
   const auto write = [&](const std::string& name, int flip_row) {
     SVFPlusData data;
     AddField(data, "FuseArray_TDI", kRows, 128,
@@ -222,10 +222,11 @@ TEST(IscCompare, LongFilesInOtherLayoutsAndOneFlippedBit) {
     int count;
     const char* located;
   } cases[] = {
-      {"lower case", dir.Write("lower.isc", lower), 0, "block array: 600 rows of 128 bits\n"},
+      {"lower case", dir.Write("lower.isc", lower), 0, "block array: 30000 rows of 128 bits\n"},
       {"two rows a line", dir.Write("paired.isc", paired), 0, "Differences: 0"},
       {"row 450 flipped", write("flipped.isc", 450), 1, "  row 450: 77-\n"},
-      {"row 600 flipped", write("last.isc", 600), 1, "  row 600: 77+\n"},
+      {"row 20000 flipped", write("middle.isc", 20000), 1, "  row 20000: 77"},
+      {"row 30000 flipped", write("last.isc", 30000), 1, "  row 30000: 77"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
