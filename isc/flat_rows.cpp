@@ -150,7 +150,7 @@ bool FlatRows::SameBytes(const FlatRows& other, std::size_t first, std::size_t r
   return std::memcmp(text_ + first * stride_, other.text_ + first * other.stride_, span) == 0;
 }
 
-unsigned char* FlatRows::Append(const char* digits) {
+unsigned char* FlatRows::AppendKept(const char* digits) {
   const std::size_t row_bytes = RowBytes();
   if (keep_none_) {
     ++count;

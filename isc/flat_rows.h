@@ -51,7 +51,13 @@ class FlatRows {
   // stand in the text (null when they were gathered from several words): the rows stay in the
   // text while that is one stride after the row before, and the room returned is then a
   // scratch row that holds the decoded bytes only until the next call.
-  unsigned char* Append(const char* digits);
+  unsigned char* Append(const char* digits) {
+    if (keep_none_ && scratch_.size() == RowBytes()) {  // most rows of a file read only once
+      ++count;
+      return scratch_.data();
+    }
+    return AppendKept(digits);
+  }
   void DropLast();
   // One more row kept in the text, one stride after the last: for a caller that has checked
   // its digits stand there, and handles their bytes itself.
@@ -65,6 +71,7 @@ class FlatRows {
   std::size_t Stride() const { return stride_; }
 
  private:
+  unsigned char* AppendKept(const char* digits);
   void Grow(std::size_t bytes);
   // Decodes the rows kept in the text into the buffer, which holds them from then on.
   void Materialize();
