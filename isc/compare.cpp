@@ -61,93 +61,22 @@ void ReadBoth(IscFile& read, const char* read_path, IscFile& reference,
   SetBlockCrcRegister(read, reference);
 }
 
-// The rows of both files as they are read are one stream of bytes each: every row, and after
-// each part of a block a mark of its kind, width and count. The read file's stream goes through
-// a pipe in batches; the reference's is compared with it a batch at a time.
-constexpr std::size_t kBatchBytes = 64 * 1024;
-constexpr std::size_t kPipeBytes = 4 * kBatchBytes;
-
-class RowStream : public RowSink {
+// The rows of a file as it is read, as one stream of bytes: every row, and after each part of
+// a block a mark of its kind, width and count. The read file's stream goes through a pipe; the
+// reference's is compared with it a batch at a time.
+class RowsInto final : public RowSink {
  public:
-  RowStream() : batch_(new unsigned char[kBatchBytes]) {}
+  explicit RowsInto(util::ByteBatches& out) : out_(out) {}
 
-  void Row(const unsigned char* bytes, std::size_t count) override {
-    // Rows of whole 16-byte blocks, the most common, are copied without a call to memcpy.
-    if (count % 16 == 0 && kBatchBytes - used_ >= count) {
-      for (std::size_t i = 0; i < count; i += 16)
-        std::memcpy(batch_.get() + used_ + i, bytes + i, 16);
-      used_ += count;
-      if (used_ == kBatchBytes) Flush();
-      return;
-    }
-    while (count != 0) {
-      const std::size_t take = std::min(count, kBatchBytes - used_);
-      std::memcpy(batch_.get() + used_, bytes, take);
-      used_ += take;
-      bytes += take;
-      count -= take;
-      if (used_ == kBatchBytes) Flush();
-    }
-  }
+  void Row(const unsigned char* bytes, std::size_t count) override { out_.Add(bytes, count); }
 
   void PartEnd(bool terminate, unsigned long width, std::size_t count) override {
     const std::uint64_t mark[] = {terminate ? 1u : 0u, width, count};
-    Row(reinterpret_cast<const unsigned char*>(mark), sizeof mark);
-  }
-
- protected:
-  // Hands the batch on and empties it.
-  virtual void Flush() = 0;
-
-  std::unique_ptr<unsigned char[]> batch_;
-  std::size_t used_ = 0;  // bytes of the batch filled
-};
-
-class PipeWriter final : public RowStream {
- public:
-  explicit PipeWriter(util::BytePipe& pipe) : pipe_(pipe) {}
-  ~PipeWriter() override { pipe_.Finish(); }
-
-  void Flush() override {
-    if (!stopped_ && used_ != 0) stopped_ = !pipe_.Write(batch_.get(), used_);
-    used_ = 0;
+    out_.Add(reinterpret_cast<const unsigned char*>(mark), sizeof mark);
   }
 
  private:
-  util::BytePipe& pipe_;
-  bool stopped_ = false;  // the other side wants no more
-};
-
-class PipeMatcher final : public RowStream {
- public:
-  explicit PipeMatcher(util::BytePipe& pipe) : pipe_(pipe) {}
-  ~PipeMatcher() override { pipe_.Stop(); }
-
-  // At the end of the reference: whether both streams were alike to their ends.
-  bool Alike() {
-    Flush();
-    const unsigned char* at = nullptr;
-    if (alike_ && pipe_.Peek(at) != 0) alike_ = false;
-    pipe_.Stop();
-    return alike_;
-  }
-
- private:
-  void Flush() override {
-    for (std::size_t done = 0; alike_ && done < used_;) {
-      const unsigned char* at = nullptr;
-      const std::size_t held = pipe_.Peek(at);
-      const std::size_t run = std::min(held, used_ - done);
-      alike_ = run != 0 && std::memcmp(at, batch_.get() + done, run) == 0;
-      pipe_.Consume(run);
-      done += run;
-    }
-    used_ = 0;
-    if (!alike_) pipe_.Stop();
-  }
-
-  util::BytePipe& pipe_;
-  bool alike_ = true;
+  util::ByteBatches& out_;
 };
 
 // Whether the blocks of both files are the same in name, shape and order, each name once.
@@ -169,18 +98,19 @@ bool SameBlocks(const ISCSummary& read, const ISCSummary& reference) {
 // tell where they differ.
 bool ReadAlike(IscFile& read, const char* read_path, IscFile& reference,
                const char* reference_path) {
-  util::BytePipe pipe(kPipeBytes);
+  util::BytePipe pipe(util::ByteBatches::kPipeBytes);
   bool alike = false;
   const bool ran = util::RunSideBySide([&](int i) {
     if (i == 0) {
-      PipeWriter writer(pipe);
-      read.status = StreamIscFile(read_path, read.summary, &writer, read.last_crc);
+      util::PipeBatchWriter writer(pipe);
+      RowsInto rows(writer);
+      read.status = StreamIscFile(read_path, read.summary, &rows, read.last_crc);
       writer.Flush();
       return;
     }
-    PipeMatcher matcher(pipe);
-    reference.status =
-        StreamIscFile(reference_path, reference.summary, &matcher, reference.last_crc);
+    util::PipeBatchMatcher matcher(pipe);
+    RowsInto rows(matcher);
+    reference.status = StreamIscFile(reference_path, reference.summary, &rows, reference.last_crc);
     alike = matcher.Alike();
   });
   if (!ran || !alike || read.status != 0 || reference.status != 0 ||

@@ -63,4 +63,34 @@ void BytePipe::Stop() {
   changed_.notify_all();
 }
 
+PipeBatchWriter::~PipeBatchWriter() {
+  pipe_.Finish();
+}
+
+void PipeBatchWriter::Flush() {
+  if (!stopped_ && used_ != 0) stopped_ = !pipe_.Write(batch_.get(), used_);
+  used_ = 0;
+}
+
+void PipeBatchMatcher::Flush() {
+  for (std::size_t done = 0; alike_ && done < used_;) {
+    const unsigned char* at = nullptr;
+    const std::size_t held = pipe_.Peek(at);
+    const std::size_t run = std::min(held, used_ - done);
+    alike_ = run != 0 && std::memcmp(at, batch_.get() + done, run) == 0;
+    pipe_.Consume(run);
+    done += run;
+  }
+  used_ = 0;
+  if (!alike_) pipe_.Stop();
+}
+
+bool PipeBatchMatcher::Alike() {
+  Flush();
+  const unsigned char* at = nullptr;
+  if (alike_ && pipe_.Peek(at) != 0) alike_ = false;
+  pipe_.Stop();
+  return alike_;
+}
+
 }  // namespace fusekit::util

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <mutex>
 
@@ -42,6 +43,72 @@ class BytePipe {
   std::uint64_t read_ = 0;     // bytes read since the start
   bool finished_ = false;
   bool stopped_ = false;
+};
+
+// A stream of bytes made a piece at a time and handed on a batch at a time.
+class ByteBatches {
+ public:
+  static constexpr std::size_t kBatchBytes = 64 * 1024;
+  // A pipe that holds a few batches, so that neither side waits for each one.
+  static constexpr std::size_t kPipeBytes = 4 * kBatchBytes;
+
+  ByteBatches() : batch_(new unsigned char[kBatchBytes]) {}
+  virtual ~ByteBatches() = default;
+  ByteBatches(const ByteBatches&) = delete;
+  ByteBatches& operator=(const ByteBatches&) = delete;
+
+  void Add(const unsigned char* bytes, std::size_t count) {
+    // Pieces of whole 16-byte blocks, the most common, are copied without a call to memcpy.
+    if (count % 16 == 0 && kBatchBytes - used_ >= count) {
+      for (std::size_t i = 0; i < count; i += 16)
+        std::memcpy(batch_.get() + used_ + i, bytes + i, 16);
+      used_ += count;
+      if (used_ == kBatchBytes) Flush();
+      return;
+    }
+    while (count != 0) {
+      const std::size_t take = count < kBatchBytes - used_ ? count : kBatchBytes - used_;
+      std::memcpy(batch_.get() + used_, bytes, take);
+      used_ += take;
+      bytes += take;
+      count -= take;
+      if (used_ == kBatchBytes) Flush();
+    }
+  }
+
+  // Hands on what the batch holds and empties it.
+  virtual void Flush() = 0;
+
+ protected:
+  std::unique_ptr<unsigned char[]> batch_;
+  std::size_t used_ = 0;  // bytes of the batch filled
+};
+
+// The writing side: batches go into the pipe; the pipe is finished when this ends.
+class PipeBatchWriter final : public ByteBatches {
+ public:
+  explicit PipeBatchWriter(BytePipe& pipe) : pipe_(pipe) {}
+  ~PipeBatchWriter() override;
+  void Flush() override;
+
+ private:
+  BytePipe& pipe_;
+  bool stopped_ = false;  // the reader wants no more
+};
+
+// The reading side: each batch is compared with as many bytes from the pipe; the pipe is
+// stopped at the first that differs, or when this ends.
+class PipeBatchMatcher final : public ByteBatches {
+ public:
+  explicit PipeBatchMatcher(BytePipe& pipe) : pipe_(pipe) {}
+  ~PipeBatchMatcher() override { pipe_.Stop(); }
+  void Flush() override;
+  // At the end of this side's stream: whether both streams were alike to their ends.
+  bool Alike();
+
+ private:
+  BytePipe& pipe_;
+  bool alike_ = true;
 };
 
 }  // namespace fusekit::util
