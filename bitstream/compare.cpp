@@ -14,6 +14,8 @@
 #include "fusekit/bitstream.h"
 #include "fusekit/bitstream_model.h"
 #include "fusekit/status.h"
+#include "support/bitstream_model/stream.h"
+#include "support/util/byte_pipe.h"
 #include "support/util/side_task.h"
 
 namespace fusekit::bitstream {
@@ -33,7 +35,9 @@ struct Stream {
   const char* path;
   const char* side;
   bool binary = false;
-  XFPBitstreamModel model;
+  XFPBitstreamModel model;  // empty when the frames were compared as they were read
+  std::string comment;      // the model's comment text
+  std::size_t frames = 0;
 };
 
 std::vector<std::string> Lines(const char* text) {
@@ -59,8 +63,8 @@ std::string Trimmed(const std::string& text) {
 
 // Comment entries that differ, by key ("Key: value"), noted and not counted.
 void NoteComments(const Stream& read, const Stream& reference, core::DiffReport& report) {
-  const std::vector<std::string> a = Lines(read.model.GetComment());
-  const std::vector<std::string> b = Lines(reference.model.GetComment());
+  const std::vector<std::string> a = Lines(read.comment.c_str());
+  const std::vector<std::string> b = Lines(reference.comment.c_str());
   for (std::size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
     const std::string one = i < a.size() ? a[i] : "(none)";
     const std::string other = i < b.size() ? b[i] : "(none)";
@@ -80,12 +84,18 @@ void NoteComments(const Stream& read, const Stream& reference, core::DiffReport&
   }
 }
 
-// Why the two streams cannot be compared frame by frame, or "".
-std::string WhyNotComparable(const Stream& read, const Stream& reference) {
-  const std::string one = DeviceNameOfComment(read.model.GetComment());
-  const std::string other = DeviceNameOfComment(reference.model.GetComment());
+// Why the two streams are for different devices by their comments, or "".
+std::string OtherDevices(const Stream& read, const Stream& reference) {
+  const std::string one = DeviceNameOfComment(read.comment.c_str());
+  const std::string other = DeviceNameOfComment(reference.comment.c_str());
   if (!one.empty() && !other.empty() && one != other)
     return "the files are for different devices: read " + one + ", reference " + other;
+  return "";
+}
+
+// Why the two streams cannot be compared frame by frame, or "".
+std::string WhyNotComparable(const Stream& read, const Stream& reference) {
+  if (const std::string why = OtherDevices(read, reference); !why.empty()) return why;
   const XFPBitstreamModel& a = read.model;
   const XFPBitstreamModel& b = reference.model;
   for (unsigned f = 0; f < std::max(a.GetFrameCount(), b.GetFrameCount()); ++f) {
@@ -133,8 +143,58 @@ void CompareFrames(const XFPBitstreamModel& a, const XFPBitstreamModel& b,
 
 std::string Describe(const Stream& stream) {
   return std::string(stream.path) + " (" + (stream.binary ? "binary" : "ASCII") + ", " +
-         std::to_string(FileBytes(stream.path)) + " bytes, " +
-         std::to_string(stream.model.GetFrameCount()) + " frames)";
+         std::to_string(FileBytes(stream.path)) + " bytes, " + std::to_string(stream.frames) +
+         " frames)";
+}
+
+// A frame as one run of bytes: its name, its count of components, and each component's size
+// in bits and the bytes that hold them; all that the compare below looks at.
+void AddFrame(util::ByteBatches& out, const XFPFrameModel& frame) {
+  const auto add = [&out](const void* bytes, std::size_t count) {
+    out.Add(static_cast<const unsigned char*>(bytes), count);
+  };
+  add(frame.GetName(), std::strlen(frame.GetName()) + 1);
+  const unsigned count = frame.GetComponentCount();
+  add(&count, sizeof count);
+  for (unsigned c = 0; c < count; ++c) {
+    const XFPFrameComponentModel& component = *frame.GetComponent(c);
+    const unsigned bits = component.GetBitSize();
+    add(&bits, sizeof bits);
+    if (bits != 0) add(component.GetBytes(), (bits + 7) / 8);
+  }
+}
+
+// Both streams parsed at once keeping no frames: the read file's frames go through a pipe to
+// the reference's thread, where they are compared with the reference's as they come. True
+// when both were parsed and their frames are alike to the last, with the comments and frame
+// counts filled; otherwise the streams are parsed again into models, to tell where they differ.
+bool ParseAlike(Stream& read, Stream& reference, const DeviceInfo& device) {
+  util::BytePipe pipe(util::ByteBatches::kPipeBytes);
+  int statuses[2] = {kXFPOk, kXFPOk};
+  bool alike = false;
+  const bool ran = util::RunSideBySide([&](int i) {
+    Stream& stream = i == 0 ? read : reference;
+    const auto parse = [&](util::ByteBatches& out) {
+      try {
+        statuses[i] = bitstream_model::ParseFrames(
+            stream.path, !stream.binary, device,
+            [&out](const XFPFrameModel& frame) { AddFrame(out, frame); }, stream.comment,
+            stream.frames);
+      } catch (const std::bad_alloc&) {
+        statuses[i] = kStatusNoMemory;
+      }
+    };
+    if (i == 0) {
+      util::PipeBatchWriter writer(pipe);
+      parse(writer);
+      writer.Flush();
+      return;
+    }
+    util::PipeBatchMatcher matcher(pipe);
+    parse(matcher);
+    alike = matcher.Alike();
+  });
+  return ran && alike && statuses[0] == kXFPOk && statuses[1] == kXFPOk;
 }
 
 int Compare(const char* read_path, const char* reference_path, const DeviceInfo& device,
@@ -148,18 +208,23 @@ int Compare(const char* read_path, const char* reference_path, const DeviceInfo&
   report.Line("bitstream compare");
   int result = 0;
   int statuses[2] = {0, 0};
+  for (Stream* stream : {&read, &reference})
+    stream->binary = LooksLikeBinaryBitstream(stream->path);
+  const bool frames_alike = ParseAlike(read, reference, device);
   const auto parse = [&](Stream& stream, int& status) {
     try {
-      stream.binary = LooksLikeBinaryBitstream(stream.path);
       stream.model.SetDevice(device);
       status = stream.model.Parse(stream.path, !stream.binary, nullptr);
+      stream.comment = stream.model.GetComment();
+      stream.frames = stream.model.GetFrameCount();
     } catch (const std::bad_alloc&) {
       status = kStatusNoMemory;
     }
   };
   // The read file is parsed on a second thread while the reference is parsed here; a parse
   // touches nothing outside its model.
-  util::RunForBoth([&](int i) { parse(i == 0 ? read : reference, statuses[i]); });
+  if (!frames_alike)
+    util::RunForBoth([&](int i) { parse(i == 0 ? read : reference, statuses[i]); });
   for (const int status : statuses) {
     if (status == kStatusNoMemory) return kStatusNoMemory;
   }
@@ -174,7 +239,8 @@ int Compare(const char* read_path, const char* reference_path, const DeviceInfo&
   if (result == 0) {
     report.Line("read:      " + Describe(read));
     report.Line("reference: " + Describe(reference));
-    const std::string why = WhyNotComparable(read, reference);
+    const std::string why =
+        frames_alike ? OtherDevices(read, reference) : WhyNotComparable(read, reference);
     if (!why.empty()) {
       report.Line("not compared: " + why);
       result = kCannotCompare;
@@ -182,7 +248,11 @@ int Compare(const char* read_path, const char* reference_path, const DeviceInfo&
   }
   if (result == 0) {
     NoteComments(read, reference, report);
-    CompareFrames(read.model, reference.model, report);
+    if (frames_alike) {
+      report.Block("frames");
+    } else {
+      CompareFrames(read.model, reference.model, report);
+    }
     result = core::CountAsResult(report.Differences());
   }
   if (!report.WriteTo(report_path)) return kStatusWriteFailed;

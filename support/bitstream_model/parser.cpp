@@ -208,7 +208,12 @@ int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const Device
           static_cast<unsigned int>(bits)));
       in.Advance(static_cast<std::size_t>(bytes));
     }
-    if (kept) out.frames.push_back(std::move(frame));
+    if (kept && out.frame_sink) {
+      out.frame_sink(frame);
+      ++out.frames_handed;
+    } else if (kept) {
+      out.frames.push_back(std::move(frame));
+    }
     out.encrypted = out.encrypted || def->encrypted;
     out.compressed = out.compressed || def->compressed;
     out.authenticated = out.authenticated || def->authenticated;
@@ -302,6 +307,28 @@ int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table
     observer.observe(observer.context, nullptr, 0);
   }
   return result;
+}
+
+int ParseFrames(const char* fileName, bool ascii, const DeviceInfo& device,
+                const std::function<void(const XFPFrameModel&)>& sink, std::string& comment,
+                std::size_t& frames) {
+  comment.clear();
+  frames = 0;
+  if (fileName == nullptr) return kXFPNullArgument;
+  Stream stream;
+  stream.frame_sink = sink;
+  try {
+    std::vector<CommandDef> table;
+    if (!CommandTableOf(device, table)) return kXFPBadCommandTable;
+    const int result =
+        ParseFile(fileName, ascii, table, device, FrameFilter{}, FileObserver{}, stream);
+    if (result != kXFPOk) return result;
+  } catch (const std::bad_alloc&) {
+    return kXFPTruncatedCommand;  // as XFPBitstreamModel::Parse
+  }
+  for (const std::string& entry : stream.entries) comment += entry + "\n";
+  frames = stream.frames_handed;
+  return kXFPOk;
 }
 
 }  // namespace fusekit::bitstream_model

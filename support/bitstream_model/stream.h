@@ -13,7 +13,9 @@
 #ifndef FUSEKIT_SUPPORT_BITSTREAM_MODEL_STREAM_H
 #define FUSEKIT_SUPPORT_BITSTREAM_MODEL_STREAM_H
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,10 @@ struct Stream {
   std::vector<std::string> entries;
   std::vector<std::uint8_t> verbatim;  // the comment block as found
   std::vector<XFPFrameModel> frames;
+  // When set, each frame the filter keeps is handed to it as it is read instead of being stored
+  // in frames, and counted in frames_handed: a parse in memory of the size of one frame.
+  std::function<void(const XFPFrameModel&)> frame_sink;
+  std::size_t frames_handed = 0;
   bool encrypted = false;
   bool compressed = false;
   bool authenticated = false;
@@ -82,6 +88,13 @@ bool IsBinaryName(const char* name);
 int CreateModel(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const char* fileName,
                 int kind, const char* const* keptFrames,
                 XFPBitstreamModel::ByteObserver observe = nullptr, void* context = nullptr);
+
+// XFPBitstreamModel::Parse of fileName for device, all frames kept, but handing each frame to
+// sink as it is read instead of storing it: the result, the comment text the model would hold
+// (its entries, each ended by a line feed) and the count of frames.
+int ParseFrames(const char* fileName, bool ascii, const DeviceInfo& device,
+                const std::function<void(const XFPFrameModel&)>& sink, std::string& comment,
+                std::size_t& frames);
 
 // Who sees the bytes of a file as a parse reads it: observe, with context, when it is set.
 struct FileObserver {

@@ -66,7 +66,7 @@ TEST(BitstreamCompare, EveryPairingFindsOneFlippedBitOnce) {
         int count;
         const char* located;
       } cases[] = {
-          {{}, 0, "Differences: 0"},
+          {{}, 0, "4 frames)\nframes\nDifferences: 0\n"},
           {{-1, 0, "2026/11/23"},
            0,
            "comment Date: read 2026/11/23, reference 2026/11/20 (not counted)"},
