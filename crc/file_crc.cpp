@@ -122,11 +122,6 @@ void FileCrcOfPieces::Add(const std::uint8_t* bytes, std::size_t count) {
   crc_ = UpdateLeavingOutCr(crc_, bytes, count);
 }
 
-std::uint16_t FileCrcOfText(const std::uint8_t* bytes, std::size_t count) {
-  FileCrcOfPieces crc;
-  crc.Add(bytes, count);
-  return crc.Value();
-}
 
 namespace {
 

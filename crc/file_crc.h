@@ -37,10 +37,6 @@ class FileCrcOfPieces {
   bool ended_ = false;  // a byte 0xFF was seen: nothing after it counts
 };
 
-// The file CRC of a text already in memory: the CCITT CRC of its bytes before the first byte
-// 0xFF, carriage returns left out.
-std::uint16_t FileCrcOfText(const std::uint8_t* bytes, std::size_t count);
-
 }  // namespace fusekit::crc
 
 #endif  // FUSEKIT_CRC_FILE_CRC_H
