@@ -169,32 +169,19 @@ void AddFrame(util::ByteBatches& out, const XFPFrameModel& frame) {
 // when both were parsed and their frames are alike to the last, with the comments and frame
 // counts filled; otherwise the streams are parsed again into models, to tell where they differ.
 bool ParseAlike(Stream& read, Stream& reference, const DeviceInfo& device) {
-  util::BytePipe pipe(util::ByteBatches::kPipeBytes);
   int statuses[2] = {kXFPOk, kXFPOk};
-  bool alike = false;
-  const bool ran = util::RunSideBySide([&](int i) {
+  const bool alike = util::StreamsAlike([&](int i, util::ByteBatches& out) {
     Stream& stream = i == 0 ? read : reference;
-    const auto parse = [&](util::ByteBatches& out) {
-      try {
-        statuses[i] = bitstream_model::ParseFrames(
-            stream.path, !stream.binary, device,
-            [&out](const XFPFrameModel& frame) { AddFrame(out, frame); }, stream.comment,
-            stream.frames);
-      } catch (const std::bad_alloc&) {
-        statuses[i] = kStatusNoMemory;
-      }
-    };
-    if (i == 0) {
-      util::PipeBatchWriter writer(pipe);
-      parse(writer);
-      writer.Flush();
-      return;
+    try {
+      statuses[i] = bitstream_model::ParseFrames(
+          stream.path, !stream.binary, device,
+          [&out](const XFPFrameModel& frame) { AddFrame(out, frame); }, stream.comment,
+          stream.frames);
+    } catch (const std::bad_alloc&) {
+      statuses[i] = kStatusNoMemory;
     }
-    util::PipeBatchMatcher matcher(pipe);
-    parse(matcher);
-    alike = matcher.Alike();
   });
-  return ran && alike && statuses[0] == kXFPOk && statuses[1] == kXFPOk;
+  return alike && statuses[0] == kXFPOk && statuses[1] == kXFPOk;
 }
 
 int Compare(const char* read_path, const char* reference_path, const DeviceInfo& device,

@@ -122,7 +122,6 @@ void FileCrcOfPieces::Add(const std::uint8_t* bytes, std::size_t count) {
   crc_ = UpdateLeavingOutCr(crc_, bytes, count);
 }
 
-
 namespace {
 
 std::uint16_t FileCrc(const char* fileName, const char* marker) {

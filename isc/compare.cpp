@@ -98,22 +98,13 @@ bool SameBlocks(const ISCSummary& read, const ISCSummary& reference) {
 // tell where they differ.
 bool ReadAlike(IscFile& read, const char* read_path, IscFile& reference,
                const char* reference_path) {
-  util::BytePipe pipe(util::ByteBatches::kPipeBytes);
-  bool alike = false;
-  const bool ran = util::RunSideBySide([&](int i) {
-    if (i == 0) {
-      util::PipeBatchWriter writer(pipe);
-      RowsInto rows(writer);
-      read.status = StreamIscFile(read_path, read.summary, &rows, read.last_crc);
-      writer.Flush();
-      return;
-    }
-    util::PipeBatchMatcher matcher(pipe);
-    RowsInto rows(matcher);
-    reference.status = StreamIscFile(reference_path, reference.summary, &rows, reference.last_crc);
-    alike = matcher.Alike();
+  const bool alike = util::StreamsAlike([&](int i, util::ByteBatches& out) {
+    IscFile& file = i == 0 ? read : reference;
+    RowsInto rows(out);
+    file.status =
+        StreamIscFile(i == 0 ? read_path : reference_path, file.summary, &rows, file.last_crc);
   });
-  if (!ran || !alike || read.status != 0 || reference.status != 0 ||
+  if (!alike || read.status != 0 || reference.status != 0 ||
       !SameBlocks(read.summary, reference.summary))
     return false;
   SetBlockCrcRegister(read, reference);

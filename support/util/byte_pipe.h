@@ -9,6 +9,8 @@
 #include <memory>
 #include <mutex>
 
+#include "support/util/side_task.h"
+
 namespace fusekit::util {
 
 // One writer thread, one reader thread. The writer waits while the ring is full, the reader
@@ -110,6 +112,29 @@ class PipeBatchMatcher final : public ByteBatches {
   BytePipe& pipe_;
   bool alike_ = true;
 };
+
+// Makes two streams of bytes at once, make(0, out) on a second thread and make(1, out) on the
+// caller's, each adding its bytes to out, and tells whether they were alike to their ends: the
+// first stream goes through a pipe and is compared with the second as both are made, so
+// neither is kept. False, having run neither, when no second thread can be started. make must
+// not throw.
+template <class Make>
+bool StreamsAlike(Make&& make) {
+  BytePipe pipe(ByteBatches::kPipeBytes);
+  bool alike = false;
+  const bool ran = RunSideBySide([&](int i) {
+    if (i == 0) {
+      PipeBatchWriter writer(pipe);
+      make(0, static_cast<ByteBatches&>(writer));
+      writer.Flush();
+      return;
+    }
+    PipeBatchMatcher matcher(pipe);
+    make(1, static_cast<ByteBatches&>(matcher));
+    alike = matcher.Alike();
+  });
+  return ran && alike;
+}
 
 }  // namespace fusekit::util
 
