@@ -48,8 +48,10 @@ void Row(const char* what, const std::string& a, double seconds, double read, do
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 6) {
-    std::fprintf(stderr, "usage: compare_peers TOOL JEDEC_FILE ISC_FILE WORK_FOLDER FUSES\n");
+  if (argc != 6 && argc != 7) {
+    std::fprintf(stderr,
+                 "usage: compare_peers TOOL JEDEC_FILE ISC_FILE WORK_FOLDER FUSES [ONLY]\n"
+                 "  ONLY: run only the compares whose name holds this text\n");
     return 2;
   }
   const std::string tool = argv[1], jedec = argv[2], isc = argv[3], folder = argv[4];
@@ -67,7 +69,9 @@ int main(int argc, char** argv) {
                {"fnISCFileCompare", isc},
                {"fusekit compare (ISC)", isc},
                {"fnBITFileCompare", bit}};
+  const std::string only = argc == 7 ? argv[6] : "";
   for (const auto& kind : kinds) {
+    if (std::string(kind.what).find(only) == std::string::npos) continue;
     std::remove(report.c_str());  // each compare's report is measured alone
     const std::string copy = CopyOf(kind.file);
     const double floor = ReadFloor(kind.file) + ReadFloor(copy);

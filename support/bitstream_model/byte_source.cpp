@@ -17,7 +17,7 @@ bool ByteSource::Fill(std::size_t count) {
   if (file_ == nullptr || failed_) return false;
   const std::size_t kept = end_ - at_;
   if (at_ != 0) {
-    if (kept != 0) std::memmove(buffer_.get(), buffer_.get() + at_, kept);
+    if (kept != 0) std::memmove(buffer_.Data(), buffer_.Data() + at_, kept);
     passed_ += at_;
     at_ = 0;
     end_ = kept;
@@ -27,20 +27,20 @@ bool ByteSource::Fill(std::size_t count) {
     // search reads in large blocks.
     if (end_ == capacity_) {
       const std::size_t capacity = std::max(kBlockBytes, 2 * capacity_);
-      std::unique_ptr<std::uint8_t[]> grown(new std::uint8_t[capacity]);
-      if (end_ != 0) std::memcpy(grown.get(), buffer_.get(), end_);
+      util::ReusedBlock grown(capacity);
+      if (end_ != 0) std::memcpy(grown.Data(), buffer_.Data(), end_);
       buffer_ = std::move(grown);
       capacity_ = capacity;
     }
-    const std::size_t got = std::fread(buffer_.get() + end_, 1, capacity_ - end_, file_);
-    if (got != 0 && observe_ != nullptr) observe_(context_, buffer_.get() + end_, got);
+    const std::size_t got = std::fread(buffer_.Data() + end_, 1, capacity_ - end_, file_);
+    if (got != 0 && observe_ != nullptr) observe_(context_, buffer_.Data() + end_, got);
     end_ += got;
     if (got == 0) {
       failed_ = std::ferror(file_) != 0;
       break;
     }
   }
-  window_ = buffer_.get();
+  window_ = buffer_.Data();
   return end_ >= count;
 }
 

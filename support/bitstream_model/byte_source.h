@@ -10,6 +10,8 @@
 #include <memory>
 #include <vector>
 
+#include "support/util/reused_block.h"
+
 namespace fusekit::bitstream_model {
 
 struct FileCloser {
@@ -57,12 +59,12 @@ class ByteSource {
   void Drain();
 
  private:
-  static constexpr std::size_t kBlockBytes = 1 << 20;
+  static constexpr std::size_t kBlockBytes = 256 * 1024;
   bool Fill(std::size_t count);
 
   std::FILE* file_ = nullptr;
-  std::unique_ptr<std::uint8_t[]> buffer_;  // the window of a file, left unset until read into
-  std::size_t capacity_ = 0;                // its size
+  util::ReusedBlock buffer_;  // the window of a file, left unset until read into
+  std::size_t capacity_ = 0;  // its size
   const std::uint8_t* window_ = nullptr;
   std::size_t at_ = 0;        // the cursor, in the window
   std::size_t end_ = 0;       // the bytes in the window

@@ -208,10 +208,12 @@ int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const Device
           static_cast<unsigned int>(bits)));
       in.Advance(static_cast<std::size_t>(bytes));
     }
-    if (kept && out.frame_sink) {
+    if (!kept) {
+      ++out.frames_passed;
+    } else if (out.frame_sink) {
       out.frame_sink(frame);
       ++out.frames_handed;
-    } else if (kept) {
+    } else {
       out.frames.push_back(std::move(frame));
     }
     out.encrypted = out.encrypted || def->encrypted;
@@ -311,23 +313,24 @@ int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table
 
 int ParseFrames(const char* fileName, bool ascii, const DeviceInfo& device,
                 const std::function<void(const XFPFrameModel&)>& sink, std::string& comment,
-                std::size_t& frames) {
+                std::size_t& frames, const FileObserver& observer) {
   comment.clear();
   frames = 0;
   if (fileName == nullptr) return kXFPNullArgument;
   Stream stream;
   stream.frame_sink = sink;
+  static const char* const kNoFrames[] = {nullptr};
+  const FrameFilter filter{sink ? nullptr : kNoFrames};
   try {
     std::vector<CommandDef> table;
     if (!CommandTableOf(device, table)) return kXFPBadCommandTable;
-    const int result =
-        ParseFile(fileName, ascii, table, device, FrameFilter{}, FileObserver{}, stream);
+    const int result = ParseFile(fileName, ascii, table, device, filter, observer, stream);
     if (result != kXFPOk) return result;
   } catch (const std::bad_alloc&) {
     return kXFPTruncatedCommand;  // as XFPBitstreamModel::Parse
   }
   for (const std::string& entry : stream.entries) comment += entry + "\n";
-  frames = stream.frames_handed;
+  frames = sink ? stream.frames_handed : stream.frames_passed;
   return kXFPOk;
 }
 

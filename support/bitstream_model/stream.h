@@ -43,6 +43,7 @@ struct Stream {
   // in frames, and counted in frames_handed: a parse in memory of the size of one frame.
   std::function<void(const XFPFrameModel&)> frame_sink;
   std::size_t frames_handed = 0;
+  std::size_t frames_passed = 0;  // frames the filter did not keep
   bool encrypted = false;
   bool compressed = false;
   bool authenticated = false;
@@ -91,16 +92,18 @@ int CreateModel(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const 
 
 // XFPBitstreamModel::Parse of fileName for device, all frames kept, but handing each frame to
 // sink as it is read instead of storing it: the result, the comment text the model would hold
-// (its entries, each ended by a line feed) and the count of frames.
-int ParseFrames(const char* fileName, bool ascii, const DeviceInfo& device,
-                const std::function<void(const XFPFrameModel&)>& sink, std::string& comment,
-                std::size_t& frames);
-
+// (its entries, each ended by a line feed) and the count of frames. With an empty sink the
+// frames are checked and passed over, only counted: no frame is made. The observer, if any,
+// sees the whole file, as ParseFile shows it.
 // Who sees the bytes of a file as a parse reads it: observe, with context, when it is set.
 struct FileObserver {
   XFPBitstreamModel::ByteObserver observe = nullptr;
   void* context = nullptr;
 };
+
+int ParseFrames(const char* fileName, bool ascii, const DeviceInfo& device,
+                const std::function<void(const XFPFrameModel&)>& sink, std::string& comment,
+                std::size_t& frames, const FileObserver& observer = FileObserver{});
 
 // A file in the binary or ASCII form, parsed for device with its command table. The observer,
 // if any, sees the whole file once it is open, whatever the parse finds.

@@ -6,29 +6,42 @@
 namespace fusekit::util {
 
 BytePipe::BytePipe(std::size_t capacity)
-    : ring_(new unsigned char[std::max<std::size_t>(capacity, 1)]),
-      capacity_(std::max<std::size_t>(capacity, 1)) {}
+    : ring_(std::max<std::size_t>(capacity, 1)), capacity_(std::max<std::size_t>(capacity, 1)) {}
 
 bool BytePipe::Write(const unsigned char* bytes, std::size_t count) {
   while (count != 0) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return stopped_ || written_ - read_ < capacity_; });
-    if (stopped_) return false;
-    // The room from the write position to the ring's end or to the unread bytes.
-    const std::size_t at = static_cast<std::size_t>(written_ % capacity_);
-    const std::size_t room = capacity_ - static_cast<std::size_t>(written_ - read_);
-    const std::size_t run = std::min({count, room, capacity_ - at});
-    lock.unlock();
-    // Only this thread writes there: the reader does not look past written_.
-    std::memcpy(ring_.get() + at, bytes, run);
-    lock.lock();
-    written_ += run;
-    lock.unlock();
-    changed_.notify_all();
+    unsigned char* at = nullptr;
+    const std::size_t run = std::min(Room(at), count);
+    if (run == 0) return false;
+    std::memcpy(at, bytes, run);
+    Commit(run);
     bytes += run;
     count -= run;
   }
   return true;
+}
+
+std::size_t BytePipe::Room(unsigned char*& at, std::size_t least) {
+  // The room from the write position to the ring's end or to the unread bytes. Only the writer
+  // puts bytes there: the reader does not look past written_.
+  const std::size_t start = static_cast<std::size_t>(written_ % capacity_);
+  const std::size_t wanted = std::max<std::size_t>(1, std::min(least, capacity_ - start));
+  std::unique_lock<std::mutex> lock(mutex_);
+  const auto room = [&] {
+    return std::min(capacity_ - static_cast<std::size_t>(written_ - read_), capacity_ - start);
+  };
+  changed_.wait(lock, [&] { return stopped_ || room() >= wanted; });
+  if (stopped_) return 0;
+  at = ring_.Data() + start;
+  return room();
+}
+
+void BytePipe::Commit(std::size_t count) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    written_ += count;
+  }
+  changed_.notify_all();
 }
 
 void BytePipe::Finish() {
@@ -43,7 +56,7 @@ std::size_t BytePipe::Peek(const unsigned char*& at) {
   std::unique_lock<std::mutex> lock(mutex_);
   changed_.wait(lock, [this] { return finished_ || written_ != read_; });
   const std::size_t start = static_cast<std::size_t>(read_ % capacity_);
-  at = ring_.get() + start;
+  at = ring_.Data() + start;
   return std::min(static_cast<std::size_t>(written_ - read_), capacity_ - start);
 }
 

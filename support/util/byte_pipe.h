@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 
+#include "support/util/reused_block.h"
 #include "support/util/side_task.h"
 
 namespace fusekit::util {
@@ -25,6 +26,13 @@ class BytePipe {
 
   // Writer: hands count bytes over, waiting for room; false when the reader has stopped.
   bool Write(const unsigned char* bytes, std::size_t count);
+  // Writer: waits for room and points at where the bytes that follow go, in one run of the
+  // returned count (so that a read can put them there itself); 0 when the reader has stopped.
+  // It waits for least bytes of room, or for the room up to the ring's end when that is less:
+  // a writer that fills large pieces then wakes once a piece, not once a read of the reader.
+  std::size_t Room(unsigned char*& at, std::size_t least = 1);
+  // Writer: the first count bytes Room pointed at are handed over.
+  void Commit(std::size_t count);
   // Writer: no more bytes come.
   void Finish();
 
@@ -37,7 +45,7 @@ class BytePipe {
   void Stop();
 
  private:
-  std::unique_ptr<unsigned char[]> ring_;
+  ReusedBlock ring_;
   std::size_t capacity_;
   std::mutex mutex_;
   std::condition_variable changed_;

@@ -86,6 +86,36 @@ TEST(BitstreamCompare, EveryPairingFindsOneFlippedBitOnce) {
   }
 }
 
+// A copy of the same bytes is compared by reading both side by side and parsing one; a stream
+// of the same frames in other bytes (one more padding byte) frame by frame. Both give one report
+// but for the read file's size, and two copies of a file that is no bitstream are still refused.
+TEST(BitstreamCompare, SameBytesAndSameFramesReportAlike) {
+  TempDir dir;
+  DeviceInfo device = BitstreamDevice("TestFamily");
+  const std::string reference = Written(dir, "ref.bit", device, {}, false);
+  const std::string same = dir.Write("same.bit", ReadFile(reference));
+  const std::string padded = dir.Write("padded.bit", ReadFile(reference) + "\xFF");
+  const auto report = [&](const std::string& read, int expected) {
+    const std::string path = dir.Path("report.txt");
+    EXPECT_EQ(fnBITFileCompare(read.c_str(), reference.c_str(), &device, path.c_str()), expected);
+    std::string text = ReadFile(path);
+    const std::size_t line = text.find("read:");
+    EXPECT_NE(line, std::string::npos) << text;
+    return line == std::string::npos ? text : text.erase(line, text.find('\n', line) - line);
+  };
+  const std::string by_bytes = report(same, 0);
+  EXPECT_EQ(by_bytes, report(padded, 0));
+  EXPECT_NE(by_bytes.find("(binary, " + std::to_string(ReadFile(reference).size()) +
+                          " bytes, 4 frames)\nframes\nDifferences: 0\n"),
+            std::string::npos)
+      << by_bytes;
+  const std::string garbage = dir.Write("garbage.bit", std::string("\x01\x00\x03", 3));
+  const std::string garbage_copy = dir.Write("garbage2.bit", std::string("\x01\x00\x03", 3));
+  const std::string path = dir.Path("report.txt");
+  EXPECT_EQ(fnBITFileCompare(garbage.c_str(), garbage_copy.c_str(), &device, path.c_str()), -2);
+  EXPECT_NE(ReadFile(path).find("cannot be read as a bitstream (status -41)"), std::string::npos);
+}
+
 TEST(BitstreamCompare, StreamsOfAnotherDeviceOrShapeAreRefused) {
   TempDir dir;
   DeviceInfo device = BitstreamDevice("TestFamily");

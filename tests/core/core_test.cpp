@@ -7,8 +7,10 @@
 #include <gtest/gtest.h>
 
 #include "core/file_io.h"
+#include "core/file_match.h"
 #include "core/log_name.h"
 #include "fusekit/fusekit.h"
+#include "tests/support/temp_dir.h"
 
 namespace {
 
@@ -114,6 +116,54 @@ TEST(TextReader, ReadLineBehavesLikeFgets) {
   EXPECT_STREQ(line, "last");
   EXPECT_EQ(reader.ReadLine(line, sizeof line), 0u);
   EXPECT_EQ(reader.ReadLine(line, 1), 0u);
+}
+
+}  // namespace
+
+namespace {
+
+// A file read on a second thread and compared with bytes shown to it in pieces of any size:
+// same only for every byte alike and the file ending where they end.
+TEST(FileMatch, SameOnlyForTheWholeFileAlike) {
+  fusekit::testing::TempDir dir;
+  std::string bytes(3 * (1 << 20) + 77, '\0');
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 + i / 4096);
+  std::string flipped_first = bytes, flipped_middle = bytes, flipped_last = bytes;
+  flipped_first[0] ^= 1;
+  flipped_middle[bytes.size() / 2] ^= 0x40;
+  flipped_last[bytes.size() - 1] ^= 0x80;
+  const struct {
+    const char* what;
+    std::string file;  // the file on disk; the bytes shown are always bytes
+    bool exists;
+    bool same;
+  } cases[] = {
+      {"the same bytes", bytes, true, true},
+      {"first byte flipped", flipped_first, true, false},
+      {"middle byte flipped", flipped_middle, true, false},
+      {"last byte flipped", flipped_last, true, false},
+      {"file shorter by a byte", bytes.substr(0, bytes.size() - 1), true, false},
+      {"file longer by a byte", bytes + "x", true, false},
+      {"empty file", "", true, false},
+      {"no file", "", false, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    const std::string path = c.exists ? dir.Write("file", c.file) : dir.Path("none");
+    for (const std::size_t piece : {std::size_t{1} << 20, std::size_t{4093}, bytes.size()}) {
+      fusekit::core::FileMatch match(path.c_str());
+      for (std::size_t at = 0; at < bytes.size(); at += piece) {
+        match.Next(reinterpret_cast<const std::uint8_t*>(bytes.data()) + at,
+                   std::min(piece, bytes.size() - at));
+      }
+      EXPECT_EQ(match.Same(), c.same) << "pieces of " << piece;
+    }
+  }
+  // Nothing shown matches an empty file; a match left unfinished stops its reader on its own.
+  const std::string empty = dir.Write("empty", "");
+  EXPECT_TRUE(fusekit::core::FileMatch(empty.c_str()).Same());
+  fusekit::core::FileMatch unfinished(dir.Write("long", bytes).c_str());
+  unfinished.Next(reinterpret_cast<const std::uint8_t*>(bytes.data()), 10);
 }
 
 }  // namespace

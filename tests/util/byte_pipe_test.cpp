@@ -1,12 +1,15 @@
 // The byte pipe between two threads: every byte arrives once and in order whatever the sizes of
-// the writes and the ring, and a reader that stops releases a writer waiting for room.
+// the writes and the ring, and a reader that stops releases a writer waiting for room. The
+// blocks that rings and read windows are kept in.
 #include <cstddef>
+#include <cstring>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/util/byte_pipe.h"
+#include "support/util/reused_block.h"
 
 namespace fusekit::util {
 namespace {
@@ -17,10 +20,23 @@ TEST(BytePipe, EveryByteArrivesInOrder) {
     for (std::size_t i = 0; i < sent.size(); ++i)
       sent[i] = static_cast<unsigned char>(i * 131 + i / 256);
     BytePipe pipe(capacity);
+    // Pieces of many sizes, each written by a copy or, every other one, put in place through
+    // Room and Commit, waiting for as much room as the piece or for the room to the ring's end.
     std::thread writer([&] {
-      for (std::size_t at = 0, piece = 1; at < sent.size();
-           at += piece, piece = piece * 3 % 997 + 1)
-        EXPECT_TRUE(pipe.Write(sent.data() + at, std::min(piece, sent.size() - at)));
+      std::size_t piece = 1;
+      for (std::size_t at = 0, n = 0; at < sent.size(); ++n, piece = piece * 3 % 997 + 1) {
+        std::size_t count = std::min(piece, sent.size() - at);
+        if (n % 2 == 0) {
+          EXPECT_TRUE(pipe.Write(sent.data() + at, count));
+        } else {
+          unsigned char* to = nullptr;
+          count = std::min(pipe.Room(to, count), count);
+          ASSERT_GT(count, 0u);
+          std::memcpy(to, sent.data() + at, count);
+          pipe.Commit(count);
+        }
+        at += count;
+      }
       pipe.Finish();
     });
     std::vector<unsigned char> received;
@@ -46,6 +62,36 @@ TEST(BytePipe, AStoppedReaderReleasesTheWriter) {
   writer.join();
   EXPECT_FALSE(written);
   EXPECT_FALSE(pipe.Write(bytes.data(), 1));
+  unsigned char* to = nullptr;
+  EXPECT_EQ(pipe.Room(to, 8), 0u);
+}
+
+// A block freed is handed out again, never to two owners at once, and holds as many bytes as
+// asked for whatever block it was before.
+TEST(ReusedBlock, KeptBlocksHaveOneOwnerAtATime) {
+  std::vector<ReusedBlock> live;
+  for (const std::size_t bytes : {std::size_t{1} << 20, std::size_t{4096}, std::size_t{1} << 20,
+                                  std::size_t{3} << 20, std::size_t{5} << 20}) {
+    {
+      ReusedBlock freed(bytes);
+      std::memset(freed.Data(), 0x11, bytes);
+    }
+    for (int i = 0; i < 3; ++i) {
+      live.emplace_back(bytes);
+      ASSERT_EQ(live.back().Size(), bytes);
+      std::memset(live.back().Data(), i, bytes);
+    }
+  }
+  for (std::size_t i = 0; i < live.size(); ++i) {
+    for (std::size_t j = i + 1; j < live.size(); ++j) {
+      const unsigned char* a = live[i].Data();
+      const unsigned char* b = live[j].Data();
+      EXPECT_TRUE(a + live[i].Size() <= b || b + live[j].Size() <= a) << i << " and " << j;
+    }
+  }
+  ReusedBlock moved = std::move(live.front());
+  EXPECT_EQ(live.front().Data(), nullptr);
+  EXPECT_EQ(moved.Size(), std::size_t{1} << 20);
 }
 
 }  // namespace

@@ -1,0 +1,99 @@
+#include "support/util/reused_block.h"
+
+#include <mutex>
+#include <utility>
+
+namespace fusekit::util {
+namespace {
+
+// The blocks kept, freed by the last owner of each. Under AddressSanitizer none is kept, so that
+// a use after free is still caught.
+class KeptBlocks {
+ public:
+  static constexpr std::size_t kLargest = std::size_t{4} << 20;
+  static constexpr int kCount = 4;
+
+  ~KeptBlocks() {
+    for (Kept& kept : kept_) delete[] kept.bytes;
+  }
+
+  // A kept block of at least bytes and the least such, or null.
+  unsigned char* Take(std::size_t bytes, std::size_t& capacity) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Kept* best = nullptr;
+    for (Kept& kept : kept_) {
+      if (kept.bytes != nullptr && kept.capacity >= bytes &&
+          (best == nullptr || kept.capacity < best->capacity))
+        best = &kept;
+    }
+    if (best == nullptr) return nullptr;
+    capacity = best->capacity;
+    return std::exchange(best->bytes, nullptr);
+  }
+
+  // Keeps a block, or frees it when it is too large or every place is taken.
+  void Give(unsigned char* bytes, std::size_t capacity) {
+#if !defined(__SANITIZE_ADDRESS__)
+    if (capacity <= kLargest) {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      for (Kept& kept : kept_) {
+        if (kept.bytes != nullptr) continue;
+        kept = Kept{bytes, capacity};
+        return;
+      }
+    }
+#endif
+    delete[] bytes;
+  }
+
+ private:
+  struct Kept {
+    unsigned char* bytes = nullptr;
+    std::size_t capacity = 0;
+  };
+  std::mutex mutex_;
+  Kept kept_[kCount];
+};
+
+KeptBlocks& Kept() {
+  static KeptBlocks blocks;
+  return blocks;
+}
+
+}  // namespace
+
+ReusedBlock::ReusedBlock(std::size_t bytes) : size_(bytes) {
+  if (bytes == 0) return;
+  bytes_ = Kept().Take(bytes, capacity_);
+  if (bytes_ != nullptr) return;
+  bytes_ = new unsigned char[bytes];
+  capacity_ = bytes;
+}
+
+ReusedBlock::ReusedBlock(ReusedBlock&& other) noexcept
+    : bytes_(std::exchange(other.bytes_, nullptr)),
+      size_(std::exchange(other.size_, 0)),
+      capacity_(std::exchange(other.capacity_, 0)) {}
+
+ReusedBlock& ReusedBlock::operator=(ReusedBlock&& other) noexcept {
+  if (this != &other) {
+    Release();
+    bytes_ = std::exchange(other.bytes_, nullptr);
+    size_ = std::exchange(other.size_, 0);
+    capacity_ = std::exchange(other.capacity_, 0);
+  }
+  return *this;
+}
+
+ReusedBlock::~ReusedBlock() {
+  Release();
+}
+
+void ReusedBlock::Release() noexcept {
+  if (bytes_ == nullptr) return;
+  Kept().Give(bytes_, capacity_);
+  bytes_ = nullptr;
+  size_ = capacity_ = 0;
+}
+
+}  // namespace fusekit::util
