@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "support/util/reused_block.h"
+
 #if defined(__unix__) || defined(__APPLE__)
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -80,6 +82,27 @@ std::uint64_t FileSize(std::FILE* file) {
   (void)file;
 #endif
   return ~std::uint64_t{0};
+}
+
+bool SameFileBytes(const char* one, const char* other) {
+  UniqueFile files[2] = {OpenFile(one, "rb"), OpenFile(other, "rb")};
+  if (!files[0] || !files[1]) return false;
+  const std::uint64_t size = FileSize(files[0].get());
+  if (size != ~std::uint64_t{0} && FileSize(files[1].get()) != ~std::uint64_t{0} &&
+      FileSize(files[1].get()) != size)
+    return false;
+  // Blocks of both files that fit in a core's cache together, so that the compare finds them
+  // there as the reads left them.
+  constexpr std::size_t kBlockBytes = 256 * 1024;
+  const util::ReusedBlock blocks(2 * kBlockBytes);
+  unsigned char* const block[2] = {blocks.Data(), blocks.Data() + kBlockBytes};
+  for (;;) {
+    std::size_t got[2];
+    for (int i = 0; i < 2; ++i) got[i] = std::fread(block[i], 1, kBlockBytes, files[i].get());
+    if (got[0] != got[1] || std::memcmp(block[0], block[1], got[0]) != 0) return false;
+    if (got[0] < kBlockBytes)
+      return std::ferror(files[0].get()) == 0 && std::ferror(files[1].get()) == 0;
+  }
 }
 
 UniqueFile OpenFile(const char* fileName, const char* mode) {

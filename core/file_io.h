@@ -57,6 +57,10 @@ UniqueFile OpenFile(const char* fileName, const char* mode);
 // size is not known in advance.
 std::uint64_t FileSize(std::FILE* file);
 
+// Whether two files hold the same bytes, read side by side a block at a time. False when either
+// cannot be read, and as soon as a block differs.
+bool SameFileBytes(const char* one, const char* other);
+
 // Calls consume(bytes, count) for each chunk of the rest of the file until it returns false.
 // Returns false when a read error stopped it, true at end of file or when consume stopped it.
 template <class Consume>

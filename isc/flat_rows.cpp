@@ -88,7 +88,53 @@ bool HasAvx2() {
 }
 #endif
 
+// Whether the separator stands at text: one 8-byte load, masked to its bytes.
+bool SeparatorAt(const char* text, std::uint64_t separator, std::uint64_t mask) {
+  std::uint64_t word;
+  std::memcpy(&word, text, sizeof word);
+  return ((word ^ separator) & mask) == 0;
+}
+
+std::uint64_t MaskOf(std::size_t bytes) {
+  return bytes >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * bytes)) - 1;
+}
+
+#if defined(FUSEKIT_HEX_AVX2)
+// DecodeEvenRows for rows of whole 32-digit pieces, each piece decoded with the 256-bit decoder
+// inline: no call a row.
+__attribute__((target("avx2"))) std::size_t DecodeEvenRowsAvx2(const char* text, std::size_t step,
+                                                               std::size_t digits,
+                                                               std::uint64_t separator,
+                                                               std::uint64_t mask, std::size_t rows,
+                                                               unsigned char* out) {
+  const std::size_t row_bytes = digits / 2;
+  for (std::size_t r = 0; r < rows; ++r, text += step, out += row_bytes) {
+    if (!SeparatorAt(text + digits, separator, mask)) return r;
+    for (std::size_t piece = 0; piece < digits; piece += 32) {
+      if (!Decode32DigitsAvx2(text + piece, out + piece / 2)) return r;
+    }
+  }
+  return rows;
+}
+#endif
+
 }  // namespace
+
+std::size_t DecodeEvenRows(const char* text, std::size_t step, std::size_t digits, bool short_lead,
+                           std::uint64_t separator, std::size_t separator_bytes, std::size_t rows,
+                           unsigned char* out) {
+  const std::uint64_t mask = MaskOf(separator_bytes);
+#if defined(FUSEKIT_HEX_AVX2)
+  if (!short_lead && digits % 32 == 0 && digits != 0 && HasAvx2())
+    return DecodeEvenRowsAvx2(text, step, digits, separator, mask, rows, out);
+#endif
+  const std::size_t row_bytes = (digits + (short_lead ? 1 : 0)) / 2;
+  for (std::size_t r = 0; r < rows; ++r, text += step, out += row_bytes) {
+    if (!SeparatorAt(text + digits, separator, mask) || !DecodeRow(text, digits, short_lead, out))
+      return r;
+  }
+  return rows;
+}
 
 std::size_t DigitsOfRow(unsigned long width) {
   const std::size_t count = (width + 7) / 8;

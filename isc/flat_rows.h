@@ -5,6 +5,7 @@
 #define FUSEKIT_ISC_FLAT_ROWS_H
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "support/util/populated_buffer.h"
@@ -20,6 +21,16 @@ bool HasShortLead(unsigned long width);
 // Hex digits as row bytes: a lead of one digit (short_lead) fills the first byte alone, then
 // two digits a byte. False when a character is not a hex digit.
 bool DecodeRow(const char* digits, std::size_t count, bool short_lead, unsigned char* out);
+
+// Rows laid out evenly in a text, decoded into out one after another (row_bytes each): at most
+// rows rows of digits hex digits, the first at text and each one step after the one before,
+// and each followed by the separator whose bytes are the low separator_bytes bytes of separator
+// (1 to 8; the text must hold 8 bytes from each separator on). Returns how many were decoded
+// before the first that is not followed by the separator or holds a character that is not a hex
+// digit, which is left for the caller to read on its own.
+std::size_t DecodeEvenRows(const char* text, std::size_t step, std::size_t digits, bool short_lead,
+                           std::uint64_t separator, std::size_t separator_bytes, std::size_t rows,
+                           unsigned char* out);
 
 // Rows of one width, each in whole bytes (a row of 1 to 4 bits past a whole byte holds them in
 // the low half of its first byte, as the file's digits say).
@@ -38,6 +49,7 @@ class FlatRows {
   // From now on rows are counted and not kept: each is decoded into a scratch row that holds it
   // until the next, for a reader that only needs to see them once.
   void KeepNone() { keep_none_ = true; }
+  bool KeepsNone() const { return keep_none_; }
 
   // The bytes of a row: where they are kept, or decoded into scratch (RowBytes() bytes).
   const unsigned char* Row(std::size_t index, unsigned char* scratch) const;

@@ -78,6 +78,11 @@ class SeparatorMatch {
     mask_ = count_ == sizeof word_ ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * count_)) - 1;
   }
 
+  // The text as the low bytes of one word, when it is no longer than one.
+  bool OneWord() const { return mask_ != 0; }
+  std::uint64_t Word() const { return word_; }
+  std::size_t Bytes() const { return count_; }
+
   // Whether the text stands at at, in a text that ends at end.
   bool At(const char* at, const char* end) const {
     if (static_cast<std::size_t>(end - at) < count_) return false;
@@ -127,10 +132,11 @@ class Scanner {
 
   // Just after a row's digits: the rows that follow laid out as the first of them is, each
   // after the same comma and blanks and followed by them again. Each is decoded, handed to
-  // row_done and stepped over, so the position stays just after a row's digits; it stops before
-  // the first row that stands otherwise or is the last, which the caller reads on its own.
-  template <class RowDone>
-  void TakeEvenRows(FlatRows& rows, RowDone&& row_done) {
+  // rows_done (its bytes and a count of 1, or a run of such rows and their count) and stepped
+  // over, so the position stays just after a row's digits; it stops before the first row that
+  // stands otherwise or is the last, which the caller reads on its own.
+  template <class RowsDone>
+  void TakeEvenRows(FlatRows& rows, RowsDone&& rows_done) {
     char between[kLongestSeparator];
     const std::size_t between_bytes = SeparatorAhead(between);
     if (between_bytes == 0) return;
@@ -144,6 +150,9 @@ class Scanner {
       const auto fits = [&](const char* at) {
         return static_cast<std::size_t>(end - at) >= step + between_bytes;
       };
+      if (rows.KeepsNone() && separator.OneWord() &&
+          !TakeEvenRuns(rows, separator, step, rows_done))
+        return;
       for (const char* at = Text().data() + pos_; fits(at); at += step) {
         // What stands before the row was checked after the row before, or by SeparatorAhead.
         if (!separator.At(at + step, end)) return;
@@ -152,9 +161,37 @@ class Scanner {
           rows.DropLast();
           return;
         }
-        row_done(row);
+        rows_done(row, 1);
         pos_ += step;
       }
+    }
+  }
+
+  // Rows counted and not kept, taken from the window a run at a time (TakeEvenRows without a
+  // call a row) while each row's separator can be read as one word there. False when a row
+  // stands otherwise; true when the window ends first.
+  template <class RowsDone>
+  bool TakeEvenRuns(FlatRows& rows, const SeparatorMatch& separator, std::size_t step,
+                    RowsDone&& rows_done) {
+    constexpr std::size_t kRunBytes = 16 * 1024;
+    unsigned char run[kRunBytes];
+    const std::size_t row_bytes = rows.RowBytes();
+    if (row_bytes > kRunBytes || row_bytes == 0) return true;
+    for (;;) {
+      const std::size_t held = Held();
+      // The rows whose separator after them has a whole word of the window from it on.
+      const std::size_t fit =
+          held >= step + sizeof(std::uint64_t) ? (held - sizeof(std::uint64_t)) / step : 0;
+      const std::size_t want = std::min(fit, kRunBytes / row_bytes);
+      if (want == 0) return true;
+      const char* const at = Text().data() + pos_ + separator.Bytes();
+      const std::size_t done =
+          DecodeEvenRows(at, step, DigitsOfRow(rows.width), HasShortLead(rows.width),
+                         separator.Word(), separator.Bytes(), want, run);
+      rows.count += done;
+      pos_ += done * step;
+      if (done != 0) rows_done(run, done);
+      if (done < want) return false;
     }
   }
 
@@ -303,18 +340,18 @@ void ParseHeader(Scanner& scanner, ISCSummary& summary) {
   }
 }
 
-// One row from its digits, appended to rows and handed to row_done; in_text is where the
+// One row from its digits, appended to rows and handed to rows_done; in_text is where the
 // digits stand in a whole text as one word, null when they do not. False for digits of another
 // count than the row width asks or a character that is not a hex digit.
-template <class RowDone>
-bool StoreRow(std::string_view digits, const char* in_text, FlatRows& rows, RowDone&& row_done) {
+template <class RowsDone>
+bool StoreRow(std::string_view digits, const char* in_text, FlatRows& rows, RowsDone&& rows_done) {
   if (digits.size() != DigitsOfRow(rows.width)) return false;
   unsigned char* row = rows.Append(in_text);
   if (!DecodeRow(digits.data(), digits.size(), HasShortLead(rows.width), row)) {
     rows.DropLast();
     return false;
   }
-  row_done(row);
+  rows_done(row, 1);
   return true;
 }
 
@@ -333,9 +370,10 @@ int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows,
   // A second part of rows in one block goes on with the rows of the first, of their width.
   if (rows.count != 0 && sizes.width != 0 && sizes.width != rows.width) return kSyntax;
   if (rows.count == 0) rows.width = sizes.width;
-  const auto row_done = [&](const unsigned char* row) {
-    crc.AddRow(row, rows.RowBytes(), rows.width);
-    if (sink != nullptr) sink->Row(row, rows.RowBytes());
+  const auto rows_done = [&](const unsigned char* run, std::size_t count) {
+    const std::size_t row_bytes = rows.RowBytes();
+    for (std::size_t r = 0; r < count; ++r) crc.AddRow(run + r * row_bytes, row_bytes, rows.width);
+    if (sink != nullptr) sink->Rows(run, count * row_bytes);
   };
   // The digits of a row as the words of its text come, copied, since the text moves on.
   std::string digits;
@@ -345,8 +383,8 @@ int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows,
   for (;;) {
     if (!any && rows.width != 0 && scanner.Left() >= DigitsOfRow(rows.width)) {
       if (const unsigned char* row = scanner.TakeHexRow(rows)) {
-        row_done(row);
-        scanner.TakeEvenRows(rows, row_done);
+        rows_done(row, 1);
+        scanner.TakeEvenRows(rows, rows_done);
         const Token after = scanner.NextSkippingComments();
         if (after.kind == Token::kClose) return 0;
         if (after.kind != Token::kComma) return after.kind == Token::kEnd ? kEndedEarly : kSyntax;
@@ -364,7 +402,7 @@ int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows,
     if (token.kind != Token::kComma && token.kind != Token::kClose) return kSyntax;
     if (token.kind == Token::kClose && !any && rows.count == 0) return 0;
     if (rows.width == 0 && rows.count == 0) rows.width = digits.size() * 4;
-    if (!StoreRow(digits, scanner.Whole() ? first_word : nullptr, rows, row_done)) return kSyntax;
+    if (!StoreRow(digits, scanner.Whole() ? first_word : nullptr, rows, rows_done)) return kSyntax;
     if (token.kind == Token::kClose) return 0;
     digits.clear();
     first_word = nullptr;
@@ -522,20 +560,37 @@ int ReadIscFile(const char* fileName, ISCSummary& summary, IscFileRows* rows,
   }
 }
 
-int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
-                  std::optional<std::uint32_t>& lastBlockCrc, std::size_t windowBytes) {
+namespace {
+
+int StreamThroughWindow(const char* fileName, ISCSummary& summary, RowSink* sink,
+                        std::optional<std::uint32_t>& lastBlockCrc, std::size_t windowBytes,
+                        const std::atomic<bool>* stop) {
   lastBlockCrc.reset();
   summary = ISCSummary();
   if (fileName == nullptr) return kBadStructure;
   try {
     TextWindow window(fileName, windowBytes);
     if (!window.Ready()) return kBadStructure;
+    window.StopWhen(stop);
     return Summarize(window, summary, nullptr, sink, lastBlockCrc);
   } catch (const std::bad_alloc&) {
     return kSyntax;
   } catch (const std::length_error&) {
     return kSyntax;
   }
+}
+
+}  // namespace
+
+int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
+                  std::optional<std::uint32_t>& lastBlockCrc, std::size_t windowBytes) {
+  return StreamThroughWindow(fileName, summary, sink, lastBlockCrc, windowBytes, nullptr);
+}
+
+int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
+                  std::optional<std::uint32_t>& lastBlockCrc, const std::atomic<bool>& stop) {
+  return StreamThroughWindow(fileName, summary, sink, lastBlockCrc, TextWindow::kWindowBytes,
+                             &stop);
 }
 
 }  // namespace fusekit::isc

@@ -3,6 +3,7 @@
 #ifndef FUSEKIT_ISC_SUMMARY_H
 #define FUSEKIT_ISC_SUMMARY_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -29,12 +30,12 @@ struct IscFileRows {
   std::deque<IscBlockRows> blocks;
 };
 
-// Sees each row of a file as it is read, in the file's order (a block's rows, then its
-// terminate rows): its bytes as FlatRows keeps them.
+// Sees the rows of a file as they are read, in the file's order (a block's rows, then its
+// terminate rows): their bytes as FlatRows keeps them, a row or a run of rows at a time.
 class RowSink {
  public:
   virtual ~RowSink() = default;
-  virtual void Row(const unsigned char* bytes, std::size_t count) = 0;
+  virtual void Rows(const unsigned char* bytes, std::size_t count) = 0;
   // After the rows of a part of a block: terminate rows or not, their width, and the count of
   // such rows of the block so far.
   virtual void PartEnd(bool terminate, unsigned long width, std::size_t count) = 0;
@@ -46,12 +47,15 @@ class RowSink {
 int ReadIscFile(const char* fileName, ISCSummary& summary, IscFileRows* rows,
                 std::optional<std::uint32_t>& lastBlockCrc);
 
-// GetISCSummary reading the file a window of windowBytes at a time and keeping no rows: each row
-// is handed to sink (when not null) as it is read. The block CRC register is left alone, as by
+// GetISCSummary reading the file a window of windowBytes at a time and keeping no rows: the rows
+// are handed to sink (when not null) as they are read. The block CRC register is left alone, as by
 // ReadIscFile.
 int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
                   std::optional<std::uint32_t>& lastBlockCrc,
                   std::size_t windowBytes = TextWindow::kWindowBytes);
+// StreamIscFile that ends as at a failed read once stop is set (by another thread).
+int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
+                  std::optional<std::uint32_t>& lastBlockCrc, const std::atomic<bool>& stop);
 
 }  // namespace fusekit::isc
 

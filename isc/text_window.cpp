@@ -14,8 +14,8 @@ TextWindow::TextWindow(const char* fileName, std::size_t windowBytes)
   if (!file_) return;
   size_ = core::FileSize(file_.get());
   capacity_ = std::max<std::size_t>(windowBytes, 2);
-  buffer_.reset(new char[capacity_]);
-  text_ = std::string_view(buffer_.get(), 0);
+  buffer_ = util::ReusedBlock(capacity_);
+  text_ = std::string_view(Buffer(), 0);
   ready_ = true;
   More(0);
 }
@@ -28,19 +28,20 @@ bool TextWindow::More(std::size_t keep) {
   offset_ += keep;
   // A word as long as most of the window (a row of many digits) makes it twice as large.
   if (kept > capacity_ / 2 && capacity_ <= std::numeric_limits<std::size_t>::max() / 4) {
-    std::unique_ptr<char[]> larger(new char[2 * capacity_]);
-    std::memcpy(larger.get(), text_.data() + keep, kept);
+    util::ReusedBlock larger(2 * capacity_);
+    std::memcpy(larger.Data(), text_.data() + keep, kept);
     buffer_ = std::move(larger);
     capacity_ *= 2;
   } else if (kept != 0 && keep != 0) {
-    std::memmove(buffer_.get(), text_.data() + keep, kept);
+    std::memmove(Buffer(), text_.data() + keep, kept);
   }
   std::size_t got = 0;
+  if (stop_ != nullptr && stop_->load(std::memory_order_relaxed)) failed_ = true;
   if (!failed_ && !std::feof(file_.get()) && kept < capacity_) {
-    got = std::fread(buffer_.get() + kept, 1, capacity_ - kept, file_.get());
+    got = std::fread(Buffer() + kept, 1, capacity_ - kept, file_.get());
     if (got == 0 && std::ferror(file_.get())) failed_ = true;
   }
-  text_ = std::string_view(buffer_.get(), kept + got);
+  text_ = std::string_view(Buffer(), kept + got);
   return got != 0;
 }
 

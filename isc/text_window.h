@@ -2,13 +2,14 @@
 #ifndef FUSEKIT_ISC_TEXT_WINDOW_H
 #define FUSEKIT_ISC_TEXT_WINDOW_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string_view>
 
 #include "core/file_io.h"
 #include "crc/file_crc.h"
+#include "support/util/reused_block.h"
 
 namespace fusekit::isc {
 
@@ -22,7 +23,7 @@ class TextWindow {
   explicit TextWindow(std::string_view whole);
   // The bytes a window holds at first: large enough that a read costs little beside the copy
   // it makes, small enough to stay in the processor's cache while the parser walks it.
-  static constexpr std::size_t kWindowBytes = 1024 * 1024;
+  static constexpr std::size_t kWindowBytes = 512 * 1024;
 
   // Ready() is false when the file cannot be opened.
   explicit TextWindow(const char* fileName, std::size_t windowBytes = kWindowBytes);
@@ -49,9 +50,15 @@ class TextWindow {
   // The file CRC of the text before offset, which must not be before a byte still held.
   std::uint16_t FileCrcBefore(std::uint64_t offset) const;
 
+  // From now on the window reads no more once stop is set (by another thread that wants the
+  // reading over): it then ends as a failed read does.
+  void StopWhen(const std::atomic<bool>* stop) { stop_ = stop; }
+
  private:
+  char* Buffer() const { return reinterpret_cast<char*>(buffer_.Data()); }
+
   core::UniqueFile file_;
-  std::unique_ptr<char[]> buffer_;
+  util::ReusedBlock buffer_;
   std::size_t capacity_ = 0;
   std::string_view text_;
   std::uint64_t offset_ = 0;
@@ -59,6 +66,7 @@ class TextWindow {
   crc::FileCrcOfPieces dropped_crc_;  // of the text dropped so far
   bool ready_ = false;
   bool failed_ = false;
+  const std::atomic<bool>* stop_ = nullptr;
 };
 
 }  // namespace fusekit::isc

@@ -122,8 +122,8 @@ TEST(TextReader, ReadLineBehavesLikeFgets) {
 
 namespace {
 
-// A file read on a second thread and compared with bytes shown to it in pieces of any size:
-// same only for every byte alike and the file ending where they end.
+// A file read on a second thread and compared with bytes shown to it in pieces of any size, and
+// two files read side by side: same only for every byte alike and both ending together.
 TEST(FileMatch, SameOnlyForTheWholeFileAlike) {
   fusekit::testing::TempDir dir;
   std::string bytes(3 * (1 << 20) + 77, '\0');
@@ -150,6 +150,9 @@ TEST(FileMatch, SameOnlyForTheWholeFileAlike) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     const std::string path = c.exists ? dir.Write("file", c.file) : dir.Path("none");
+    const std::string shown = dir.Write("shown", bytes);
+    EXPECT_EQ(fusekit::core::SameFileBytes(shown.c_str(), path.c_str()), c.same);
+    EXPECT_EQ(fusekit::core::SameFileBytes(path.c_str(), shown.c_str()), c.same);
     for (const std::size_t piece : {std::size_t{1} << 20, std::size_t{4093}, bytes.size()}) {
       fusekit::core::FileMatch match(path.c_str());
       for (std::size_t at = 0; at < bytes.size(); at += piece) {

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -184,6 +185,47 @@ TEST(IscCompare, Statuses) {
       EXPECT_NE(ReadFile(report).find(c.cause), std::string::npos) << ReadFile(report);
     }
   }
+}
+
+// A copy of the same bytes is compared by reading both side by side and summarizing one: its
+// report is the report of the file against itself, and the block CRC register is left as the
+// reference's summary leaves it. A copy that differs only in its last digit, the file checksum,
+// and two copies of a file that does not parse take the long way and say so.
+TEST(IscCompare, ACopyOfTheSameBytesReportsAsTheFileItself) {
+  TempDir dir;
+  const std::string reference = WriteIsc(dir, "reference.isc", {});
+  const std::string copy = dir.Write("copy.isc", ReadFile(reference));
+  const std::string report = dir.Path("report.txt");
+  const auto compare = [&](const std::string& read) {
+    const int result = fnISCFileCompare(read.c_str(), reference.c_str(), report.c_str());
+    std::string text = ReadFile(report);
+    const std::string line = "read:      " + read + "\n";
+    if (const std::size_t at = text.find(line); at != std::string::npos)
+      text.replace(at, line.size(), "read:      READ\n");
+    return std::pair{result, text};
+  };
+  const auto itself = compare(reference);
+  ISCSummary summary;
+  ASSERT_EQ(GetISCSummary(reference.c_str(), &summary), 0);
+  const unsigned reference_register = GetBlockCRCRegister();
+  const auto by_bytes = compare(copy);
+  EXPECT_EQ(by_bytes.first, 0);
+  EXPECT_EQ(by_bytes.second, itself.second);
+  EXPECT_EQ(GetBlockCRCRegister(), reference_register);
+
+  const auto last_digit = compare(Edited(dir, reference, "(end)", 3));
+  EXPECT_EQ(last_digit.first, 1) << last_digit.second;
+  EXPECT_NE(last_digit.second.find("file checksum does not match the file's text"),
+            std::string::npos)
+      << last_digit.second;
+
+  const std::string cut = ReadFile(reference).substr(0, ReadFile(reference).size() / 2);
+  const std::string half = dir.Write("half.isc", cut);
+  const std::string half_copy = dir.Write("half2.isc", cut);
+  EXPECT_EQ(fnISCFileCompare(half.c_str(), half_copy.c_str(), report.c_str()), -2);
+  EXPECT_NE(ReadFile(report).find("the read file cannot be read as an ISC data file (status -16)"),
+            std::string::npos)
+      << ReadFile(report);
 }
 
 // Long files are compared row by row as both are read, and read again to locate what differs:

@@ -20,7 +20,7 @@ using fusekit::testing::TempDir;
 // Every row and part mark a reader hands over, in order.
 class Collected final : public RowSink {
  public:
-  void Row(const unsigned char* bytes, std::size_t count) override {
+  void Rows(const unsigned char* bytes, std::size_t count) override {
     stream.insert(stream.end(), bytes, bytes + count);
   }
   void PartEnd(bool terminate, unsigned long width, std::size_t count) override {
@@ -68,7 +68,7 @@ std::string IscText(unsigned width, int rows, int style) {
       row = row.substr(0, digits / 2) + "\n      " + row.substr(digits / 2);
     if (style == 3 && r % 5 == 2) row = "-- a note on this row\n     " + row;
     const char* end = r + 1 < rows ? (style == 4 ? ",\r\n" : ",\n") : "\n";
-    text += "     " + row + end;
+    text += (style == 5 ? "            " : "     ") + row + end;
   }
   text +=
       "   )\n  terminate\n-- ROW_WIDTH = 12\n   ( ABC, 123 )\n  data_CRC ( 1234ABCD )\n ),\n"
@@ -111,6 +111,9 @@ TEST(IscStream, EveryWindowReadsAsTheWholeText) {
                {"some rows in lower case", 20, 400, 2},
                {"notes between rows", 130, 200, 3},
                {"CR LF line ends", 64, 300, 4},
+               {"rows of two 32-digit pieces", 256, 300, 0},
+               {"32-digit rows, some in lower case", 128, 300, 2},
+               {"rows indented past a word", 128, 300, 5},
                {"rows wider than the window", 5000, 12, 0},
                {"rows of 1 to 4 bits", 3, 500, 0}};
   for (const auto& file : files) {
