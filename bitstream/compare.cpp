@@ -10,7 +10,7 @@
 #include "bitstream/model_access.h"
 #include "core/diff_report.h"
 #include "core/file_io.h"
-#include "core/file_match.h"
+#include "core/read_ahead.h"
 #include "core/status.h"
 #include "fusekit/bitstream.h"
 #include "fusekit/bitstream_model.h"

@@ -112,10 +112,10 @@ UniqueFile OpenFile(const char* fileName, const char* mode) {
 
 TextReader::TextReader(std::FILE* file)
     : file_(file),
-      buffer_(new std::uint8_t[kReadChunkBytes]),
-      begin_(buffer_.get()),
-      pos_(buffer_.get()),
-      end_(buffer_.get()) {
+      buffer_(kReadChunkBytes),
+      begin_(buffer_.Data()),
+      pos_(buffer_.Data()),
+      end_(buffer_.Data()) {
   const long at = std::ftell(file);
   begin_offset_ = at > 0 ? static_cast<std::uint64_t>(at) : 0;
 }
@@ -129,8 +129,8 @@ TextReader::TextReader(std::string_view text)
 bool TextReader::Refill() {
   if (file_ == nullptr) return false;
   begin_offset_ += static_cast<std::uint64_t>(end_ - begin_);
-  const std::size_t got = std::fread(buffer_.get(), 1, kReadChunkBytes, file_);
-  begin_ = pos_ = buffer_.get();
+  const std::size_t got = std::fread(buffer_.Data(), 1, kReadChunkBytes, file_);
+  begin_ = pos_ = buffer_.Data();
   end_ = pos_ + got;
   if (observer_ != nullptr && got > 0 && begin_offset_ + got > observed_end_) {
     const std::uint64_t skip = observed_end_ > begin_offset_ ? observed_end_ - begin_offset_ : 0;
@@ -158,7 +158,7 @@ void TextReader::Seek(std::uint64_t position) {
   }
   std::fseek(file_, static_cast<long>(position), SEEK_SET);
   begin_offset_ = position;
-  begin_ = pos_ = end_ = buffer_.get();
+  begin_ = pos_ = end_ = buffer_.Data();
 }
 
 std::size_t TextReader::ReadLine(char* out, std::size_t size) {

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "support/util/reused_block.h"
+
 namespace fusekit::core {
 
 // Size of the chunks in which files are read.
@@ -137,14 +139,14 @@ class TextReader {
  private:
   bool Refill();
 
-  std::FILE* file_;                         // null when reading from memory
-  std::unique_ptr<std::uint8_t[]> buffer_;  // chunk of the file being read
-  const std::uint8_t* begin_;               // start of the characters at hand
-  const std::uint8_t* pos_;                 // next unread character
-  const std::uint8_t* end_;                 // end of the characters at hand
-  std::uint64_t begin_offset_ = 0;          // position of begin_ in the file (0 for memory)
-  ChunkObserver* observer_ = nullptr;       // sees each chunk read, or null
-  std::uint64_t observed_end_ = 0;          // end of the text the observer has seen
+  std::FILE* file_;                    // null when reading from memory
+  util::ReusedBlock buffer_;           // chunk of the file being read
+  const std::uint8_t* begin_;          // start of the characters at hand
+  const std::uint8_t* pos_;            // next unread character
+  const std::uint8_t* end_;            // end of the characters at hand
+  std::uint64_t begin_offset_ = 0;     // position of begin_ in the file (0 for memory)
+  ChunkObserver* observer_ = nullptr;  // sees each chunk read, or null
+  std::uint64_t observed_end_ = 0;     // end of the text the observer has seen
 };
 
 // The reader state shared by the text readers of one call: the reader in use and the current

@@ -12,12 +12,15 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "core/file_io.h"
 #include "core/status.h"
 #include "fusekit/jedec.h"
 #include "jedec/field_stream.h"
 #include "jedec/jedec_format.h"
+#include "support/util/reused_block.h"
+#include "support/util/side_task.h"
 
 namespace fusekit::jedec {
 namespace {
@@ -30,14 +33,17 @@ constexpr int kAbandoned = -2;
 // The report, written through a large buffer.
 class Report {
  public:
-  explicit Report(std::FILE* file) : file_(file), buffer_(new char[kBufferBytes]) {}
-  ~Report() { Flush(); }
+  explicit Report(std::FILE* file) : file_(file), buffer_(kBufferBytes), writing_(kBufferBytes) {}
+  ~Report() {
+    Flush();
+    writer_.Wait();
+  }
   Report(const Report&) = delete;
   Report& operator=(const Report&) = delete;
 
   void Put(char c) {
     if (used_ == kBufferBytes) Flush();
-    buffer_[used_++] = c;
+    buffer_.Data()[used_++] = static_cast<unsigned char>(c);
   }
   void Put(const char* text) {
     Put(reinterpret_cast<const std::uint8_t*>(text), std::strlen(text));
@@ -45,10 +51,11 @@ class Report {
   void Put(const std::uint8_t* bytes, std::size_t count) {
     if (kBufferBytes - used_ < count) Flush();
     if (count > kBufferBytes) {
+      writer_.Wait();
       std::fwrite(bytes, 1, count, file_);
       return;
     }
-    std::memcpy(buffer_.get() + used_, bytes, count);
+    std::memcpy(buffer_.Data() + used_, bytes, count);
     used_ += count;
   }
   // "*", a line feed and "L" with the address in eight digits and a blank: the line of a further
@@ -80,16 +87,24 @@ class Report {
     va_end(args);
     Put(line);
   }
+  // Hands the buffer to the writer, once it has written the one before, and goes on in that
+  // one: a report as long as the file is written beside the compare, not in its time.
   void Flush() {
-    if (used_ != 0) std::fwrite(buffer_.get(), 1, used_, file_);
+    if (used_ == 0) return;
+    writer_.Wait();
+    std::swap(buffer_, writing_);
+    const std::size_t count = used_;
     used_ = 0;
+    writer_.Post([this, count] { std::fwrite(writing_.Data(), 1, count, file_); });
   }
 
  private:
   static constexpr std::size_t kBufferBytes = 1 << 20;
   std::FILE* file_;
-  std::unique_ptr<char[]> buffer_;
-  std::size_t used_ = 0;  // bytes of buffer_ not yet written
+  util::ReusedBlock buffer_;   // being filled
+  util::ReusedBlock writing_;  // the writer's, until it has written it
+  std::size_t used_ = 0;       // bytes of buffer_ not yet handed over
+  util::SerialWorker writer_;  // last, so that it stops before the buffers go
 };
 
 bool IsDigit01(int c) {
@@ -99,13 +114,24 @@ bool IsDigit01(int c) {
 // Blanks, then a number in base 10 or 16 ("%lu", "%lx", "%d"); the first other character is
 // left unread. 0 without digits.
 unsigned long ReadNumber(core::TextReader& in, int base) {
-  while (IsBlank(in.Peek())) in.Get();
   unsigned long value = 0;
+  bool in_blanks = true;
+  // Straight from the reader's windows (blanks and digits may span two of them); the value
+  // wraps as "%lu" does.
   for (;;) {
-    const int c = in.Peek();
-    if (c == EOF || !(base == 16 ? IsHexDigit(c) : IsDecimalDigit(c))) return value;
-    in.Get();
-    value = value * static_cast<unsigned long>(base) + static_cast<unsigned long>(HexValue(c));
+    const std::uint8_t* p = in.WindowBegin();
+    const std::uint8_t* const end = in.WindowEnd();
+    if (p == end) return value;
+    if (in_blanks) {
+      while (p != end && IsBlank(*p)) ++p;
+      in_blanks = p == end;
+    }
+    while (p != end && (base == 16 ? IsHexDigit(*p) : IsDecimalDigit(*p))) {
+      value = value * static_cast<unsigned long>(base) + static_cast<unsigned long>(HexValue(*p));
+      ++p;
+    }
+    in.Consume(p);
+    if (p != end) return value;
   }
 }
 
@@ -186,13 +212,17 @@ class Comparison {
       return c;
     }
     const int c = ReadLetter(ref_);
-    if (ref_.Tell() > ref_known_end_) {
-      ref_known_end_ = ref_.Tell();
-      ref_letter_read_ = true;
-      ref_seen_.Note(c);
-      ref_walk_ended_ = c == EOF || c == kEtx || !IsValidChar(c);
-    }
+    NoteRefLetter(c, ref_.Tell());
     return c;
+  }
+
+  // The reference's letter c has been read, up to offset: the furthest point read moves on.
+  void NoteRefLetter(int c, std::uint64_t offset) {
+    if (offset <= ref_known_end_) return;
+    ref_known_end_ = offset;
+    ref_letter_read_ = true;
+    ref_seen_.Note(c);
+    ref_walk_ended_ = c == EOF || c == kEtx || !IsValidChar(c);
   }
 
   // Reads the reference's fields up to the field `letter` (with `second` as its second letter
@@ -373,6 +403,8 @@ class Comparison {
     const std::uint8_t* const r_end = read_.WindowEnd();
     const std::uint8_t* const f_end = ref_.WindowEnd();
     const std::uint8_t* const r_start = r;
+    const std::uint8_t* const f_start = f;
+    const std::uint64_t f_start_offset = ref_.Tell();
     // Blanks before the digits (the one after an L field's address) are passed over here; line
     // feeds are left to the caller, which echoes them.
     while (r != r_end && (*r == ' ' || *r == '\t')) ++r;
@@ -381,7 +413,20 @@ class Comparison {
     const std::uint8_t* equal_from = r;
     while (r_end - r >= 16 && f_end - f >= 16) {
       const int same = SameDigits16(r, f);
-      if (same < 0) break;
+      if (same < 0) {
+        const std::size_t turn = ref_letter_pending_ == 0 && pending_ref_char_ == 0
+                                     ? AlikeLineTurn(r, r_end, f, f_end)
+                                     : 0;
+        if (turn == 0) break;
+        // As the walk through the field's end and the next field's start would: the reference
+        // has read the letter of a further fuse list.
+        const std::uint8_t* const after_letter = f + turn - kAddressDigits - 1;
+        NoteRefLetter(kFuseList,
+                      f_start_offset + static_cast<std::uint64_t>(after_letter - f_start));
+        r += turn;
+        f += turn;
+        continue;
+      }
       if (same == 0) {
         out_.Put(equal_from, static_cast<std::size_t>(r - equal_from));
         for (int i = 0; i < 16; ++i) Mark(r[i], f[i]);
@@ -396,6 +441,29 @@ class Comparison {
     read_.Consume(r);
     ref_.Consume(f);
     return r != r_start;
+  }
+
+  // Where a run of fuse digits ends alike in both files at the end of one L field and the start
+  // of the next on the following line: the digits left, "*", a line feed, "L", an address of
+  // eight digits, a blank, then a fuse digit. Such text is what the walk through the field's
+  // end and the next field's start writes to the report (an address of eight digits is written
+  // as it stands), so it is passed over whole. The count of its bytes up to the fuse digit;
+  // 0 when either file holds anything else there, or holds it otherwise.
+  static constexpr std::size_t kAddressDigits = 8;
+  static std::size_t AlikeLineTurn(const std::uint8_t* r, const std::uint8_t* r_end,
+                                   const std::uint8_t* f, const std::uint8_t* f_end) {
+    std::size_t k = 0;  // the digits left
+    while (r + k != r_end && IsDigit01(r[k])) ++k;
+    const std::size_t turn = k + 3 + kAddressDigits + 1;
+    if (static_cast<std::size_t>(r_end - r) <= turn || static_cast<std::size_t>(f_end - f) <= turn)
+      return 0;
+    if (r[k] != kFieldEnd || r[k + 1] != '\n' || r[k + 2] != 'L' || r[turn - 1] != ' ' ||
+        !IsDigit01(r[turn]))
+      return 0;
+    for (std::size_t i = k + 3; i < turn - 1; ++i) {
+      if (!IsDecimalDigit(r[i])) return 0;
+    }
+    return std::memcmp(r, f, turn + 1) == 0 ? turn : 0;
   }
 
   // Sixteen characters of each file: 1 when all are fuse digits and the two runs are equal, 0

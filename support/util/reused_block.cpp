@@ -10,8 +10,8 @@ namespace {
 // a use after free is still caught.
 class KeptBlocks {
  public:
-  static constexpr std::size_t kLargest = std::size_t{4} << 20;
-  static constexpr int kCount = 4;
+  static constexpr std::size_t kLargest = std::size_t{2} << 20;
+  static constexpr int kCount = 6;
 
   ~KeptBlocks() {
     for (Kept& kept : kept_) delete[] kept.bytes;

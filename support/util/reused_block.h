@@ -7,10 +7,10 @@
 namespace fusekit::util {
 
 // Bytes of memory, not cleared, for a buffer that is written before it is read (a read window,
-// a ring). A block freed is kept for the next one of no greater size, up to a few blocks of a
-// few MiB: a buffer of a MiB made fresh for every call costs a page fault a page, or a mapping
-// and its unmapping, and on a virtual machine either costs as much as reading a file of ten
-// times its size from the cache. Throws std::bad_alloc when there is no memory.
+// a ring). A block freed is kept for the next one of no greater size: at most six blocks, of
+// at most 2 MiB each. A buffer of a MiB made fresh for every call costs a page fault a page, or
+// a mapping and its unmapping, and on a virtual machine either costs as much as reading a file
+// of ten times its size from the cache. Throws std::bad_alloc when there is no memory.
 class ReusedBlock {
  public:
   ReusedBlock() = default;

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "core/file_io.h"
-#include "core/file_match.h"
 #include "core/log_name.h"
+#include "core/read_ahead.h"
 #include "fusekit/fusekit.h"
 #include "tests/support/temp_dir.h"
 

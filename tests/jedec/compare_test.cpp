@@ -1,4 +1,5 @@
 // fnJEDFileCompare: the report byte for byte, the results, and the field comparisons.
+#include <cstdio>
 #include <regex>
 #include <string>
 
@@ -104,6 +105,68 @@ TEST(JedecCompare, LongLinesAreMarkedWhereTheyDiffer) {
                                            : "\nL00000000 \n" + line + "*\nL00000090 " + marked;
     EXPECT_NE(c.report.find(expected), std::string::npos) << c.report;
   }
+}
+
+// Lines that end and start alike in both files are passed over whole; the report must be the
+// one a walk character by character writes, which files with CR LF line ends always take. Each
+// pair, with a difference next to a line's turn or in the turn itself, reports the same either
+// way.
+TEST(JedecCompare, LineTurnsReportAsTheWalkWrites) {
+  std::string lines;
+  for (int l = 0; l < 5; ++l) {
+    char address[16];
+    std::snprintf(address, sizeof address, "L%08d ", l * 40);
+    lines += address;
+    for (int i = 0; i < 40; ++i) lines += static_cast<char>('0' + (i * 5 + l * 3) / 4 % 2);
+    lines += "*\n";
+  }
+  const std::string base = "\x02\nQF200*\nF0*\n" + lines +
+                           "\x03"
+                           "0000\n";
+  const auto flipped = [&](std::size_t at) {
+    std::string text = base;
+    text[at] = text[at] == '0' ? '1' : '0';
+    return text;
+  };
+  const std::size_t line2 = base.find("L00000040 ");
+  const std::size_t line3 = base.find("L00000080 ");
+  const struct {
+    const char* what;
+    std::string read;
+    std::string ref;
+  } pairs[] = {
+      {"alike", base, base},
+      {"last fuse of a line", flipped(line3 - 3), base},
+      {"first fuse of a line", flipped(line3 + 10), base},
+      {"another address in the reference", base, With(base, "L00000080", "L00000081")},
+      {"an address of seven digits", With(base, "L00000080", "L0000080"), base},
+      {"an address of nine digits", With(base, "L00000080", "L000000080"), base},
+      {"two blanks after an address", With(base, "L00000080 ", "L00000080  "), base},
+      {"an address run into its fuses", With(base, "L00000080 ", "L00000080"), base},
+      {"a note between lines", With(base, "*\nL00000080", "*\nN a note*\nL00000080"),
+       With(base, "*\nL00000080", "*\nN a note*\nL00000080")},
+      {"a blank before a line feed", With(base, "*\nL00000040", "* \nL00000040"), base},
+      {"the reference's list ends a line early", base,
+       With(base, "*\nL00000160", "*\nC0000*\nL00000160")},
+      {"a lower-case letter", With(base, "\nL00000120", "\nl00000120"), base},
+  };
+  const auto crlf = [](const std::string& text) {
+    std::string out;
+    for (const char c : text) out += c == '\n' ? std::string("\r\n") : std::string(1, c);
+    return out;
+  };
+  for (const auto& pair : pairs) {
+    SCOPED_TRACE(pair.what);
+    const Compared lf = Compare(pair.read, pair.ref);
+    const Compared walked = Compare(crlf(pair.read), crlf(pair.ref));
+    ASSERT_EQ(lf.report.rfind(lf.expected_header, 0), 0u) << lf.report;
+    ASSERT_EQ(walked.report.rfind(walked.expected_header, 0), 0u) << walked.report;
+    EXPECT_EQ(lf.result, walked.result);
+    EXPECT_EQ(lf.report.substr(lf.expected_header.size()),
+              walked.report.substr(walked.expected_header.size()));
+  }
+  EXPECT_EQ(Compare(base, base).result, 0);
+  EXPECT_EQ(Compare(flipped(line2 + 10), base).result, 1);
 }
 
 TEST(JedecCompare, ListsSplitDifferentlyAndLineBreaksOfTheReadFile) {

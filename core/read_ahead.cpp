@@ -1,5 +1,5 @@
-// A file read on a second thread and compared with bytes shown to it.
-#include "core/file_match.h"
+// Files read on a second thread.
+#include "core/read_ahead.h"
 
 #include <algorithm>
 #include <cstring>
@@ -7,52 +7,52 @@
 
 namespace fusekit::core {
 
-FileMatch::FileMatch(const char* fileName) : pipe_(kRingBytes), file_(OpenFile(fileName, "rb")) {
-  if (!file_) return;
+ReadAhead::ReadAhead(std::FILE* file) : pipe_(kRingBytes), file_(file) {
+  if (file_ == nullptr) return;
   try {
-    reader_ = std::thread([this] { ReadFile(); });
-    same_ = true;
+    reader_ = std::thread([this] { Read(); });
   } catch (const std::system_error&) {
-    same_ = false;
+    // Not started: the caller reads the file itself.
   }
 }
 
-FileMatch::~FileMatch() {
+ReadAhead::~ReadAhead() {
   pipe_.Stop();
   if (reader_.joinable()) reader_.join();
 }
 
-void FileMatch::ReadFile() {
+void ReadAhead::Read() {
   for (;;) {
     unsigned char* at = nullptr;
     const std::size_t room = std::min(pipe_.Room(at, kReadBytes), kReadBytes);
     if (room == 0) break;  // stopped
-    const std::size_t got = std::fread(at, 1, room, file_.get());
+    const std::size_t got = std::fread(at, 1, room, file_);
     pipe_.Commit(got);
     if (got < room) {
-      read_failed_ = std::ferror(file_.get()) != 0;
+      failed_ = std::ferror(file_) != 0;
       break;
     }
   }
   pipe_.Finish();
 }
 
+FileMatch::FileMatch(const char* fileName)
+    : file_(OpenFile(fileName, "rb")), ahead_(file_.get()), same_(ahead_.Started()) {}
+
 void FileMatch::Next(const std::uint8_t* bytes, std::size_t count) {
   while (same_ && count != 0) {
     const unsigned char* at = nullptr;
-    const std::size_t run = std::min(pipe_.Peek(at), count);
+    const std::size_t run = std::min(ahead_.Next(at), count);
     same_ = run != 0 && std::memcmp(at, bytes, run) == 0;
-    pipe_.Consume(run);
+    ahead_.Done(run);
     bytes += run;
     count -= run;
   }
-  if (!same_) pipe_.Stop();
 }
 
 bool FileMatch::Same() {
   const unsigned char* at = nullptr;
-  if (same_) same_ = pipe_.Peek(at) == 0 && !read_failed_;
-  pipe_.Stop();
+  if (same_) same_ = ahead_.Next(at) == 0 && !ahead_.Failed();
   return same_;
 }
 
