@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fusekit::isc::IscFileRows rows;
   std::optional<std::uint32_t> crc;
   if (fusekit::isc::ReadIscFile(path.c_str(), whole, &rows, crc) != status) std::abort();
-  for (std::size_t window : {std::size_t{3}, std::size_t{40}}) {
+  for (std::size_t window : {std::size_t{3}, std::size_t{40}, std::size_t{300}}) {
     ISCSummary streamed;
     if (fusekit::isc::StreamIscFile(path.c_str(), streamed, nullptr, crc, window) != status)
       std::abort();
