@@ -194,7 +194,15 @@ TEST(IscWriter, ChecksumConsistency) {
   const int checksum = SVFPlus2ISC(&data, "-- prefix\n", path.c_str(), "DEV", 0, 0, "c");
   const std::string file = ReadFile(path);
   std::string marker = file.substr(file.size() - 4);
-  EXPECT_EQ(GetCRCTramission(path.data(), marker.data()), checksum);
+  // The checksum's own digits end the text it covers, unless they stand earlier too (the date
+  // and the data CRC change the checksum, and may hold its digits): the text then ends there.
+  if (file.find(marker) == file.size() - 4) {
+    EXPECT_EQ(GetCRCTramission(path.data(), marker.data()), checksum);
+  }
+  ISCSummary summary;
+  ASSERT_EQ(GetISCSummary(path.c_str(), &summary), 0);
+  EXPECT_EQ(summary.computedFileChecksum, checksum);
+  EXPECT_EQ(summary.storedFileChecksum, checksum);
   char crc_text[256];
   ASSERT_EQ(GetCRCData(path.c_str(), crc_text), 0);
   EXPECT_EQ(std::string(crc_text), "   " + Crc({{16, {0x12, 0x34}}, {16, {0x56, 0x78}}}) + "\n");
