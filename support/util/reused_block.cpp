@@ -13,10 +13,6 @@ class KeptBlocks {
   static constexpr std::size_t kLargest = std::size_t{2} << 20;
   static constexpr int kCount = 6;
 
-  ~KeptBlocks() {
-    for (Kept& kept : kept_) delete[] kept.bytes;
-  }
-
   // A kept block of at least bytes and the least such, or null.
   unsigned char* Take(std::size_t bytes, std::size_t& capacity) {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -55,9 +51,11 @@ class KeptBlocks {
   Kept kept_[kCount];
 };
 
+// Never destroyed: a block may be freed by the destructor of a static object after this one's
+// time, and the blocks kept are the process's until it ends.
 KeptBlocks& Kept() {
-  static KeptBlocks blocks;
-  return blocks;
+  static KeptBlocks* const blocks = new KeptBlocks;
+  return *blocks;
 }
 
 }  // namespace
