@@ -3,8 +3,23 @@
 #include <mutex>
 #include <utility>
 
+// Whether AddressSanitizer is on, as GCC and Clang each tell it.
+#if defined(__SANITIZE_ADDRESS__)
+#define FUSEKIT_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define FUSEKIT_ADDRESS_SANITIZER 1
+#endif
+#endif
+
 namespace fusekit::util {
 namespace {
+
+#if defined(FUSEKIT_ADDRESS_SANITIZER)
+constexpr bool kKeepBlocks = false;
+#else
+constexpr bool kKeepBlocks = true;
+#endif
 
 // The blocks kept, freed by the last owner of each. Under AddressSanitizer none is kept, so that
 // a use after free is still caught.
@@ -29,8 +44,7 @@ class KeptBlocks {
 
   // Keeps a block, or frees it when it is too large or every place is taken.
   void Give(unsigned char* bytes, std::size_t capacity) {
-#if !defined(__SANITIZE_ADDRESS__)
-    if (capacity <= kLargest) {
+    if (kKeepBlocks && capacity <= kLargest) {
       const std::lock_guard<std::mutex> lock(mutex_);
       for (Kept& kept : kept_) {
         if (kept.bytes != nullptr) continue;
@@ -38,7 +52,6 @@ class KeptBlocks {
         return;
       }
     }
-#endif
     delete[] bytes;
   }
 
