@@ -1,6 +1,7 @@
 // Parse of the JEDEC field stream.
 #include "jedec/field_stream.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <limits>
@@ -152,14 +153,11 @@ std::uint64_t ReadNumericField(core::TextReader& in, int base) {
   return value;
 }
 
-void WriteFuse(std::uint8_t* linear, std::uint64_t n, bool set) {
-  if (linear == nullptr) return;  // checking the list only
+void WriteFuse(const FuseWindow& window, std::uint64_t n, bool set) {
+  if (window.bytes == nullptr) return;  // checking the list only
+  std::uint8_t& byte = window.bytes[(n - window.first) / 8];
   const std::uint8_t mask = static_cast<std::uint8_t>(0x80u >> (n % 8));
-  if (set) {
-    linear[n / 8] |= mask;
-  } else {
-    linear[n / 8] &= static_cast<std::uint8_t>(~mask);
-  }
+  byte = static_cast<std::uint8_t>(set ? byte | mask : byte & ~mask);
 }
 
 // Eight fuse digits, when all eight are '0' or '1': the byte they make, first digit in the most
@@ -186,30 +184,34 @@ bool PackSixteenDigits(const std::uint8_t* p, std::uint8_t* out) {
 }
 #endif
 
-// The fuse digits of an L field from its address to its "*". Byte-aligned runs of digits are
-// taken eight at a time straight from the reader's window.
+// The fuse digits of an L field from its address to its "*", into the window (which windows, if
+// not null, move on past its end). Byte-aligned runs of digits are taken eight or sixteen at a
+// time straight from the reader's window.
 int ReadFuseDigits(core::TextReader& in, std::uint64_t address, std::uint64_t fuse_count,
-                   std::uint8_t* linear) {
+                   FuseWindow& window, FuseWindows* windows) {
   std::uint64_t n = address;
+  if (windows != nullptr && n >= window.end && n < fuse_count && !windows->MoveTo(n, window))
+    return kWindowsStopped;
   for (;;) {
     const std::uint8_t* p = in.WindowBegin();
     const std::uint8_t* const end = in.WindowEnd();
     if (p == end) return -4;  // the input ended inside the field
     while (p != end) {
 #if defined(__SSE2__)
-      if (linear != nullptr) {
-        while (n % 8 == 0 && end - p >= 16 && n + 16 <= fuse_count &&
-               PackSixteenDigits(p, linear + n / 8)) {
+      if (window.bytes != nullptr) {
+        while (n % 8 == 0 && end - p >= 16 && n + 16 <= window.end &&
+               PackSixteenDigits(p, window.bytes + (n - window.first) / 8)) {
           n += 16;
           p += 16;
         }
         if (p == end) break;
       }
 #endif
-      if (n % 8 == 0 && end - p >= 8 && n + 8 <= fuse_count) {
+      if (n % 8 == 0 && end - p >= 8 && n + 8 <= window.end) {
         const int byte = PackEightDigits(p);
         if (byte >= 0) {
-          if (linear != nullptr) linear[n / 8] = static_cast<std::uint8_t>(byte);
+          if (window.bytes != nullptr)
+            window.bytes[(n - window.first) / 8] = static_cast<std::uint8_t>(byte);
           n += 8;
           p += 8;
           continue;
@@ -221,7 +223,11 @@ int ReadFuseDigits(core::TextReader& in, std::uint64_t address, std::uint64_t fu
           in.Consume(p);
           return kSyntaxError;  // a fuse beyond the declared count
         }
-        WriteFuse(linear, n++, c == '1');
+        if (n >= window.end && (windows == nullptr || !windows->MoveTo(n, window))) {
+          in.Consume(p);
+          return kWindowsStopped;
+        }
+        WriteFuse(window, n++, c == '1');
       } else if (c == kFieldEnd) {
         in.Consume(p);
         return 0;
@@ -293,9 +299,23 @@ bool QfAccepted(const FuseListLimits& limits, std::uint64_t qf) {
   return qf == kAliasedQf && limits.device_fuses == kAliasedQfDeviceFuses;
 }
 
-// One field after its letter. Result 0 to go on, or the status that ends the stream.
+// An L field's fuses from address on into the windows, which its first L field starts.
+int ReadFuseListIntoWindows(core::TextReader& in, std::uint64_t address,
+                            const FuseListLimits& limits, FieldStream& out, FuseWindow& window) {
+  if (!out.has_qf) return kListWentBack;  // the map's size is not known yet
+  if (!out.has_fuse_list) {
+    if (!limits.windows->Start(out.fuse_count, FillOf(out, limits.clear_value), window))
+      return kWindowsStopped;
+    out.has_fuse_list = true;
+  }
+  if (address < window.first) return kListWentBack;
+  return ReadFuseDigits(in, address, out.fuse_count, window, limits.windows);
+}
+
+// One field after its letter. Result 0 to go on, or the status that ends the stream. window is
+// where the last L field's fuses went.
 int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, std::uint8_t* linear,
-              FieldStream& out) {
+              FieldStream& out, FuseWindow& window) {
   switch (letter) {
     case kQuantity: {
       const int which = AsciiUpper(in.Peek());
@@ -311,6 +331,8 @@ int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, st
         return 0;
       }
       if (!QfAccepted(limits, value)) return -2;
+      if (limits.windows != nullptr && out.has_qf && value != out.fuse_count) return -2;
+      if (limits.windows != nullptr && out.has_fuse_list) return kListWentBack;
       out.fuse_count = value;
       out.has_qf = true;
       return 0;
@@ -344,9 +366,12 @@ int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, st
     case kFuseList: {
       const std::uint64_t address = ReadNumber(in, 10);
       if (address == kNoNumber) return kSyntaxError;
+      if (limits.windows != nullptr)
+        return ReadFuseListIntoWindows(in, address, limits, out, window);
       out.has_fuse_list = true;
       ClearUpTo(linear, out, (out.fuse_count + 7) / 8, limits.clear_value);
-      return ReadFuseDigits(in, address, out.fuse_count, linear);
+      window = FuseWindow{linear, 0, out.fuse_count};
+      return ReadFuseDigits(in, address, out.fuse_count, window, nullptr);
     }
     case kArchitecture: {
       bool longer = false;
@@ -371,13 +396,50 @@ int ReadFieldStream(core::TextReader& in, const FuseListLimits& limits, std::uin
   out.fuse_count =
       limits.device_fuses < limits.capacity_bits ? limits.device_fuses : limits.capacity_bits;
   if (!SkipField(in)) return -4;  // the design field
+  FuseWindow window;
   for (;;) {
     const int letter = ReadLetter(in);
     if (letter == kEtx) return (out.has_fuse_list || out.has_default_fuse) ? 0 : -4;
     if (letter == EOF || !IsValidChar(letter)) return -4;
-    const int status = ReadField(in, letter, limits, linear, out);
+    const int status = ReadField(in, letter, limits, linear, out, window);
     if (status != 0) return status;
   }
+}
+
+// The sum of mirrored bytes is the sum over bit positions i of (how many bytes have bit i set)
+// times 2^(7 - i), so the bytes are counted bit plane by bit plane, sixteen at a step where the
+// host allows, with no mirroring at all.
+std::uint16_t FuseChecksum(const std::uint8_t* linear, std::uint64_t count) {
+  std::uint64_t sum = 0;
+  const std::uint64_t whole = count / 8;
+  std::uint64_t i = 0;
+#if defined(__SSE2__)
+  const __m128i ones = _mm_set1_epi8(1);
+  while (whole - i >= 16) {
+    // Byte counters of each plane; 255 steps at most before they are added up.
+    __m128i planes[8];
+    for (auto& plane : planes) plane = _mm_setzero_si128();
+    const std::uint64_t steps = std::min<std::uint64_t>((whole - i) / 16, 255);
+    for (std::uint64_t s = 0; s < steps; ++s, i += 16) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(linear + i));
+      for (int bit = 0; bit < 8; ++bit) {
+        planes[bit] = _mm_add_epi8(planes[bit], _mm_and_si128(_mm_srli_epi16(v, bit), ones));
+      }
+    }
+    for (int bit = 0; bit < 8; ++bit) {
+      const __m128i totals = _mm_sad_epu8(planes[bit], _mm_setzero_si128());
+      const std::uint64_t plane_count = static_cast<std::uint64_t>(_mm_cvtsi128_si32(totals)) +
+                                        static_cast<std::uint64_t>(_mm_extract_epi16(totals, 4));
+      sum += plane_count << (7 - bit);
+    }
+  }
+#endif
+  for (; i < whole; ++i) sum += bits::Mirror(linear[i]);
+  if (count % 8 != 0) {
+    const unsigned keep = 0xFFu << (8 - count % 8);  // the fuses below count, high bits first
+    sum += bits::Mirror(static_cast<std::uint8_t>(linear[whole] & keep));
+  }
+  return static_cast<std::uint16_t>(sum);
 }
 
 }  // namespace fusekit::jedec

@@ -42,6 +42,33 @@ bool SkipField(core::TextReader& in);
 // Skips blanks and returns the next character upper-cased (EOF at the end); it is taken.
 int ReadLetter(core::TextReader& in);
 
+// A window of the fuse map: bytes[0] holds fuses first to first + 7 (fuse n at bit 0x80 >> n % 8
+// of its byte), and the fuses below end fit in it.
+struct FuseWindow {
+  std::uint8_t* bytes = nullptr;
+  std::uint64_t first = 0;  // a multiple of 8
+  std::uint64_t end = 0;
+};
+
+// Where the fuses of L fields go when the map is not held whole: windows of it, handed on in
+// rising order as the list moves past them. A list that goes back to fuses already handed on
+// cannot be read this way, and ends the stream with kListWentBack.
+class FuseWindows {
+ public:
+  virtual ~FuseWindows() = default;
+  // The first L field: the map has fuse_count fuses, and those no L field lists hold fill.
+  virtual bool Start(std::uint64_t fuse_count, std::uint8_t fill, FuseWindow& window) = 0;
+  // Moves the window on to the one that holds fuse n (n at or past window.end), the windows
+  // between handed on; false when the windows' user has stopped.
+  virtual bool MoveTo(std::uint64_t n, FuseWindow& window) = 0;
+};
+
+// The stream's L fields went back before the window (or QF came after one): it must be read
+// into a whole map. Never a result of an exported function.
+constexpr int kListWentBack = -9001;
+// The windows' user stopped them before the stream ended.
+constexpr int kWindowsStopped = -9002;
+
 // What a device allows of a fuse list.
 struct FuseListLimits {
   std::uint64_t device_fuses = 0;   // the fuse number of the device record
@@ -50,6 +77,9 @@ struct FuseListLimits {
   std::uint64_t arch_length = 0;    // an E field may not be longer
   std::uint64_t capacity_bits = 0;  // of the linear buffer the fuses are written into
   std::uint8_t clear_value = 0xFF;  // what the linear buffer is cleared to before any fuse
+  // Instead of a linear buffer: the windows the fuses go to. QF must then come once, before any
+  // L field.
+  FuseWindows* windows = nullptr;
 };
 
 // What a field stream declared; the fuses themselves go to the linear buffer.
@@ -75,18 +105,31 @@ struct FieldStream {
   std::uint64_t cleared_bytes = 0;
 };
 
+// The value of the fuses the stream's L fields do not give: its F default, else clear_value.
+constexpr std::uint8_t FillOf(const FieldStream& stream, std::uint8_t clear_value) {
+  if (!stream.has_default_fuse) return clear_value;
+  return stream.default_fuse == 0 ? std::uint8_t{0x00} : std::uint8_t{0xFF};
+}
+
 // Clears the linear buffer from out.cleared_bytes up to bytes with value.
 void ClearUpTo(std::uint8_t* linear, FieldStream& out, std::uint64_t bytes, std::uint8_t value);
 
 // Parses the stream after STX (the design field included) up to ETX. Fuses of L fields are
 // written into linear (unless it is null: the list is then only checked), which is cleared to
 // limits.clear_value ahead of them; the caller clears the rest with ClearUpTo (fuse n at bit 0x80
-// >> n % 8 of byte n / 8); F fills the bytes of the fuse count before any L field. Result 0, -2 for
+// >> n % 8 of byte n / 8); F fills the bytes of the fuse count before any L field. With
+// limits.windows the fuses go to the windows instead, which the caller finishes after ETX (the
+// stream's fill is then started only by its first L field). Result 0, -2 for
 // a QF that the device does not accept, -4 for a stream that ends without ETX or has neither an L
 // nor an F field, -18 for an E field longer than the architecture length, 8195 for a syntax error
 // inside a field.
 int ReadFieldStream(core::TextReader& in, const FuseListLimits& limits, std::uint8_t* linear,
                     FieldStream& out);
+
+// The JEDEC C value of count fuses of a linear map: the 16-bit sum of its bytes with fuse n in
+// bit n % 8 of byte n / 8, counting in the last byte only the fuses below count. The sums of two
+// runs of whole bytes add up to the sum of both.
+std::uint16_t FuseChecksum(const std::uint8_t* linear, std::uint64_t count);
 
 }  // namespace fusekit::jedec
 

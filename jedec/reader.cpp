@@ -15,10 +15,6 @@
 #include "jedec/word_map.h"
 #include "support/util/bit_ops.h"
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 namespace fusekit::jedec {
 namespace {
 
@@ -33,14 +29,6 @@ std::uint64_t Bytes(std::uint64_t bits) {
   return (bits + 7) / 8;
 }
 
-// Bytes of the linear buffer the reader works in; the caller's buffer holds at least this.
-std::uint64_t WorkingBytes(const DeviceInfo& device, std::uint64_t buffer_bytes) {
-  const std::uint64_t usercode_bytes = Bytes(device.GetPhysicalUESLength());
-  if (device.GetARCHLength() == 0) return buffer_bytes + 100 + usercode_bytes;
-  if (Is22V10(device)) return k22V10WorkingBytes;
-  return buffer_bytes + 100 + Bytes(device.GetARCHLength()) + usercode_bytes;
-}
-
 void SetFuse(std::uint8_t* linear, std::uint64_t n, bool value) {
   const std::uint8_t mask = static_cast<std::uint8_t>(0x80u >> (n % 8));
   linear[n / 8] = static_cast<std::uint8_t>(value ? linear[n / 8] | mask : linear[n / 8] & ~mask);
@@ -48,45 +36,6 @@ void SetFuse(std::uint8_t* linear, std::uint64_t n, bool value) {
 
 bool GetFuse(const std::uint8_t* linear, std::uint64_t n) {
   return ((linear[n / 8] >> (7 - n % 8)) & 1u) != 0;
-}
-
-// The JEDEC C value: the 16-bit sum of the fuse bytes with fuse n in bit n % 8 of byte n / 8
-// (the linear bytes mirrored), counting in the last byte only the fuses below count.
-//
-// The sum of mirrored bytes is the sum over bit positions i of (how many bytes have bit i set)
-// times 2^(7 - i), so the bytes are counted bit plane by bit plane, sixteen at a step where the
-// host allows, with no mirroring at all.
-std::uint16_t FuseChecksum(const std::uint8_t* linear, std::uint64_t count) {
-  std::uint64_t sum = 0;
-  const std::uint64_t whole = count / 8;
-  std::uint64_t i = 0;
-#if defined(__SSE2__)
-  const __m128i ones = _mm_set1_epi8(1);
-  while (whole - i >= 16) {
-    // Byte counters of each plane; 255 steps at most before they are added up.
-    __m128i planes[8];
-    for (auto& plane : planes) plane = _mm_setzero_si128();
-    const std::uint64_t steps = std::min<std::uint64_t>((whole - i) / 16, 255);
-    for (std::uint64_t s = 0; s < steps; ++s, i += 16) {
-      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(linear + i));
-      for (int bit = 0; bit < 8; ++bit) {
-        planes[bit] = _mm_add_epi8(planes[bit], _mm_and_si128(_mm_srli_epi16(v, bit), ones));
-      }
-    }
-    for (int bit = 0; bit < 8; ++bit) {
-      const __m128i totals = _mm_sad_epu8(planes[bit], _mm_setzero_si128());
-      const std::uint64_t plane_count = static_cast<std::uint64_t>(_mm_cvtsi128_si32(totals)) +
-                                        static_cast<std::uint64_t>(_mm_extract_epi16(totals, 4));
-      sum += plane_count << (7 - bit);
-    }
-  }
-#endif
-  for (; i < whole; ++i) sum += bits::Mirror(linear[i]);
-  if (count % 8 != 0) {
-    const unsigned keep = 0xFFu << (8 - count % 8);  // the fuses below count, high bits first
-    sum += bits::Mirror(static_cast<std::uint8_t>(linear[whole] & keep));
-  }
-  return static_cast<std::uint16_t>(sum);
 }
 
 // The 22V10 file lists 132 product terms of 44 fuses; the device is programmed by 44 addresses
@@ -153,6 +102,24 @@ void BuildMaps(const DeviceInfo& device, const LinearFuses& fuses, const Layout&
 
 }  // namespace
 
+std::uint64_t WorkingBytes(const DeviceInfo& device, std::uint64_t buffer_bytes) {
+  const std::uint64_t usercode_bytes = Bytes(device.GetPhysicalUESLength());
+  if (device.GetARCHLength() == 0) return buffer_bytes + 100 + usercode_bytes;
+  if (Is22V10(device)) return k22V10WorkingBytes;
+  return buffer_bytes + 100 + Bytes(device.GetARCHLength()) + usercode_bytes;
+}
+
+bool ChecksumHolds(const std::uint8_t* linear, const FieldStream& stream, std::uint64_t& checked) {
+  checked = stream.fuse_count;
+  if (!stream.has_checksum || stream.checksum == 0) return true;
+  const std::uint16_t wanted = static_cast<std::uint16_t>(stream.checksum);
+  if (FuseChecksum(linear, checked) == wanted) return true;
+  if (!stream.has_e) return false;
+  const std::uint64_t e_length = stream.e_bits.size();
+  checked = stream.fuse_count >= e_length ? stream.fuse_count - e_length : 0;
+  return FuseChecksum(linear, checked) == wanted;
+}
+
 int ReadJedec(const ReaderArguments& a) {
   const DeviceInfo& device = *a.device;
   core::UniqueFile file = core::OpenFile(a.path, "rb");
@@ -185,18 +152,9 @@ int ReadJedec(const ReaderArguments& a) {
   if (a.observer != nullptr) reader.ReadToEnd();  // the observer sees the text after ETX too
 
   const std::uint64_t e_length = stream.e_bits.size();
-  if (stream.has_checksum && stream.checksum != 0) {
-    const std::uint16_t wanted = static_cast<std::uint16_t>(stream.checksum);
-    std::uint64_t checked = stream.fuse_count;
-    bool good = FuseChecksum(a.fuse_buffer, checked) == wanted;
-    if (!good && stream.has_e) {
-      checked = stream.fuse_count >= e_length ? stream.fuse_count - e_length : 0;
-      good = FuseChecksum(a.fuse_buffer, checked) == wanted;
-    }
-    if (!good) {
-      if (a.pin_count_out != nullptr) *a.pin_count_out = static_cast<int>(checked);
-      return kStatusChecksumMismatch;
-    }
+  if (std::uint64_t checked = 0; !ChecksumHolds(a.fuse_buffer, stream, checked)) {
+    if (a.pin_count_out != nullptr) *a.pin_count_out = static_cast<int>(checked);
+    return kStatusChecksumMismatch;
   }
 
   Layout layout{stream.fuse_count, stream.fuse_count, stream.fuse_count};

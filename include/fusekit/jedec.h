@@ -91,6 +91,27 @@ FUSEKIT_API int JEDEC2SVFPlus(char* fileName, DeviceInfo* device, int jtag, SVFP
 FUSEKIT_API int fnJEDFileCompare(const char* readFile, const char* referenceFile,
                                  const char* reportFile);
 
+// What fnJEDFileCompareByAddress found.
+struct JEDECAddressCompare {
+  unsigned long long differences;  // fuses that differ
+  int listed;                      // how many of them are listed below: the first, at most 20
+  unsigned long long address[20];  // their addresses, rising
+  unsigned char readValue[20];  // each one's value in the read file; the reference's is the other
+  int faultyFile;               // after a failure: 1 the read file, 2 the reference, 0 either
+};
+
+// Compares the fuses of two JEDEC files by fuse address, whatever their L layout, line breaks,
+// notes and F default: each is read as fnJEDFileReader reads it for device, fuse n at bit
+// 0x80 >> n % 8 of byte n / 8, and the device's fuses are compared one by one. Without a device
+// (null), each file is read for a record of its own QF, any fuse it does not list taking its F
+// default (1 without one). Result 0 and *result filled; -1 a file cannot be opened; -4 a file has
+// no STX or ETX or no fuse data; 8195 a syntax error; -14 a file's C checksum does not hold; -2 a
+// QF the device does not take, or without a device: a file without QF, a QF above eight fuses a
+// byte of its file (at least 1048576), or two different QF; -3 out of memory; -6 a null file name
+// or result. On failure result->faultyFile tells which file the status belongs to.
+FUSEKIT_API int fnJEDFileCompareByAddress(const char* readFile, const char* referenceFile,
+                                          DeviceInfo* device, JEDECAddressCompare* result);
+
 // What a JEDEC file declares, read without a device record (so that any file can be looked at
 // and checked against a record made from it).
 struct JEDECSummary {

@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "support/util/populated_buffer.h"
 #include "support/util/side_task.h"
 #include "tools/fusekit/cli.h"
 #include "tools/fusekit/file_format.h"
@@ -102,136 +101,84 @@ int ReadForDevice(const GlobalOptions& options, const CompareOptions& c, DeviceI
   return ReadProgrammingData(c.reference, c.reference, device, reference);
 }
 
-// The JEDEC reader's working size for the 22V10 code names, whatever their record says.
-constexpr std::size_t k22V10WorkingBytes = 11664;
-
-// The fuses of a JEDEC file by address, as the JEDEC reader lays them out for the device: fuse n
-// at bit 0x80 >> n % 8 of byte n / 8, the F default wherever the file lists no fuse.
-struct LinearFuses {
-  util::PopulatedBuffer bytes;
-  int status = 0;
-};
-
-void ReadLinearFuses(const std::string& path, const DeviceInfo& device, LinearFuses& fuses) {
-  // The reader's working size: the fuses in whole 16-bit words, then room for the architecture
-  // and usercode bits it places after them (a fixed size for the 22V10 code names).
-  const unsigned long fuse_words = (device.GetFuseNumber() + 15UL) / 16;
-  const unsigned long buffer_bytes = 2 * fuse_words;
-  const std::size_t working =
-      std::max<std::size_t>(buffer_bytes + 100 + (device.GetARCHLength() + 7UL) / 8 +
-                                (device.GetPhysicalUESLength() + 7UL) / 8,
-                            k22V10WorkingBytes);
-  try {
-    fuses.bytes = util::PopulatedBuffer(working);
-  } catch (const std::bad_alloc&) {
-    fuses.status = kStatusNoMemory;
-    return;
-  }
-  std::string name = path;
-  DeviceInfo copy = device;
-  fuses.status =
-      fnJEDFileReader(name.data(), nullptr, nullptr, nullptr, nullptr, nullptr, &copy, buffer_bytes,
-                      0, nullptr, fuses.bytes.Data(), nullptr, nullptr, nullptr, nullptr);
-}
-
-// The fuses that differ, counted, the first ones kept as "1000+" (1 in the read file) or
-// "1000-".
-struct FuseDifferences {
-  static constexpr unsigned long long kListed = 20;
-  unsigned long long count = 0;
+// The first differing fuses as "1000+" (1 in the read file) or "1000-".
+std::vector<std::string> FirstDifferences(const JEDECAddressCompare& found) {
   std::vector<std::string> first;
-
-  void Add(unsigned long long address, bool read_set) {
-    if (++count <= kListed) first.push_back(std::to_string(address) + (read_set ? "+" : "-"));
-  }
-};
-
-// Two linear fuse maps of fuses fuses; runs of 256 alike bytes, the most of a fuse map, are
-// passed over at once.
-FuseDifferences DifferingFuses(const unsigned char* read, const unsigned char* reference,
-                               unsigned long long fuses) {
-  FuseDifferences found;
-  const unsigned long long bytes = (fuses + 7) / 8;
-  constexpr unsigned long long kRun = 256;
-  for (unsigned long long i = 0; i < bytes; ++i) {
-    if (i % kRun == 0 && bytes - i >= kRun && std::memcmp(read + i, reference + i, kRun) == 0) {
-      i += kRun - 1;
-      continue;
-    }
-    const unsigned diff = static_cast<unsigned>(read[i] ^ reference[i]);
-    if (diff == 0) continue;
-    for (unsigned bit = 0; bit < 8; ++bit) {
-      const unsigned mask = 0x80u >> bit;
-      const unsigned long long address = i * 8 + bit;
-      if (address < fuses && (diff & mask) != 0) found.Add(address, (read[i] & mask) != 0);
-    }
-  }
-  return found;
+  for (int i = 0; i < found.listed; ++i)
+    first.push_back(std::to_string(found.address[i]) + (found.readValue[i] != 0 ? "+" : "-"));
+  return first;
 }
 
-int ReportFuseDifferences(const CompareOptions& c, const FuseDifferences& found) {
-  const int exit_status = found.count == 0 ? kExitOk : kExitDifferent;
+int ReportFuseDifferences(const CompareOptions& c, const JEDECAddressCompare& found) {
+  const int exit_status = found.differences == 0 ? kExitOk : kExitDifferent;
+  const std::vector<std::string> first = FirstDifferences(found);
   if (JsonWanted()) {
     std::vector<std::string> addresses;
-    for (const std::string& f : found.first) addresses.push_back(JsonString(f));
+    for (const std::string& f : first) addresses.push_back(JsonString(f));
     PrintJson(JsonObject()
                   .Add("read", c.read_label)
                   .Add("reference", c.reference_label)
                   .Add("method", "by-address")
-                  .Add("differences", found.count)
-                  .Add("equal", found.count == 0)
+                  .Add("differences", found.differences)
+                  .Add("equal", found.differences == 0)
                   .AddRaw("first", JsonArray(addresses))
                   .Text());
     return exit_status;
   }
   std::ostringstream out;
-  out << found.count << (found.count == 1 ? " fuse differs" : " fuses differ");
-  if (!found.first.empty()) {
+  out << found.differences << (found.differences == 1 ? " fuse differs" : " fuses differ");
+  if (!first.empty()) {
     out << "; first at";
-    for (const std::string& f : found.first) out << " " << f;
+    for (const std::string& f : first) out << " " << f;
   }
   out << "\n";
   std::fputs(out.str().c_str(), stdout);
   return exit_status;
 }
 
-// Two JEDEC fuse maps by fuse address: each read for the device, or for a generic record made
-// from itself, whatever its L layout, F default and notes.
-int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
-  DeviceInfo devices[2];
+// Why two JEDEC files could not be compared by address, said of the file at fault: each file's
+// summary is checked against the device or the record made from it, then their QF against each
+// other, and what is left is the status of the file the compare named.
+int ComplainByAddress(const GlobalOptions& options, const CompareOptions& c, int status,
+                      int faulty_file) {
   const std::string* paths[2] = {&c.read, &c.reference};
-  for (const std::string* path : paths) {
-    if (!Readable(*path, *path)) return kExitInvalidInput;
-  }
-  // Each file is read twice, for its summary and then for its fuses; both files are read at
-  // once, the read file on a second thread, as the readers keep no state outside their calls.
-  // Complaints come after, in the files' order.
   JedecSummaryRead summaries[2];
   util::RunForBoth([&](int i) {
     summaries[i].status = GetJEDECSummary(paths[i]->c_str(), &summaries[i].summary);
   });
+  DeviceInfo devices[2];
   for (int i = 0; i < 2; ++i) {
-    if (const int status =
+    if (const int found =
             DeviceForJedec(options, c.device, *paths[i], *paths[i], summaries[i], devices[i]);
-        status != kExitOk)
-      return status;
+        found != kExitOk)
+      return found;
   }
-  if (devices[0].GetFuseNumber() != devices[1].GetFuseNumber()) {
-    Complain(c.read, "has QF " + std::to_string(devices[0].GetFuseNumber()) + ", but " +
-                         c.reference + " has QF " + std::to_string(devices[1].GetFuseNumber()) +
+  if (c.device.empty() && summaries[0].summary.fuseCount != summaries[1].summary.fuseCount) {
+    Complain(c.read, "has QF " + std::to_string(summaries[0].summary.fuseCount) + ", but " +
+                         c.reference + " has QF " + std::to_string(summaries[1].summary.fuseCount) +
                          ": they are not fuse maps of one device");
     return kExitInvalidInput;
   }
-  LinearFuses fuses[2];
-  util::RunForBoth([&](int i) { ReadLinearFuses(*paths[i], devices[i], fuses[i]); });
-  for (int i = 0; i < 2; ++i) {
-    if (fuses[i].status != 0) {  // 8195, a syntax error, is the one failure above 0
-      ComplainStatus(*paths[i], "cannot be read as a JEDEC file", fuses[i].status);
-      return kExitInvalidInput;
-    }
+  ComplainStatus(faulty_file == 2 ? c.reference : c.read, "cannot be read as a JEDEC file", status);
+  return kExitInvalidInput;
+}
+
+// Two JEDEC fuse maps by fuse address: each read for the device, or for a record made from its
+// own QF, whatever its L layout, F default and notes.
+int CompareByAddress(const GlobalOptions& options, const CompareOptions& c) {
+  for (const std::string* path : {&c.read, &c.reference}) {
+    if (!Readable(*path, *path)) return kExitInvalidInput;
   }
-  return ReportFuseDifferences(
-      c, DifferingFuses(fuses[0].bytes.Data(), fuses[1].bytes.Data(), devices[1].GetFuseNumber()));
+  DeviceInfo device;
+  if (!c.device.empty()) {
+    if (const int status = DeviceByName(options, c.device, device); status != kExitOk)
+      return status;
+  }
+  JEDECAddressCompare found;
+  const int status = fnJEDFileCompareByAddress(c.read.c_str(), c.reference.c_str(),
+                                               c.device.empty() ? nullptr : &device, &found);
+  if (status != 0) return ComplainByAddress(options, c, status, found.faultyFile);
+  return ReportFuseDifferences(c, found);
 }
 
 int Compare(const GlobalOptions& options, const CompareOptions& c) {
