@@ -5,6 +5,8 @@
 #include <cstring>
 #include <utility>
 
+#include "support/util/bit_ops.h"
+
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
 #include <immintrin.h>
 #elif defined(__SSE2__)
@@ -81,11 +83,6 @@ __attribute__((target("avx2"))) bool Decode32DigitsAvx2(const char* digits, unsi
                    _mm256_castsi256_si128(_mm256_permute4x64_epi64(packed, 0x08)));
   return valid;
 }
-
-bool HasAvx2() {
-  static const bool has = __builtin_cpu_supports("avx2");
-  return has;
-}
 #endif
 
 // Whether the separator stands at text: one 8-byte load, masked to its bytes.
@@ -125,7 +122,7 @@ std::size_t DecodeEvenRows(const char* text, std::size_t step, std::size_t digit
                            unsigned char* out) {
   const std::uint64_t mask = MaskOf(separator_bytes);
 #if defined(FUSEKIT_HEX_AVX2)
-  if (!short_lead && digits % 32 == 0 && digits != 0 && HasAvx2())
+  if (!short_lead && digits % 32 == 0 && digits != 0 && bits::HasAvx2())
     return DecodeEvenRowsAvx2(text, step, digits, separator, mask, rows, out);
 #endif
   const std::size_t row_bytes = (digits + (short_lead ? 1 : 0)) / 2;
@@ -154,7 +151,7 @@ bool DecodeRow(const char* digits, std::size_t count, bool short_lead, unsigned 
     --count;
   }
 #if defined(FUSEKIT_HEX_AVX2)
-  if (count >= 32 && HasAvx2()) {
+  if (count >= 32 && bits::HasAvx2()) {
     for (; count >= 32; count -= 32, digits += 32, out += 16) {
       if (!Decode32DigitsAvx2(digits, out)) return false;
     }

@@ -1,4 +1,4 @@
-// Bit mirroring of bytes, with a compile-time table.
+// Bit mirroring of bytes, with a compile-time table, and whether wide vector code may run.
 #ifndef FUSEKIT_SUPPORT_UTIL_BIT_OPS_H
 #define FUSEKIT_SUPPORT_UTIL_BIT_OPS_H
 
@@ -28,6 +28,16 @@ constexpr std::uint8_t Mirror(std::uint8_t b) {
 }
 
 static_assert(Mirror(0x01) == 0x80 && Mirror(0x02) == 0x40 && Mirror(0xF0) == 0x0F);
+
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+// Functions built for AVX2 with a target attribute exist beside their plain forms.
+#define FUSEKIT_AVX2_PATHS 1
+// Whether the processor runs them.
+inline bool HasAvx2() {
+  static const bool has = __builtin_cpu_supports("avx2");
+  return has;
+}
+#endif
 
 // to[count - 1 - i] = Mirror(from[i]) for every i below count: the bytes mirrored and laid out
 // from the end of the destination down. The two ranges must not overlap. Uses the widest
