@@ -98,8 +98,8 @@ std::uint64_t EightDigitsAt(const std::uint8_t* p) {
   for (int i = 7; i >= 0; --i) word = (word << 8) | p[i];  // little-endian whatever the host
   constexpr std::uint64_t kHighNibbles = 0xF0F0F0F0F0F0F0F0ull;
   constexpr std::uint64_t kZeros = 0x3030303030303030ull;
-  const bool all_digits = (word & kHighNibbles) == kZeros &&
-                          ((word + 0x0606060606060606ull) & kHighNibbles) == kZeros;
+  const bool all_digits =
+      (word & kHighNibbles) == kZeros && ((word + 0x0606060606060606ull) & kHighNibbles) == kZeros;
   if (!all_digits || IsDecimalDigit(p[8])) return kNoNumber;
   word -= kZeros;
   word = (word * 10 + (word >> 8)) & 0x00FF00FF00FF00FFull;
@@ -216,9 +216,9 @@ bool PackSixteenDigits(const std::uint8_t* p, std::uint8_t* out) {
 __attribute__((target("avx2"))) std::size_t PackDigitRunAvx2(const std::uint8_t* p,
                                                              const std::uint8_t* end,
                                                              std::uint8_t* out, std::size_t room) {
-  const __m256i reverse_eights = _mm256_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10,
-                                                  9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12,
-                                                  11, 10, 9, 8);
+  const __m256i reverse_eights =
+      _mm256_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0,
+                       15, 14, 13, 12, 11, 10, 9, 8);
   const __m256i not_a_bit = _mm256_set1_epi8(static_cast<char>(0xFE));
   std::size_t written = 0;
   while (end - p >= 32 && room - written >= 4) {
@@ -241,8 +241,8 @@ std::size_t PackDigitRun(const std::uint8_t* p, const std::uint8_t* end, const F
                          std::uint64_t n) {
 #if defined(FUSEKIT_AVX2_PATHS)
   if (window.bytes != nullptr && n % 8 == 0 && end - p >= 32 && bits::HasAvx2()) {
-    const auto room = static_cast<std::size_t>(std::min<std::uint64_t>(
-        (window.end - n) / 8, std::numeric_limits<std::size_t>::max()));
+    const auto room = static_cast<std::size_t>(
+        std::min<std::uint64_t>((window.end - n) / 8, std::numeric_limits<std::size_t>::max()));
     return 8 * PackDigitRunAvx2(p, end, window.bytes + (n - window.first) / 8, room);
   }
 #else
@@ -488,17 +488,17 @@ int ReadFieldStream(core::TextReader& in, const FuseListLimits& limits, std::uin
 // The sum of the bytes mirrored, 32 at a step while 32 remain before whole: each byte mirrored a
 // nibble at a time by table look-ups, then summed by absolute differences from zero.
 __attribute__((target("avx2"))) std::uint64_t SumOfMirroredBytesAvx2(const std::uint8_t* linear,
-                                                                      std::uint64_t whole,
-                                                                      std::uint64_t& i) {
+                                                                     std::uint64_t whole,
+                                                                     std::uint64_t& i) {
   // The low nibble's bits mirrored into the high nibble, and the high nibble's into the low.
   static constexpr std::uint8_t kLowMirrored[16] = {0x00, 0x80, 0x40, 0xC0, 0x20, 0xA0, 0x60, 0xE0,
                                                     0x10, 0x90, 0x50, 0xD0, 0x30, 0xB0, 0x70, 0xF0};
   static constexpr std::uint8_t kHighMirrored[16] = {0x0, 0x8, 0x4, 0xC, 0x2, 0xA, 0x6, 0xE,
                                                      0x1, 0x9, 0x5, 0xD, 0x3, 0xB, 0x7, 0xF};
-  const __m256i low_mirrored = _mm256_broadcastsi128_si256(
-      _mm_loadu_si128(reinterpret_cast<const __m128i*>(kLowMirrored)));
-  const __m256i high_mirrored = _mm256_broadcastsi128_si256(
-      _mm_loadu_si128(reinterpret_cast<const __m128i*>(kHighMirrored)));
+  const __m256i low_mirrored =
+      _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(kLowMirrored)));
+  const __m256i high_mirrored =
+      _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(kHighMirrored)));
   const __m256i nibble = _mm256_set1_epi8(0x0F);
   __m256i sums = _mm256_setzero_si256();
   for (; whole - i >= 32; i += 32) {
