@@ -79,14 +79,18 @@ int main(int argc, char** argv) {
     const std::string what = kind.what;
     // The tool's figures are whole processes, whose memory is all fresh; a library call in this
     // long-running process may reuse what an earlier one freed.
-    const std::string command =
-        tool + " compare " + (what == "fusekit compare (ISC)" ? "-o " + report : "--by-address") +
-        " " + kind.file + " " + copy + " >/dev/null 2>&1";
+    std::vector<std::string> command = {tool, "compare"};
+    if (what == "fusekit compare (ISC)") {
+      command.insert(command.end(), {"-o", report});
+    } else {
+      command.push_back("--by-address");
+    }
+    command.insert(command.end(), {kind.file, copy});
     const double seconds = BestSeconds([&] {
       if (what == "fnJEDFileCompare") {
         result = fnJEDFileCompare(kind.file.c_str(), copy.c_str(), report.c_str());
       } else if (what.rfind("fusekit", 0) == 0) {
-        result = std::system(command.c_str());
+        result = fusekit::bench::RunQuietly(command);
       } else if (what == "fnISCFileCompare") {
         result = fnISCFileCompare(kind.file.c_str(), copy.c_str(), report.c_str());
       } else {
