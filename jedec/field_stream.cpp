@@ -240,7 +240,7 @@ __attribute__((target("avx2"))) std::size_t PackDigitRunAvx2(const std::uint8_t*
 std::size_t PackDigitRun(const std::uint8_t* p, const std::uint8_t* end, const FuseWindow& window,
                          std::uint64_t n) {
 #if defined(FUSEKIT_AVX2_PATHS)
-  if (window.bytes != nullptr && n % 8 == 0 && end - p >= 32 && bits::HasAvx2()) {
+  if (window.bytes != nullptr && n % 8 == 0 && n < window.end && end - p >= 32 && bits::HasAvx2()) {
     const auto room = static_cast<std::size_t>(
         std::min<std::uint64_t>((window.end - n) / 8, std::numeric_limits<std::size_t>::max()));
     return 8 * PackDigitRunAvx2(p, end, window.bytes + (n - window.first) / 8, room);

@@ -224,6 +224,21 @@ TEST(JedecCompareByAddress, FilesThatCannotBeCompared) {
             -1);
   EXPECT_EQ(found.faultyFile, 2);
   EXPECT_EQ(fnJEDFileCompareByAddress(path.c_str(), path.c_str(), nullptr, nullptr), -6);
+
+  // Digits at an address far past the fuse count are a syntax error, and are not written past
+  // the device's buffer on their way there.
+  DeviceInfo device;
+  device.SetName("sixteen");
+  device.SetFamily("generic");
+  device.SetFuseNumber(16);
+  device.SetDataLength(16);
+  device.SetPhysicalUESLength(32);
+  const std::string far =
+      dir.Write("far.jed", "\x02*\nQF16*\nL8000 " + std::string(40, '1') + "*\n\x03");
+  const std::string sixteen = dir.Write("sixteen.jed", "\x02*\nQF16*\nF0*\n\x03");
+  EXPECT_EQ(fnJEDFileCompareByAddress(far.c_str(), sixteen.c_str(), &device, &found), 8195);
+  EXPECT_EQ(found.faultyFile, 1);
+  EXPECT_EQ(fnJEDFileCompareByAddress(far.c_str(), sixteen.c_str(), nullptr, &found), 8195);
 }
 
 // A file may count its C value over the fuses without the E field's length; a file with only F
