@@ -38,7 +38,7 @@ class ReadAhead {
   // The reader waits for a quarter of the ring to be free and fills it in one read, so that
   // each side wakes the other about once a quarter: on a virtual machine a wake costs as much as
   // reading a hundred KiB.
-  static constexpr std::size_t kRingBytes = 1 << 20;
+  static constexpr std::size_t kRingBytes = 2 << 20;
   static constexpr std::size_t kReadBytes = kRingBytes / 4;  // the most one read asks for
   void Read();
 

@@ -59,7 +59,7 @@ class ByteSource {
   void Drain();
 
  private:
-  static constexpr std::size_t kBlockBytes = 256 * 1024;
+  static constexpr std::size_t kBlockBytes = 512 * 1024;
   bool Fill(std::size_t count);
 
   std::FILE* file_ = nullptr;
