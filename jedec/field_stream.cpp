@@ -89,13 +89,24 @@ namespace {
 
 constexpr std::uint64_t kNoNumber = std::numeric_limits<std::uint64_t>::max();
 
+// The eight bytes at p as a word with the first in its lowest byte, whatever the host: one load
+// where the host is little-endian.
+std::uint64_t LoadLittleEndian64(const std::uint8_t* p) {
+  std::uint64_t word = 0;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  std::memcpy(&word, p, sizeof word);
+#else
+  for (int i = 7; i >= 0; --i) word = (word << 8) | p[i];
+#endif
+  return word;
+}
+
 // The value of the eight decimal digits at p when exactly eight stand there (the common width
 // of L addresses), else kNoNumber; p has at least nine bytes. The digits are joined in pairs,
 // then fours, then all eight, by three multiplications of the loaded word (first digit in its
 // lowest byte).
 std::uint64_t EightDigitsAt(const std::uint8_t* p) {
-  std::uint64_t word = 0;
-  for (int i = 7; i >= 0; --i) word = (word << 8) | p[i];  // little-endian whatever the host
+  std::uint64_t word = LoadLittleEndian64(p);
   constexpr std::uint64_t kHighNibbles = 0xF0F0F0F0F0F0F0F0ull;
   constexpr std::uint64_t kZeros = 0x3030303030303030ull;
   const bool all_digits =
@@ -189,8 +200,7 @@ void WriteFuse(const FuseWindow& window, std::uint64_t n, bool set) {
 // significant bit. -1 otherwise. The low bits of the digits, one a byte, are gathered into the
 // top byte by one multiplication (the loaded word has the first digit in its lowest byte).
 int PackEightDigits(const std::uint8_t* p) {
-  std::uint64_t word = 0;
-  for (int i = 7; i >= 0; --i) word = (word << 8) | p[i];  // little-endian whatever the host
+  std::uint64_t word = LoadLittleEndian64(p);
   if ((word & 0xFEFEFEFEFEFEFEFEull) != 0x3030303030303030ull) return -1;
   return static_cast<int>(((word & 0x0101010101010101ull) * 0x8040201008040201ull) >> 56);
 }
