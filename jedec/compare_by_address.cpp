@@ -228,11 +228,7 @@ int ReadIntoWindows(const char* path, WindowedMap& map, FieldStream& stream) {
   map.LimitFuses(MostFusesWithoutDevice(file.get()));
   core::TextReader in(file.get());
   if (!SkipToStx(in)) return kStatusNoFuseData;
-  FuseListLimits limits;
-  limits.accept_any_count = true;
-  limits.device_fuses = std::numeric_limits<std::uint32_t>::max();
-  limits.capacity_bits = std::numeric_limits<std::uint64_t>::max();
-  limits.arch_length = std::numeric_limits<std::uint64_t>::max();
+  FuseListLimits limits = LimitsWithoutDevice();
   limits.windows = &map;
   int status = ReadFieldStream(in, limits, nullptr, stream);
   if (status == 0 && !stream.has_qf) return kStatusReadFailed;
@@ -320,11 +316,7 @@ void ReadWithoutDevice(const char* path, WholeMap& map) {
     return;
   }
   const std::uint64_t most = MostFusesWithoutDevice(file.get());
-  FuseListLimits limits;
-  limits.accept_any_count = true;
-  limits.device_fuses = std::numeric_limits<std::uint32_t>::max();
-  limits.capacity_bits = std::numeric_limits<std::uint64_t>::max();
-  limits.arch_length = std::numeric_limits<std::uint64_t>::max();
+  FuseListLimits limits = LimitsWithoutDevice();
   FieldStream stream;
   {
     core::TextReader in(file.get());

@@ -4,6 +4,7 @@
 #define FUSEKIT_JEDEC_FIELD_STREAM_H
 
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "core/file_io.h"
@@ -81,6 +82,17 @@ struct FuseListLimits {
   // L field.
   FuseWindows* windows = nullptr;
 };
+
+// The limits of a stream read without a device record: any QF, an E field of any length, and no
+// buffer the fuses must fit.
+inline FuseListLimits LimitsWithoutDevice() {
+  FuseListLimits limits;
+  limits.accept_any_count = true;
+  limits.device_fuses = std::numeric_limits<std::uint32_t>::max();
+  limits.capacity_bits = std::numeric_limits<std::uint64_t>::max();
+  limits.arch_length = std::numeric_limits<std::uint32_t>::max();
+  return limits;
+}
 
 // What a field stream declared; the fuses themselves go to the linear buffer.
 struct FieldStream {

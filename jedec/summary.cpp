@@ -1,6 +1,5 @@
 // GetJEDECSummary: what a JEDEC file declares, read without a device record.
 #include <cstring>
-#include <limits>
 #include <new>
 
 #include "core/file_io.h"
@@ -16,13 +15,9 @@ int GetJEDECSummary(const char* path, JEDECSummary* summary) {
   try {
     fusekit::core::TextReader in(file.get());
     if (!fusekit::jedec::SkipToStx(in)) return fusekit::kStatusNoFuseData;
-    fusekit::jedec::FuseListLimits limits;
-    limits.accept_any_count = true;
-    limits.device_fuses = std::numeric_limits<std::uint32_t>::max();
-    limits.capacity_bits = std::numeric_limits<std::uint64_t>::max();
-    limits.arch_length = std::numeric_limits<std::uint32_t>::max();
     fusekit::jedec::FieldStream stream;
-    const int status = fusekit::jedec::ReadFieldStream(in, limits, nullptr, stream);
+    const int status =
+        fusekit::jedec::ReadFieldStream(in, fusekit::jedec::LimitsWithoutDevice(), nullptr, stream);
     if (status != 0) return status;
     summary->hasFuseCount = stream.has_qf ? 1 : 0;
     summary->fuseCount = stream.has_qf ? static_cast<unsigned long>(stream.fuse_count) : 0;
