@@ -1,11 +1,12 @@
 // The compares on two large files of each kind beside the floor of reading both, in one run:
 //   compare_peers TOOL JEDEC_FILE ISC_FILE WORK_FOLDER FUSES
 // copies each file (the compare reads two files, not one twice), makes a bitstream of FUSES
-// bits, and times fnJEDFileCompare, `TOOL compare --by-address` (whole process),
-// fnISCFileCompare, `TOOL compare` of the ISC files (whole process) and fnBITFileCompare of
-// each file with its copy (best of three), each with its ratio to the fread floor of the two
-// files. A report as large as a file (the JEDEC compare writes the read file back with its
-// differences marked) also has its fwrite floor printed, and the ratio to both floors together.
+// bits, and times fnJEDFileCompare, fnJEDFileCompareByAddress, `TOOL compare --by-address`
+// (whole process), fnISCFileCompare, `TOOL compare` of the ISC files (whole process) and
+// fnBITFileCompare of each file with its copy (best of three), each with its ratio to the fread
+// floor of the two files. A report as large as a file (the JEDEC compare writes the read file
+// back with its differences marked) also has its fwrite floor printed, and the ratio to both
+// floors together.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -72,6 +73,7 @@ int main(int argc, char** argv) {
     const char* what;
     std::string file;
   } kinds[] = {{"fnJEDFileCompare", jedec},
+               {"fnJEDFileCompareByAddress", jedec},
                {"fusekit compare --by-address", jedec},
                {"fnISCFileCompare", isc},
                {"fusekit compare (ISC)", isc},
@@ -96,6 +98,9 @@ int main(int argc, char** argv) {
     const double seconds = BestSeconds([&] {
       if (what == "fnJEDFileCompare") {
         result = fnJEDFileCompare(kind.file.c_str(), copy.c_str(), report.c_str());
+      } else if (what == "fnJEDFileCompareByAddress") {
+        JEDECAddressCompare compared;
+        result = fnJEDFileCompareByAddress(kind.file.c_str(), copy.c_str(), nullptr, &compared);
       } else if (what.rfind("fusekit", 0) == 0) {
         result = fusekit::bench::RunQuietly(command);
       } else if (what == "fnISCFileCompare") {

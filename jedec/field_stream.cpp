@@ -397,6 +397,29 @@ int ReadFuseListIntoWindows(core::TextReader& in, std::uint64_t address,
   return ReadFuseDigits(in, address, out.fuse_count, window, limits.windows);
 }
 
+// An L field's fuses from address on, into the windows or the linear map.
+int ReadFuseList(core::TextReader& in, std::uint64_t address, const FuseListLimits& limits,
+                 std::uint8_t* linear, FieldStream& out, FuseWindow& window) {
+  if (limits.windows != nullptr) return ReadFuseListIntoWindows(in, address, limits, out, window);
+  out.has_fuse_list = true;
+  ClearUpTo(linear, out, (out.fuse_count + 7) / 8, limits.clear_value);
+  window = FuseWindow{linear, 0, out.fuse_count};
+  return ReadFuseDigits(in, address, out.fuse_count, window, nullptr);
+}
+
+// Just after a field's "*": when the next line starts with another L field and its address of
+// eight digits, as most lines of a fuse list do, that address, having stepped over it (what the
+// field loop would read to the same effect); else kNoNumber, nothing read.
+std::uint64_t NextFuseLineAddress(core::TextReader& in) {
+  const std::uint8_t* p = in.WindowBegin();
+  if (in.WindowEnd() - p < 12) return kNoNumber;  // CR, LF, "L", eight digits and one more
+  if (p[0] == '\r') ++p;
+  if (p[0] != '\n' || p[1] != kFuseList) return kNoNumber;
+  const std::uint64_t address = EightDigitsAt(p + 2);
+  if (address != kNoNumber) in.Consume(p + 10);
+  return address;
+}
+
 // One field after its letter. Result 0 to go on, or the status that ends the stream. window is
 // where the last L field's fuses went.
 int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, std::uint8_t* linear,
@@ -449,14 +472,16 @@ int ReadField(core::TextReader& in, int letter, const FuseListLimits& limits, st
       return 0;
     }
     case kFuseList: {
-      const std::uint64_t address = ReadNumber(in, 10);
+      // L fields that follow one another a line each, the bulk of a file, are taken here one
+      // after another without going back to the field loop.
+      std::uint64_t address = ReadNumber(in, 10);
       if (address == kNoNumber) return kSyntaxError;
-      if (limits.windows != nullptr)
-        return ReadFuseListIntoWindows(in, address, limits, out, window);
-      out.has_fuse_list = true;
-      ClearUpTo(linear, out, (out.fuse_count + 7) / 8, limits.clear_value);
-      window = FuseWindow{linear, 0, out.fuse_count};
-      return ReadFuseDigits(in, address, out.fuse_count, window, nullptr);
+      do {
+        if (const int status = ReadFuseList(in, address, limits, linear, out, window); status != 0)
+          return status;
+        address = NextFuseLineAddress(in);
+      } while (address != kNoNumber);
+      return 0;
     }
     case kArchitecture: {
       bool longer = false;

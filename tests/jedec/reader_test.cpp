@@ -1,5 +1,6 @@
 // The JEDEC reader: files in the styles of several writers, every status, the word maps, the
 // usercode forms, the checksum retry and the device-specific layouts.
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -169,6 +170,52 @@ TEST(JedecReader, Statuses) {
   };
   for (const auto& c : cases) {
     EXPECT_EQ(ReadText(c.text, device).status, c.status) << c.what;
+  }
+}
+
+// Consecutive L lines are taken by a shortcut when a line is "L", eight digits and the fuses;
+// every other shape between two fields goes through the field loop. Both must read the same.
+TEST(JedecReader, LinesBetweenFuseFieldsInEveryShape) {
+  const unsigned rows = 24, width = 96;
+  const DeviceInfo device = Device(rows, width);
+  const std::vector<bool> fuses = RandomFuses(rows * width, 21);
+  const auto text = [&](const std::string& between, const char* address_format,
+                        const std::string& last_field = "") {
+    std::string out = "\x02x*\nQF2304*\nF0*";
+    for (unsigned r = 0; r < rows; ++r) {
+      char address[32];
+      std::snprintf(address, sizeof address, address_format, r * width);
+      out += between + address;
+      for (unsigned c = 0; c < width; ++c) out += fuses[r * width + c] ? '1' : '0';
+      out += '*';
+    }
+    return out + last_field + "\n\x03";
+  };
+  const struct {
+    const char* what;
+    std::string text;
+    int status;
+  } cases[] = {
+      {"LF", text("\n", "L%08u "), 0},
+      {"CR LF", text("\r\n", "L%08u "), 0},
+      {"a blank line between", text("\n\n", "L%08u "), 0},
+      {"a blank before the line end", text(" \n", "L%08u "), 0},
+      {"a lone CR", text("\r", "L%08u "), 0},
+      {"lower-case l", text("\n", "l%08u "), 0},
+      {"a blank before L", text("\n ", "L%08u "), 0},
+      {"no line end", text("", "L%08u "), 0},
+      {"nine digits", text("\n", "L%09u "), 0},
+      {"five digits", text("\n", "L%05u "), 0},
+      {"no blank after the address", text("\n", "L%08u\n"), 0},
+      {"a bad digit after a shortcut", text("\n", "L%08u ", "\nL00000000 2*"), 8195},
+      {"an address past the fuses", text("\n", "L%08u ", "\nL00002304 1*"), 8195},
+      {"L and no address", text("\n", "L%08u ", "\nL*"), 8195},
+  };
+  for (const auto& c : cases) {
+    const Read read = ReadText(c.text, device);
+    ASSERT_EQ(read.status, c.status) << c.what;
+    if (c.status == 0)
+      ExpectFuseMap(read.buffers, fuses, rows, width, [](unsigned r) { return r; });
   }
 }
 
