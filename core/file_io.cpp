@@ -1,7 +1,9 @@
 // File access for the readers.
 #include "core/file_io.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "support/util/reused_block.h"
 
@@ -103,6 +105,29 @@ bool SameFileBytes(const char* one, const char* other) {
     if (got[0] < kBlockBytes)
       return std::ferror(files[0].get()) == 0 && std::ferror(files[1].get()) == 0;
   }
+}
+
+FileBytesMatch::FileBytesMatch(const char* fileName, std::uint64_t start)
+    : file_(OpenFile(fileName, "rb")) {
+  same_ = file_ && start <= static_cast<std::uint64_t>(std::numeric_limits<long>::max()) &&
+          std::fseek(file_.get(), static_cast<long>(start), SEEK_SET) == 0;
+  if (same_) block_ = util::ReusedBlock(kBlockBytes);
+}
+
+bool FileBytesMatch::Next(const std::uint8_t* bytes, std::size_t count) {
+  while (same_ && count != 0) {
+    const std::size_t want = std::min(count, kBlockBytes);
+    same_ = std::fread(block_.Data(), 1, want, file_.get()) == want &&
+            std::memcmp(block_.Data(), bytes, want) == 0;
+    bytes += want;
+    count -= want;
+  }
+  return same_;
+}
+
+bool FileBytesMatch::SameToEnd() {
+  if (same_) same_ = std::fgetc(file_.get()) == EOF && std::ferror(file_.get()) == 0;
+  return same_;
 }
 
 UniqueFile OpenFile(const char* fileName, const char* mode) {

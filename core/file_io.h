@@ -63,6 +63,26 @@ std::uint64_t FileSize(std::FILE* file);
 // cannot be read, and as soon as a block differs.
 bool SameFileBytes(const char* one, const char* other);
 
+// Tells whether the bytes shown to it, in order, are a file's bytes from an offset on: each
+// piece shown is read from the file, on the caller's thread, and compared with it.
+class FileBytesMatch {
+ public:
+  FileBytesMatch(const char* fileName, std::uint64_t start);
+  FileBytesMatch(const FileBytesMatch&) = delete;
+  FileBytesMatch& operator=(const FileBytesMatch&) = delete;
+
+  // The next count bytes; false from the first difference, or a file that cannot be read, on.
+  bool Next(const std::uint8_t* bytes, std::size_t count);
+  // Whether every byte shown matched and the file holds no more after them.
+  bool SameToEnd();
+
+ private:
+  static constexpr std::size_t kBlockBytes = 256 * 1024;
+  UniqueFile file_;
+  util::ReusedBlock block_;
+  bool same_ = false;
+};
+
 // Calls consume(bytes, count) for each chunk of the rest of the file until it returns false.
 // Returns false when a read error stopped it, true at end of file or when consume stopped it.
 template <class Consume>

@@ -42,8 +42,10 @@ const std::uint8_t* SkipToCandidate(const std::uint8_t* p, const std::uint8_t* e
   return p;
 }
 
-// The CCITT CRC carried over count bytes, carriage returns left out.
-std::uint16_t UpdateLeavingOutCr(std::uint16_t crc, const std::uint8_t* bytes, std::size_t count) {
+// The CCITT CRC carried over count bytes, carriage returns left out; the carriage returns are
+// added to *left_out when it is not null.
+std::uint16_t UpdateLeavingOutCr(std::uint16_t crc, const std::uint8_t* bytes, std::size_t count,
+                                 std::uint64_t* left_out = nullptr) {
   const std::uint8_t* p = bytes;
   const std::uint8_t* const end = bytes + count;
   while (p != end) {
@@ -51,6 +53,7 @@ std::uint16_t UpdateLeavingOutCr(std::uint16_t crc, const std::uint8_t* bytes, s
     const std::uint8_t* run_end = cr != nullptr ? static_cast<const std::uint8_t*>(cr) : end;
     crc = crc_engine::Ccitt16::Update(crc, p, static_cast<std::size_t>(run_end - p));
     p = cr != nullptr ? run_end + 1 : end;
+    if (cr != nullptr && left_out != nullptr) ++*left_out;
   }
   return crc;
 }
@@ -119,7 +122,16 @@ void FileCrcOfPieces::Add(const std::uint8_t* bytes, std::size_t count) {
     count = static_cast<std::size_t>(static_cast<const std::uint8_t*>(end) - bytes);
     ended_ = true;
   }
-  crc_ = UpdateLeavingOutCr(crc_, bytes, count);
+  std::uint64_t left_out = 0;
+  crc_ = UpdateLeavingOutCr(crc_, bytes, count, &left_out);
+  counted_ += count - left_out;
+}
+
+void FileCrcOfPieces::Join(const FileCrcOfPieces& later) {
+  if (ended_) return;
+  crc_ = crc_engine::Ccitt16::Join(crc_, later.crc_, later.counted_);
+  counted_ += later.counted_;
+  ended_ = later.ended_;
 }
 
 namespace {

@@ -27,14 +27,26 @@ std::uint16_t FileCrcOfLeadingBytes(std::FILE* file, std::uint64_t count);
 
 // The file CRC of a text handed over in pieces, in order: the CCITT CRC of its bytes before the
 // first byte 0xFF, carriage returns left out.
+//
+// A text can also be taken in parts apart, on several threads: each part after the first from
+// a register of 0 (Part()), then joined in order to the CRC of the text before it.
 class FileCrcOfPieces {
  public:
+  FileCrcOfPieces() = default;
+  // The CRC of a part of a text that does not start the text, to be joined to what stands before.
+  static FileCrcOfPieces Part() { return FileCrcOfPieces(0); }
+
   void Add(const std::uint8_t* bytes, std::size_t count);
+  // The text of later, a Part() that comes right after the text added so far.
+  void Join(const FileCrcOfPieces& later);
   std::uint16_t Value() const { return crc_; }
 
  private:
+  explicit FileCrcOfPieces(std::uint16_t initial) : crc_(initial) {}
+
   std::uint16_t crc_ = crc_engine::kCcittInitial;
-  bool ended_ = false;  // a byte 0xFF was seen: nothing after it counts
+  std::uint64_t counted_ = 0;  // bytes the CRC was carried over
+  bool ended_ = false;         // a byte 0xFF was seen: nothing after it counts
 };
 
 }  // namespace fusekit::crc

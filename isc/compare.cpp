@@ -112,22 +112,14 @@ bool ReadAlike(IscFile& read, const char* read_path, IscFile& reference,
   return true;
 }
 
-// Two files of the same bytes: the read file summarized keeping no rows, while a second thread
-// reads both files side by side and compares their bytes, stopping the summary at the first
-// difference. True when the bytes are the same and the read file reads with each block's name
-// once; the reference's summary is then the read file's.
+// Two files of the same bytes: the read file summarized keeping no rows while its bytes are
+// compared with the reference's, the two threads each taking about half of both. True when the
+// bytes are the same and the read file reads with each block's name once; the reference's
+// summary is then the read file's.
 bool SameBytes(IscFile& read, const char* read_path, IscFile& reference,
                const char* reference_path) {
-  std::atomic<bool> differ{false};
   bool same = false;
-  util::RunForBoth([&](int i) {
-    if (i == 0) {
-      same = core::SameFileBytes(read_path, reference_path);
-      if (!same) differ = true;
-      return;
-    }
-    read.status = StreamIscFile(read_path, read.summary, nullptr, read.last_crc, differ);
-  });
+  read.status = SummarizeComparing(read_path, reference_path, read.summary, read.last_crc, same);
   if (!same || read.status != 0 || !SameBlocks(read.summary, read.summary)) return false;
   reference.summary = read.summary;
   reference.status = 0;

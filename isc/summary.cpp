@@ -21,10 +21,12 @@
 #include "fusekit/isc.h"
 #include "fusekit/util.h"
 #include "isc/flat_rows.h"
+#include "isc/run_split.h"
 #include "isc/summary.h"
 #include "isc/text_case.h"
 #include "isc/text_window.h"
 #include "support/util/crc_engine.h"
+#include "support/util/side_task.h"
 
 namespace fusekit::isc {
 namespace {
@@ -104,7 +106,10 @@ class SeparatorMatch {
 // end) as one token, everything else split at blanks.
 class Scanner {
  public:
-  explicit Scanner(TextWindow& window) : window_(window) {}
+  // A split, when not null, is offered the first run of even rows, whose rows from the split on
+  // are then taken from its helper.
+  explicit Scanner(TextWindow& window, RunSplit* split = nullptr)
+      : window_(window), split_(split) {}
 
   // Bytes of the file after the position (the largest value when the size is not known).
   std::uint64_t Left() const { return window_.Size() - std::min(window_.Size(), Absolute()); }
@@ -134,9 +139,10 @@ class Scanner {
   // after the same comma and blanks and followed by them again. Each is decoded, handed to
   // rows_done (its bytes and a count of 1, or a run of such rows and their count) and stepped
   // over, so the position stays just after a row's digits; it stops before the first row that
-  // stands otherwise or is the last, which the caller reads on its own.
-  template <class RowsDone>
-  void TakeEvenRows(FlatRows& rows, RowsDone&& rows_done) {
+  // stands otherwise or is the last, which the caller reads on its own. Rows a split's helper
+  // decoded are counted and handed to tail_joined instead.
+  template <class RowsDone, class TailJoined>
+  void TakeEvenRows(FlatRows& rows, RowsDone&& rows_done, TailJoined&& tail_joined) {
     char between[kLongestSeparator];
     const std::size_t between_bytes = SeparatorAhead(between);
     if (between_bytes == 0) return;
@@ -146,13 +152,14 @@ class Scanner {
     const std::size_t step = between_bytes + digits;
     for (;;) {
       if (Held() < step + between_bytes && !Hold(step + between_bytes)) return;
+      // The runs may move the window on (to after a split's rows).
+      if (rows.KeepsNone() && separator.OneWord() &&
+          !TakeEvenRuns(rows, separator, step, rows_done, tail_joined))
+        return;
       const char* const end = Text().data() + Text().size();
       const auto fits = [&](const char* at) {
         return static_cast<std::size_t>(end - at) >= step + between_bytes;
       };
-      if (rows.KeepsNone() && separator.OneWord() &&
-          !TakeEvenRuns(rows, separator, step, rows_done))
-        return;
       for (const char* at = Text().data() + pos_; fits(at); at += step) {
         // What stands before the row was checked after the row before, or by SeparatorAhead.
         if (!separator.At(at + step, end)) return;
@@ -169,20 +176,34 @@ class Scanner {
 
   // Rows counted and not kept, taken from the window a run at a time (TakeEvenRows without a
   // call a row) while each row's separator can be read as one word there. False when a row
-  // stands otherwise; true when the window ends first.
-  template <class RowsDone>
+  // stands otherwise; true when the window ends first. With a split, the rows from the split on
+  // are the helper's: their count and CRC are taken from it and the reading goes on after them.
+  template <class RowsDone, class TailJoined>
   bool TakeEvenRuns(FlatRows& rows, const SeparatorMatch& separator, std::size_t step,
-                    RowsDone&& rows_done) {
+                    RowsDone&& rows_done, TailJoined&& tail_joined) {
     constexpr std::size_t kRunBytes = 16 * 1024;
     unsigned char run[kRunBytes];
     const std::size_t row_bytes = rows.RowBytes();
     if (row_bytes > kRunBytes || row_bytes == 0) return true;
+    const EvenRunLayout layout{step, DigitsOfRow(rows.width), rows.width, separator.Word(),
+                               separator.Bytes()};
+    if (split_ != nullptr) split_->Offer(layout, Absolute());
     for (;;) {
+      const std::optional<std::uint64_t> split_at =
+          split_ != nullptr ? split_->SplitAt(layout) : std::nullopt;
+      if (split_at && *split_at == Absolute()) {
+        JoinTail(rows, layout, tail_joined);
+        continue;
+      }
       const std::size_t held = Held();
       // The rows whose separator after them has a whole word of the window from it on.
       const std::size_t fit =
           held >= step + sizeof(std::uint64_t) ? (held - sizeof(std::uint64_t)) / step : 0;
-      const std::size_t want = std::min(fit, kRunBytes / row_bytes);
+      std::size_t want = std::min(fit, kRunBytes / row_bytes);
+      // Rows up to the split and not past it.
+      if (split_at && *split_at > Absolute() && (*split_at - Absolute()) % step == 0)
+        want = static_cast<std::size_t>(
+            std::min<std::uint64_t>(want, (*split_at - Absolute()) / step));
       if (want == 0) return true;
       const char* const at = Text().data() + pos_ + separator.Bytes();
       const std::size_t done =
@@ -233,6 +254,17 @@ class Scanner {
  private:
   static constexpr std::size_t kLongestSeparator = 32;
 
+  // At the split: the helper's rows counted and joined, and the window on after their text.
+  template <class TailJoined>
+  void JoinTail(FlatRows& rows, const EvenRunLayout& layout, TailJoined&& tail_joined) {
+    const RunTail tail = split_->TakeTail();
+    if (tail.rows == 0) return;
+    rows.count += tail.rows;
+    tail_joined(tail);
+    window_.Jump(pos_, Absolute() + tail.rows * layout.step, tail.file_crc);
+    pos_ = 0;
+  }
+
   std::string_view Text() const { return window_.Text(); }
   std::size_t Held() const { return Text().size() - pos_; }
 
@@ -241,6 +273,7 @@ class Scanner {
     const std::uint64_t before = window_.Offset();
     const bool more = window_.More(pos_);
     pos_ -= static_cast<std::size_t>(window_.Offset() - before);
+    if (split_ != nullptr) split_->Reached(window_.Offset());
     return more;
   }
 
@@ -305,6 +338,7 @@ class Scanner {
   }
 
   TextWindow& window_;
+  RunSplit* split_;
   std::size_t pos_ = 0;  // an index into Text()
 };
 
@@ -375,6 +409,9 @@ int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows,
     for (std::size_t r = 0; r < count; ++r) crc.AddRow(run + r * row_bytes, row_bytes, rows.width);
     if (sink != nullptr) sink->Rows(run, count * row_bytes);
   };
+  const auto tail_joined = [&](const RunTail& tail) {
+    crc.Join(tail.data_crc, std::uint64_t{tail.rows} * rows.width);
+  };
   // The digits of a row as the words of its text come, copied, since the text moves on.
   std::string digits;
   const char* first_word = nullptr;  // where the digits stand in a whole text, as one word
@@ -384,7 +421,7 @@ int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows,
     if (!any && rows.width != 0 && scanner.Left() >= DigitsOfRow(rows.width)) {
       if (const unsigned char* row = scanner.TakeHexRow(rows)) {
         rows_done(row, 1);
-        scanner.TakeEvenRows(rows, rows_done);
+        scanner.TakeEvenRows(rows, rows_done, tail_joined);
         const Token after = scanner.NextSkippingComments();
         if (after.kind == Token::kClose) return 0;
         if (after.kind != Token::kComma) return after.kind == Token::kEnd ? kEndedEarly : kSyntax;
@@ -410,25 +447,15 @@ int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows,
   }
 }
 
-unsigned int DataCrc(const FlatRows& rows, const FlatRows& terminate) {
-  crc_engine::DataCrc32Batch crc;
-  for (const FlatRows* part : {&rows, &terminate}) {
-    std::vector<unsigned char> scratch(part->RowBytes());
-    for (std::size_t r = 0; r < part->count; ++r)
-      crc.AddRow(part->Row(r, scratch.data()), part->RowBytes(), part->width);
-  }
-  return crc.Value();
-}
-
 // After "DATA" name "(": the block's parts up to its ")", its rows kept in kept.
 int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept, RowSink* sink) {
   FlatRows& rows = kept.rows;
   FlatRows& terminate = kept.terminate;
   SizeComments sizes;
-  // The data CRC is taken as the rows are read, which gives the CRC of the rows and then the
-  // terminate rows unless a part of rows comes after terminate rows; it is then taken again.
+  // The data CRC covers the rows, then the terminate rows, whatever their order in the file: the
+  // two are taken apart as they are read and joined at the end.
   crc_engine::DataCrc32Batch crc;
-  bool crc_in_order = true;
+  crc_engine::DataCrc32Batch terminate_crc;
   for (Token token = scanner.NextSkippingComments(&sizes);;
        token = scanner.NextSkippingComments(&sizes)) {
     if (token.kind == Token::kEnd) return kEndedEarly;
@@ -451,21 +478,21 @@ int ParseBlock(Scanner& scanner, ISCBlockSummary& block, IscBlockRows& kept, Row
       continue;
     }
     if (part == "terminate") {
-      if (const int status = ParseRows(scanner, sizes, terminate, crc, sink); status != 0)
+      if (const int status = ParseRows(scanner, sizes, terminate, terminate_crc, sink); status != 0)
         return status;
       if (sink != nullptr) sink->PartEnd(true, terminate.width, terminate.count);
       block.terminateRows = static_cast<unsigned long>(terminate.count);
       continue;
     }
     block.keyword = part;
-    if (terminate.count != 0) crc_in_order = false;
     if (const int status = ParseRows(scanner, sizes, rows, crc, sink); status != 0) return status;
     if (sink != nullptr) sink->PartEnd(false, rows.width, rows.count);
     block.rowWidth = rows.width;
     block.rowCount = static_cast<unsigned long>(rows.count);
     sizes = SizeComments();  // a terminate part gives its own size
   }
-  block.computedCRC = crc_in_order ? crc.Value() : DataCrc(rows, terminate);
+  crc.Join(terminate_crc.Value(), std::uint64_t{terminate.count} * terminate.width);
+  block.computedCRC = crc.Value();
   return 0;
 }
 
@@ -483,8 +510,8 @@ void ReadFileChecksum(Scanner& scanner, const TextWindow& window, ISCSummary& su
 }
 
 int Summarize(TextWindow& window, ISCSummary& summary, std::deque<IscBlockRows>* kept_rows,
-              RowSink* sink, std::optional<std::uint32_t>& last_crc) {
-  Scanner scanner(window);
+              RowSink* sink, std::optional<std::uint32_t>& last_crc, RunSplit* split = nullptr) {
+  Scanner scanner(window, split);
   Token token = scanner.Next();
   for (; token.kind == Token::kComment; token = scanner.Next()) {
     const std::size_t start = token.text.find_first_not_of('-');
@@ -591,6 +618,68 @@ int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
                   std::optional<std::uint32_t>& lastBlockCrc, const std::atomic<bool>& stop) {
   return StreamThroughWindow(fileName, summary, sink, lastBlockCrc, TextWindow::kWindowBytes,
                              &stop);
+}
+
+namespace {
+
+// The size both files have, the largest value when it is not known for either; nothing when
+// they differ.
+std::optional<std::uint64_t> CommonSize(const char* fileName, const char* otherFile) {
+  const core::UniqueFile one = core::OpenFile(fileName, "rb");
+  const core::UniqueFile other = core::OpenFile(otherFile, "rb");
+  const std::uint64_t unknown = ~std::uint64_t{0};
+  const std::uint64_t size = one ? core::FileSize(one.get()) : unknown;
+  const std::uint64_t other_size = other ? core::FileSize(other.get()) : unknown;
+  if (size != unknown && other_size != unknown && size != other_size) return std::nullopt;
+  return size == unknown ? other_size : size;
+}
+
+}  // namespace
+
+int SummarizeComparing(const char* fileName, const char* otherFile, ISCSummary& summary,
+                       std::optional<std::uint32_t>& lastBlockCrc, bool& same,
+                       std::uint64_t minSplitBytes, std::size_t windowBytes) {
+  same = false;
+  lastBlockCrc.reset();
+  summary = ISCSummary();
+  if (fileName == nullptr || otherFile == nullptr) return kBadStructure;
+  const std::optional<std::uint64_t> size = CommonSize(fileName, otherFile);
+  if (!size) return StreamIscFile(fileName, summary, nullptr, lastBlockCrc, windowBytes);
+  std::atomic<bool> differ{false};
+  RunSplit split(*size, minSplitBytes);
+  int status = kBadStructure;
+  bool helper_same = false;
+  bool reader_covered = false;
+  const bool ran = util::RunSideBySide([&](int i) {
+    if (i == 0) {
+      try {
+        helper_same = CompareHelperPart(fileName, otherFile, split, differ, windowBytes);
+      } catch (const std::exception&) {  // no memory: not known to be the same
+        helper_same = false;
+      }
+      if (!helper_same) differ = true;
+      return;
+    }
+    try {
+      ReaderPartMatch match(otherFile, split, differ);
+      {
+        TextWindow window(fileName, windowBytes, &match);
+        if (window.Ready()) {
+          window.StopWhen(&differ);
+          status = Summarize(window, summary, nullptr, nullptr, lastBlockCrc, &split);
+        }
+      }
+      split.Decline();
+      reader_covered = match.Covered(*size);
+    } catch (const std::exception&) {
+      status = kSyntax;
+      split.Decline();
+    }
+    if (status != 0) differ = true;  // no use in the helper going on
+  });
+  if (!ran) return StreamIscFile(fileName, summary, nullptr, lastBlockCrc, windowBytes);
+  same = helper_same && reader_covered;
+  return status;
 }
 
 }  // namespace fusekit::isc

@@ -57,6 +57,16 @@ int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
 int StreamIscFile(const char* fileName, ISCSummary& summary, RowSink* sink,
                   std::optional<std::uint32_t>& lastBlockCrc, const std::atomic<bool>& stop);
 
+// The summary of a file, as StreamIscFile gives it with no sink, read while the file's bytes are
+// compared with otherFile's. Two threads share the work, each taking about half of both files:
+// the file's first long run of even rows is decoded half by each, where at least minSplitBytes
+// of the file stand after its start. same tells whether both files hold the same bytes; when
+// they do not, the summary may have been stopped at the difference.
+int SummarizeComparing(const char* fileName, const char* otherFile, ISCSummary& summary,
+                       std::optional<std::uint32_t>& lastBlockCrc, bool& same,
+                       std::uint64_t minSplitBytes = std::uint64_t{1} << 20,
+                       std::size_t windowBytes = TextWindow::kWindowBytes);
+
 }  // namespace fusekit::isc
 
 #endif  // FUSEKIT_ISC_SUMMARY_H

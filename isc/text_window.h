@@ -25,8 +25,11 @@ class TextWindow {
   // it makes, small enough to stay in the processor's cache while the parser walks it.
   static constexpr std::size_t kWindowBytes = 512 * 1024;
 
-  // Ready() is false when the file cannot be opened.
-  explicit TextWindow(const char* fileName, std::size_t windowBytes = kWindowBytes);
+  // Ready() is false when the file cannot be opened. Each read of the file is shown to seen,
+  // when not null. A window from start on (not the file's first byte) takes the file CRC of its
+  // text as a part to be joined to the CRC of what stands before (FileCrcOfPieces::Part).
+  explicit TextWindow(const char* fileName, std::size_t windowBytes = kWindowBytes,
+                      core::ChunkObserver* seen = nullptr, std::uint64_t start = 0);
   TextWindow(const TextWindow&) = delete;
   TextWindow& operator=(const TextWindow&) = delete;
 
@@ -47,8 +50,16 @@ class TextWindow {
   // read: the end of the file, or of the whole text.
   bool More(std::size_t keep);
 
+  // Drops the bytes held before keep, as More does, and goes on reading the file from offset
+  // to, past the bytes between, whose file CRC (a part) is skipped. False when nothing could be
+  // read from there.
+  bool Jump(std::size_t keep, std::uint64_t to, const crc::FileCrcOfPieces& skipped);
+
   // The file CRC of the text before offset, which must not be before a byte still held.
-  std::uint16_t FileCrcBefore(std::uint64_t offset) const;
+  std::uint16_t FileCrcBefore(std::uint64_t offset) const {
+    return FileCrcOfTextBefore(offset).Value();
+  }
+  crc::FileCrcOfPieces FileCrcOfTextBefore(std::uint64_t offset) const;
 
   // From now on the window reads no more once stop is set (by another thread that wants the
   // reading over): it then ends as a failed read does.
@@ -56,6 +67,10 @@ class TextWindow {
 
  private:
   char* Buffer() const { return reinterpret_cast<char*>(buffer_.Data()); }
+  // Drops the bytes held before keep, adding them to the file CRC.
+  std::size_t Drop(std::size_t keep);
+  // Reads after the kept bytes held; false when nothing more could be read.
+  bool Read(std::size_t kept);
 
   core::UniqueFile file_;
   util::ReusedBlock buffer_;
@@ -67,6 +82,7 @@ class TextWindow {
   bool ready_ = false;
   bool failed_ = false;
   const std::atomic<bool>* stop_ = nullptr;
+  core::ChunkObserver* seen_ = nullptr;
 };
 
 }  // namespace fusekit::isc

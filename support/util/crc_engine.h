@@ -98,6 +98,33 @@ constexpr std::uint64_t XPowerMod(unsigned power, std::uint64_t poly, unsigned d
   return r;
 }
 
+// a b mod P for P = x^degree + poly, a and b of lower degree than P.
+constexpr std::uint64_t MulMod(std::uint64_t a, std::uint64_t b, std::uint64_t poly,
+                               unsigned degree) {
+  const std::uint64_t top = std::uint64_t{1} << degree;
+  std::uint64_t r = 0;
+  for (unsigned i = degree; i-- > 0;) {  // Horner's rule over the bits of b, highest first
+    r <<= 1;
+    if (r & top) r ^= top | poly;
+    if ((b >> i) & 1u) r ^= a;
+  }
+  return r;
+}
+
+// value x^bits mod P: the register of a CRC of P without reflection (or the remainder of the
+// data CRC) carried over bits more bits of zero. Joining CRCs rests on it: the register after a
+// text A then B is the register after A carried over B's bits, plus the register of B alone
+// from 0.
+constexpr std::uint64_t ShiftMod(std::uint64_t value, std::uint64_t bits, std::uint64_t poly,
+                                 unsigned degree) {
+  std::uint64_t power = XPowerMod(1, poly, degree);  // x^(2^i) for the i-th bit of bits
+  for (; bits != 0; bits >>= 1) {
+    if (bits & 1u) value = MulMod(value, power, poly, degree);
+    power = MulMod(power, power, poly, degree);
+  }
+  return value;
+}
+
 constexpr FoldConstants MakeFoldConstants(std::uint64_t poly, unsigned degree) {
   return {XPowerMod(128, poly, degree),  XPowerMod(192, poly, degree),
           XPowerMod(512, poly, degree),  XPowerMod(576, poly, degree),
@@ -154,6 +181,12 @@ class Crc16 {
   static std::uint16_t UpdateByte(std::uint16_t crc, std::uint8_t byte) noexcept {
     return static_cast<std::uint16_t>((crc << 8) ^ kCrc16Tables<Poly>[0][(crc >> 8) ^ byte]);
   }
+
+  // The register after a text of two pieces: crc after the first, later the register of the
+  // second (of bytes bytes) from 0.
+  static std::uint16_t Join(std::uint16_t crc, std::uint16_t later, std::uint64_t bytes) noexcept {
+    return static_cast<std::uint16_t>(ShiftMod(crc, 8 * bytes, Poly, 16) ^ later);
+  }
 };
 
 // CRC-16/CCITT-FALSE: the file checksum of ISC data files.
@@ -201,6 +234,12 @@ class DataCrc32 {
   explicit DataCrc32(std::uint32_t value) noexcept : reflected_(Reflect32(value)) {}
 
   std::uint32_t Value() const noexcept { return Reflect32(reflected_); }
+
+  // Rows of bits bits whose remainder from 0 is later, fed after the rows fed so far.
+  void Join(std::uint32_t later, std::uint64_t bits) noexcept {
+    reflected_ =
+        Reflect32(static_cast<std::uint32_t>(ShiftMod(Value(), bits, kDataCrcPoly, 32)) ^ later);
+  }
 
   // Feeds one row of count bytes declared widthBits wide: min(widthBits, 8 * count) bits from
   // the end of the row.
@@ -284,6 +323,12 @@ class DataCrc32Batch {
   std::uint32_t Value() noexcept {
     Flush();
     return crc_.Value();
+  }
+
+  // As DataCrc32::Join.
+  void Join(std::uint32_t later, std::uint64_t bits) noexcept {
+    Flush();
+    crc_.Join(later, bits);
   }
 
  private:

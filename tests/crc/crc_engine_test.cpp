@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "crc/file_crc.h"
 #include "fusekit/fusekit.h"
 #include "support/util/crc_engine.h"
 #include "tests/support/crc_reference.h"
@@ -165,6 +166,55 @@ TEST(Crc16Engines, FoldingMatchesTheTables) {
             fusekit::reference::Crc16Msb(0x1021, 0xFFFF, bytes.data(), 4096));
   EXPECT_EQ(Vandi16::Update(0xFFFF, bytes.data(), 4096 + 64),
             fusekit::reference::Crc16Msb(0x8005, 0xFFFF, bytes.data(), 4096 + 64));
+}
+
+// A text taken in two parts apart, the second from a register of 0, then joined, gives the CRC
+// of the whole against the bit-serial reference: rows of any width for the data CRC, and for the
+// file CRC texts with carriage returns (left out) and a byte 0xFF (which ends the text) in
+// either part, cut anywhere.
+TEST(CrcJoins, TwoPartsJoinedAsTheWholeText) {
+  std::mt19937 rng(24);
+  for (int trial = 0; trial < 300; ++trial) {
+    const unsigned width = 1 + rng() % 300;
+    const std::size_t row_bytes = (width + 7) / 8;
+    const std::size_t rows = rng() % 40;
+    const std::size_t first_rows = rows == 0 ? 0 : rng() % (rows + 1);
+    const auto bytes = RandomBytes(rng, rows * row_bytes);
+    const std::uint32_t start = rng();
+    fusekit::crc_engine::DataCrc32Batch whole(start);
+    fusekit::crc_engine::DataCrc32Batch first(start);
+    fusekit::crc_engine::DataCrc32Batch later;
+    std::uint32_t expected = start;
+    for (std::size_t r = 0; r < rows; ++r) {
+      const std::uint8_t* row = bytes.data() + r * row_bytes;
+      whole.AddRow(row, row_bytes, width);
+      (r < first_rows ? first : later).AddRow(row, row_bytes, width);
+      expected = fusekit::reference::DataCrcRow(expected, row, row_bytes, width);
+    }
+    first.Join(later.Value(), std::uint64_t{rows - first_rows} * width);
+    ASSERT_EQ(whole.Value(), expected) << "trial " << trial;
+    ASSERT_EQ(first.Value(), expected) << "trial " << trial << " width " << width;
+  }
+  for (int trial = 0; trial < 300; ++trial) {
+    auto text = RandomBytes(rng, rng() % 700);
+    for (auto& b : text) {
+      if (b == 0xFF && trial % 4 != 0) b = '\r';  // most texts run to their end
+    }
+    const std::size_t cut = text.empty() ? 0 : rng() % (text.size() + 1);
+    std::vector<std::uint8_t> counted;  // the bytes the CRC covers
+    for (std::uint8_t b : text) {
+      if (b == 0xFF) break;
+      if (b != '\r') counted.push_back(b);
+    }
+    fusekit::crc::FileCrcOfPieces joined;
+    joined.Add(text.data(), cut);
+    fusekit::crc::FileCrcOfPieces later = fusekit::crc::FileCrcOfPieces::Part();
+    later.Add(text.data() + cut, text.size() - cut);
+    joined.Join(later);
+    ASSERT_EQ(joined.Value(),
+              fusekit::reference::Crc16Msb(0x1021, 0xFFFF, counted.data(), counted.size()))
+        << "trial " << trial << " cut " << cut;
+  }
 }
 
 }  // namespace

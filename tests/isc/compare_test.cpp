@@ -74,6 +74,15 @@ std::string Edited(TempDir& dir, const std::string& path, const std::string& wha
   return dir.Write("edited.isc", text);
 }
 
+// The text with the first hex digit from at on one bit off (its lowest), its checksum left.
+std::string WithDigitChanged(std::string text, std::size_t at) {
+  while (at < text.size() && !std::isxdigit(static_cast<unsigned char>(text[at]))) ++at;
+  const char c = text.at(at);
+  const int value = std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : (c | 0x20) - 'a' + 10;
+  text[at] = "0123456789ABCDEF"[value ^ 1];
+  return text;
+}
+
 // How far after the first occurrence of what its first hex digit stands.
 int DigitAfter(const std::string& text, const std::string& what) {
   const std::size_t at = text.find(what);
@@ -264,6 +273,9 @@ TEST(IscCompare, LongFilesInOtherLayoutsAndOneFlippedBit) {
     int count;
     const char* located;
   } cases[] = {
+      {"a copy", dir.Write("copy.isc", text), 0, "block array: 30000 rows of 128 bits\n"},
+      {"a copy with one digit changed",
+       dir.Write("digit.isc", WithDigitChanged(text, text.size() * 3 / 4)), 1, "Differences: 1"},
       {"lower case", dir.Write("lower.isc", lower), 0, "block array: 30000 rows of 128 bits\n"},
       {"two rows a line", dir.Write("paired.isc", paired), 0, "Differences: 0"},
       {"row 450 flipped", write("flipped.isc", 450), 1, "  row 450: 77-\n"},

@@ -1,6 +1,7 @@
 // The ISC summary reader read through a window that slides over the file, against the same
 // reader over the whole text: whatever the window's size and wherever it cuts a row, a comment
 // or a word, the two see the same header, blocks, CRCs, file checksum and rows, and fail alike.
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <optional>
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "isc/summary.h"
+#include "tests/support/crc_reference.h"
 #include "tests/support/temp_dir.h"
 
 namespace fusekit::isc {
@@ -179,6 +181,132 @@ TEST(IscStream, DamagedFilesFailAlikeThroughAnyWindow) {
     }
   }
   EXPECT_GT(refused, static_cast<int>(damaged.size()) / 2);
+}
+
+// Two data blocks of rows of one layout, the second's rows placed (by the blanks before them)
+// a whole number of rows' text after the first's: a split of the first block's run that falls
+// in the second block's rows is taken up there.
+std::string TwoBlocksInStep(int first_rows, int second_rows) {
+  const std::string head =
+      "IEEE_1532_Data (\n Header ( STD_Version STD_1532_2001\n  Entity DEV ),\n"
+      " data one ( repeat\n-- ROW_WIDTH = 64\n (\n";
+  const auto rows = [](int count, unsigned seed) {
+    std::string text;
+    for (int r = 0; r < count; ++r)
+      text += (r == 0 ? "" : ",\n ") + Hex(seed + static_cast<unsigned>(r), 16, false);
+    return text;
+  };
+  const std::string step_text = ",\n " + Hex(0, 16, false);
+  std::string first = head + " " + rows(first_rows, 0);
+  const std::size_t first_row_end = head.size() + 1 + 16;
+  std::string between = "\n ) ),\n data two ( repeat\n-- ROW_WIDTH = 64\n (\n";
+  while ((first.size() + between.size() + 16 - first_row_end) % step_text.size() != 0)
+    between += ' ';
+  return first + between + rows(second_rows, 7) + "\n ) )\n)\n0F0F";
+}
+
+// The summary read beside a compare of the same bytes, its file split between two threads,
+// reads as the file read alone, through any window and wherever the split falls.
+TEST(IscStream, ASummaryBesideTheSameBytesReadsAsAlone) {
+  TempDir dir;
+  const struct {
+    const char* what;
+    std::string text;
+  } files[] = {
+      {"even rows", IscText(128, 3000, 0)},
+      {"CR LF line ends", IscText(64, 3000, 4)},
+      {"rows of 1 to 4 bits", IscText(3, 5000, 0)},
+      {"rows of 12 bits", IscText(12, 5000, 0)},
+      {"rows of two 32-digit pieces", IscText(256, 1000, 0)},
+      {"rows over two lines", IscText(128, 2000, 1)},
+      {"some rows in lower case", IscText(128, 2000, 2)},
+      {"rows wider than the window", IscText(5000, 30, 0)},
+      {"a short run then a long one in step", TwoBlocksInStep(20, 3000)},
+      {"the split in another block", TwoBlocksInStep(2000, 3000)},
+      {"a few rows", IscText(128, 3, 0)},
+      {"a damaged row past the middle",
+       IscText(128, 3000, 0).replace(IscText(128, 3000, 0).size() * 2 / 3, 1, "G")},
+      {"cut in the middle", IscText(128, 3000, 0).substr(0, IscText(128, 3000, 0).size() / 2)},
+  };
+  for (const auto& file : files) {
+    const std::string path = dir.Write("f.isc", file.text);
+    const std::string copy = dir.Write("copy.isc", file.text);
+    for (std::size_t window : {std::size_t{64}, std::size_t{1000}, TextWindow::kWindowBytes}) {
+      SCOPED_TRACE(std::string(file.what) + ", window " + std::to_string(window));
+      ISCSummary alone;
+      std::optional<std::uint32_t> alone_crc;
+      const int status = StreamIscFile(path.c_str(), alone, nullptr, alone_crc, window);
+      ISCSummary beside;
+      std::optional<std::uint32_t> beside_crc;
+      bool same = false;
+      EXPECT_EQ(SummarizeComparing(path.c_str(), copy.c_str(), beside, beside_crc, same, 0, window),
+                status);
+      if (status != 0) continue;
+      EXPECT_TRUE(same);
+      ExpectSameSummaries(alone, beside);
+      EXPECT_EQ(beside_crc, alone_crc);
+    }
+  }
+}
+
+// Any one byte changed, on either side of the split or at it, and a file one byte longer or
+// shorter, are told from the same bytes, whichever of the two files is read.
+TEST(IscStream, ADifferenceAnywhereIsToldBesideTheSummary) {
+  TempDir dir;
+  const std::string text = IscText(64, 400, 0);
+  const std::string path = dir.Write("f.isc", text);
+  std::vector<std::string> others = {text + " ", text.substr(0, text.size() - 1)};
+  const std::size_t middle = text.size() / 2;
+  for (std::size_t at = 0; at<text.size(); at += at + 40> middle && at < middle + 40 ? 1 : 13) {
+    others.push_back(text);
+    others.back()[at] = static_cast<char>(text[at] ^ 0x01);
+  }
+  for (const std::string& other : others) {
+    const std::string other_path = dir.Write("other.isc", other);
+    for (const auto& [read, reference] :
+         {std::pair{path, other_path}, std::pair{other_path, path}}) {
+      ISCSummary summary;
+      std::optional<std::uint32_t> crc;
+      bool same = true;
+      SummarizeComparing(read.c_str(), reference.c_str(), summary, crc, same, 0, 256);
+      EXPECT_FALSE(same) << "size " << other.size() << ", first difference at "
+                         << std::mismatch(text.begin(), text.end(), other.begin()).first -
+                                text.begin();
+    }
+  }
+}
+
+// A block whose terminate rows stand before its rows: the data CRC covers the rows, then the
+// terminate rows, as in a block that gives them in that order, whether the rows are kept or not.
+TEST(IscStream, TerminateRowsBeforeTheRowsCountAfterThem) {
+  TempDir dir;
+  const std::string head =
+      "IEEE_1532_Data (\n Header ( STD_Version STD_1532_2001 Entity DEV ),\n data array (\n";
+  const std::string rows = "  repeat\n-- ROW_WIDTH = 8\n ( 12, 34, 56 )\n";
+  const std::string terminate = "  terminate\n-- ROW_WIDTH = 12\n ( ABC, 123 )\n";
+  const std::string terminate_first = dir.Write("t.isc", head + terminate + rows + " )\n)\n");
+  const std::string in_order = dir.Write("r.isc", head + rows + terminate + " )\n)\n");
+  std::uint32_t expected = 0;
+  for (const std::uint8_t row : {0x12, 0x34, 0x56})
+    expected = fusekit::reference::DataCrcRow(expected, &row, 1, 8);
+  for (const std::uint16_t value : {0x0ABC, 0x0123}) {
+    const std::uint8_t row[] = {static_cast<std::uint8_t>(value >> 8),
+                                static_cast<std::uint8_t>(value & 0xFF)};
+    expected = fusekit::reference::DataCrcRow(expected, row, 2, 12);
+  }
+  for (const std::string& path : {terminate_first, in_order}) {
+    SCOPED_TRACE(path);
+    ISCSummary summary;
+    ASSERT_EQ(GetISCSummary(path.c_str(), &summary), 0);
+    ASSERT_EQ(summary.blocks.size(), 1u);
+    EXPECT_EQ(summary.blocks[0].rowCount, 3u);
+    EXPECT_EQ(summary.blocks[0].terminateRows, 2u);
+    EXPECT_EQ(summary.blocks[0].computedCRC, expected);
+    IscFileRows kept;
+    std::optional<std::uint32_t> crc;
+    ASSERT_EQ(ReadIscFile(path.c_str(), summary, &kept, crc), 0);
+    EXPECT_EQ(crc, expected);
+  }
 }
 
 }  // namespace
