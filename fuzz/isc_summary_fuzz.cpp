@@ -1,6 +1,7 @@
 // Fuzzes GetISCSummary, the device-free reading of an ISC data file, and checks that reading the
 // file through small windows that slide over it gives the same status and checksums as reading
-// its whole text at once.
+// its whole text at once, and so does reading it split between two threads beside a compare with
+// a copy of itself.
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -41,6 +42,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       std::abort();
     if (status == 0 && !SameResults(whole, streamed)) std::abort();
   }
+  const std::string copy = fusekit::fuzzing::WriteInput(data, size, "summary-copy");
+  for (std::size_t window : {std::size_t{40}, std::size_t{300}}) {
+    ISCSummary split;
+    bool same = false;
+    if (fusekit::isc::SummarizeComparing(path.c_str(), copy.c_str(), split, crc, same, 0, window) !=
+        status)
+      std::abort();
+    if (status == 0 && (!same || !SameResults(whole, split))) std::abort();
+  }
+  std::remove(copy.c_str());
   std::remove(path.c_str());
   return 0;
 }

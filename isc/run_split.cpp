@@ -92,8 +92,18 @@ void ReaderPartMatch::Observe(std::uint64_t offset, const std::uint8_t* bytes, s
   if (!same_) differ_ = true;
 }
 
-bool ReaderPartMatch::Covered(std::uint64_t size) const {
-  return same_ && compared_ >= std::min(split_.ReaderPartEnd(), size);
+bool ReaderPartMatch::Finish(const char* fileName) {
+  const std::uint64_t end = split_.ReaderPartEnd();
+  if (!same_ || compared_ >= end) return same_;
+  core::UniqueFile file = core::OpenFile(fileName, "rb");
+  if (!file || compared_ > static_cast<std::uint64_t>(std::numeric_limits<long>::max()) ||
+      std::fseek(file.get(), static_cast<long>(compared_), SEEK_SET) != 0)
+    return same_ = false;
+  core::ForEachChunk(file.get(), [&](const std::uint8_t* bytes, std::size_t count) {
+    Observe(compared_, bytes, count);
+    return same_ && compared_ < end;
+  });
+  return same_ && !std::ferror(file.get());
 }
 
 namespace {

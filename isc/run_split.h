@@ -100,9 +100,10 @@ class ReaderPartMatch final : public core::ChunkObserver {
   ReaderPartMatch(const char* otherFile, const RunSplit& split, std::atomic<bool>& differ)
       : match_(otherFile, 0), split_(split), differ_(differ) {}
   void Observe(std::uint64_t offset, const std::uint8_t* bytes, std::size_t count) override;
-  // Whether every byte up to the reader's part's end (or the file's end, when sooner) was
-  // shown, in order, and matched.
-  bool Covered(std::uint64_t size) const;
+  // Whether every byte of fileName up to the reader's part's end (or the file's end, when
+  // sooner) matched: those the reader did not read (it ends at the file's closing checksum) are
+  // read now.
+  bool Finish(const char* fileName);
 
  private:
   core::FileBytesMatch match_;

@@ -670,7 +670,7 @@ int SummarizeComparing(const char* fileName, const char* otherFile, ISCSummary& 
         }
       }
       split.Decline();
-      reader_covered = match.Covered(*size);
+      reader_covered = match.Finish(fileName);
     } catch (const std::exception&) {
       status = kSyntax;
       split.Decline();

@@ -224,6 +224,7 @@ TEST(IscStream, ASummaryBesideTheSameBytesReadsAsAlone) {
       {"a short run then a long one in step", TwoBlocksInStep(20, 3000)},
       {"the split in another block", TwoBlocksInStep(2000, 3000)},
       {"a few rows", IscText(128, 3, 0)},
+      {"more text after the checksum than before", IscText(128, 300, 0) + std::string(40000, ' ')},
       {"a damaged row past the middle",
        IscText(128, 3000, 0).replace(IscText(128, 3000, 0).size() * 2 / 3, 1, "G")},
       {"cut in the middle", IscText(128, 3000, 0).substr(0, IscText(128, 3000, 0).size() / 2)},
