@@ -1,8 +1,11 @@
 // fnBITFileCompare and fnRBTFileCompare: two bitstreams, binary or ASCII in any pairing,
 // compared frame by frame and bit by bit through the bitstream model (docs/compare.md).
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,7 +13,6 @@
 #include "bitstream/model_access.h"
 #include "core/diff_report.h"
 #include "core/file_io.h"
-#include "core/read_ahead.h"
 #include "core/status.h"
 #include "fusekit/bitstream.h"
 #include "fusekit/bitstream_model.h"
@@ -185,21 +187,62 @@ bool ParseAlike(Stream& read, Stream& reference, const DeviceInfo& device) {
   return alike && statuses[0] == kXFPOk && statuses[1] == kXFPOk;
 }
 
-// Two files of the same bytes: the read file parsed passing over its frames, while the
-// reference is read alongside and compared with it. True when the bytes are the same and the
-// read file parses, with the comments and frame counts of both filled; the frames are then
-// alike, with nothing kept or handed over.
+// The bytes of the read file before a given end, as its parse reads them, compared with the
+// reference's at the same offsets.
+class FirstPartMatch {
+ public:
+  FirstPartMatch(const char* reference, std::uint64_t end) : match_(reference, 0), end_(end) {}
+
+  static void Observe(void* context, const unsigned char* bytes, std::size_t count) {
+    auto& self = *static_cast<FirstPartMatch*>(context);
+    if (bytes == nullptr || self.compared_ >= self.end_) return;
+    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, self.end_ - self.compared_));
+    self.same_ = self.same_ && self.match_.Next(bytes, count);
+    self.compared_ += count;
+  }
+  // Whether every byte before the end was shown and matched.
+  bool Same() const { return same_ && compared_ == end_; }
+
+ private:
+  core::FileBytesMatch match_;
+  std::uint64_t end_;
+  std::uint64_t compared_ = 0;
+  bool same_ = true;
+};
+
+// The size both files have; nothing when they differ or either is not known (a pipe).
+std::optional<std::uint64_t> CommonSize(const char* one, const char* other) {
+  const core::UniqueFile files[] = {core::OpenFile(one, "rb"), core::OpenFile(other, "rb")};
+  if (!files[0] || !files[1]) return std::nullopt;
+  const std::uint64_t size = core::FileSize(files[0].get());
+  if (size == ~std::uint64_t{0} || core::FileSize(files[1].get()) != size) return std::nullopt;
+  return size;
+}
+
+// Two files of the same bytes: the read file parsed passing over its frames, comparing the bytes
+// of its first half as it reads them with the reference's, while a second thread compares the
+// second halves of both; the parse reads of the second half only what it does not pass over. True
+// when the bytes are the same and the read file parses, with the comments and frame counts of
+// both filled; the frames are then alike, with nothing kept or handed over.
 bool SameBytes(Stream& read, Stream& reference, const DeviceInfo& device) {
   if (read.binary != reference.binary) return false;
-  core::FileMatch match(reference.path);
-  const bitstream_model::FileObserver observer{
-      [](void* context, const unsigned char* bytes, std::size_t count) {
-        static_cast<core::FileMatch*>(context)->Next(bytes, count);
-      },
-      &match};
-  const int status = bitstream_model::ParseFrames(read.path, !read.binary, device, nullptr,
-                                                  read.comment, read.frames, observer);
-  if (status != kXFPOk || !match.Same()) return false;
+  const std::optional<std::uint64_t> size = CommonSize(read.path, reference.path);
+  if (!size) return false;
+  const std::uint64_t half = *size / 2;
+  FirstPartMatch first_half(reference.path, half);
+  bitstream_model::FileObserver observer{&FirstPartMatch::Observe, &first_half};
+  observer.needs_before = half;
+  bool second_half_same = false;
+  int status = kXFPOk;
+  util::RunForBoth([&](int i) {
+    if (i == 0) {
+      second_half_same = core::SameFileBytes(read.path, reference.path, half);
+      return;
+    }
+    status = bitstream_model::ParseFrames(read.path, !read.binary, device, nullptr, read.comment,
+                                          read.frames, observer);
+  });
+  if (status != kXFPOk || !first_half.Same() || !second_half_same) return false;
   reference.comment = read.comment;
   reference.frames = read.frames;
   return true;

@@ -86,13 +86,18 @@ std::uint64_t FileSize(std::FILE* file) {
   return ~std::uint64_t{0};
 }
 
-bool SameFileBytes(const char* one, const char* other) {
+bool SameFileBytes(const char* one, const char* other, std::uint64_t start) {
   UniqueFile files[2] = {OpenFile(one, "rb"), OpenFile(other, "rb")};
   if (!files[0] || !files[1]) return false;
   const std::uint64_t size = FileSize(files[0].get());
   if (size != ~std::uint64_t{0} && FileSize(files[1].get()) != ~std::uint64_t{0} &&
       FileSize(files[1].get()) != size)
     return false;
+  for (UniqueFile& file : files) {
+    if (start != 0 && (start > static_cast<std::uint64_t>(std::numeric_limits<long>::max()) ||
+                       std::fseek(file.get(), static_cast<long>(start), SEEK_SET) != 0))
+      return false;
+  }
   // Blocks of both files that fit in a core's cache together, so that the compare finds them
   // there as the reads left them.
   constexpr std::size_t kBlockBytes = 256 * 1024;

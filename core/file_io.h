@@ -59,9 +59,9 @@ UniqueFile OpenFile(const char* fileName, const char* mode);
 // size is not known in advance.
 std::uint64_t FileSize(std::FILE* file);
 
-// Whether two files hold the same bytes, read side by side a block at a time. False when either
-// cannot be read, and as soon as a block differs.
-bool SameFileBytes(const char* one, const char* other);
+// Whether two files hold the same bytes (from start on, when start is not 0), read side by side a
+// block at a time. False when either cannot be read, and as soon as a block differs.
+bool SameFileBytes(const char* one, const char* other, std::uint64_t start = 0);
 
 // Tells whether the bytes shown to it, in order, are a file's bytes from an offset on: each
 // piece shown is read from the file, on the caller's thread, and compared with it.

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
+
+#include "core/file_io.h"
 
 namespace fusekit::bitstream_model {
 
@@ -53,6 +56,8 @@ bool ByteSource::Skip(std::uint64_t count) {
     }
     count -= here;
     at_ = end_;
+    if (Offset() >= seek_from_ && core::FileSize(file_) != ~std::uint64_t{0})
+      return SeekOver(count);
     if (!Fill(std::min<std::uint64_t>(count, kBlockBytes))) {
       at_ = end_;
       return false;
@@ -60,8 +65,23 @@ bool ByteSource::Skip(std::uint64_t count) {
   }
 }
 
+bool ByteSource::SeekOver(std::uint64_t count) {
+  const std::uint64_t size = core::FileSize(file_);
+  const std::uint64_t wanted = Offset() + count;
+  const std::uint64_t to = std::min(wanted, size);
+  if (to > static_cast<std::uint64_t>(std::numeric_limits<long>::max()) ||
+      std::fseek(file_, static_cast<long>(to), SEEK_SET) != 0) {
+    failed_ = true;
+    return false;
+  }
+  passed_ = to;
+  at_ = end_ = 0;
+  return to == wanted;
+}
+
 void ByteSource::Drain() {
-  while (Skip(kBlockBytes)) {
+  while (Offset() < seek_from_ &&
+         Skip(std::min<std::uint64_t>(kBlockBytes, seek_from_ - Offset()))) {
   }
 }
 

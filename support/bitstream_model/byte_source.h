@@ -55,12 +55,19 @@ class ByteSource {
     observe_ = observe;
     context_ = context;
   }
-  // Reads the file to its end (for the observer).
+  // From offset on, the bytes the parse passes over with Skip are passed over unread, by seeking,
+  // where the file's size is known: no one looks at them (the observer needs only the bytes
+  // before offset). Drain then ends there too.
+  void SeekOverFrom(std::uint64_t offset) { seek_from_ = offset; }
+  // Reads the file to its end, or to where SeekOverFrom says (for the observer).
   void Drain();
 
  private:
   static constexpr std::size_t kBlockBytes = 512 * 1024;
   bool Fill(std::size_t count);
+  // Passes over count bytes after the window, the cursor at its end, by seeking; false when the
+  // file ends first (the cursor is then at its end).
+  bool SeekOver(std::uint64_t count);
 
   std::FILE* file_ = nullptr;
   util::ReusedBlock buffer_;  // the window of a file, left unset until read into
@@ -72,6 +79,7 @@ class ByteSource {
   bool failed_ = false;
   Observer observe_ = nullptr;
   void* context_ = nullptr;
+  std::uint64_t seek_from_ = ~std::uint64_t{0};
 };
 
 }  // namespace fusekit::bitstream_model

@@ -302,6 +302,7 @@ int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table
   }
   ByteSource in(file.get());
   in.SetObserver(observer.observe, observer.context);
+  in.SeekOverFrom(observer.needs_before);
   int result = ParseBinaryHeader(in, lead_ins, out);
   if (result == kXFPOk) result = ParseBody(in, table, device, filter, out);
   if (observer.observe != nullptr) {

@@ -99,6 +99,9 @@ int CreateModel(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const 
 struct FileObserver {
   XFPBitstreamModel::ByteObserver observe = nullptr;
   void* context = nullptr;
+  // The observer needs only the bytes before this offset: those after it that the parse passes
+  // over may go unread.
+  std::uint64_t needs_before = ~std::uint64_t{0};
 };
 
 int ParseFrames(const char* fileName, bool ascii, const DeviceInfo& device,

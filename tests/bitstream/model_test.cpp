@@ -1,10 +1,13 @@
 // The bitstream model library: the generator's layout, parsing back, the ASCII form, the command
 // table, the extractions and every error the parser reports.
+#include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "support/bitstream_model/stream.h"
 #include "tests/bitstream/bitstream_support.h"
 #include "tests/support/temp_dir.h"
 
@@ -236,6 +239,57 @@ TEST(BitstreamModel, ObserverSeesTheWholeFile) {
   EXPECT_EQ(parsed.Parse(dir.Path("missing.bit").c_str(), false, nullptr, kNone, observe, &nothing),
             kXFPCannotOpen);
   EXPECT_EQ(nothing.ends, 0);
+}
+
+// A parse whose observer needs only the bytes before an offset passes over the frames after it
+// unread, and finds what a parse that reads them all finds: the same status, comment and frame
+// count, on whole files and on files cut anywhere.
+TEST(BitstreamModel, FramesPastWhatTheObserverNeedsGoUnread) {
+  TempDir dir;
+  DeviceInfo device = TestDevice("TestFamily", 1, 8 * 3000);
+  XFPBitstreamModel model = SampleModel(device, {"Design: passed over"}, {1, 2, 3, 4}, 0);
+  Bytes frame(3000);
+  for (int f = 0; f < 700; ++f) {  // 2 MB: more than one read block
+    for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<unsigned char>(f + i);
+    model.AddFrame(Frame("Data Frame", frame));
+  }
+  const std::string good = dir.Path("good.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, good.c_str()), 0);
+  const std::string text = ReadFile(good);
+  std::vector<std::string> files = {good};
+  for (const std::size_t cut : {text.size() / 3, text.size() - 2000, text.size() - 3})
+    files.push_back(dir.Write("cut" + std::to_string(cut) + ".bit", text.substr(0, cut)));
+  auto observe = [](void* context, const unsigned char* bytes, std::size_t count) {
+    if (count != 0)
+      static_cast<std::string*>(context)->append(reinterpret_cast<const char*>(bytes), count);
+  };
+  for (const std::string& path : files) {
+    const std::string whole = ReadFile(path);
+    std::string all_comment;
+    std::size_t all_frames = 0;
+    const int all_status = fusekit::bitstream_model::ParseFrames(path.c_str(), false, device,
+                                                                 nullptr, all_comment, all_frames);
+    for (const std::uint64_t needs :
+         {std::uint64_t{0}, std::uint64_t{100}, std::uint64_t{whole.size() / 2},
+          std::uint64_t{whole.size()}, ~std::uint64_t{0}}) {
+      SCOPED_TRACE(path + ", bytes needed before " + std::to_string(needs));
+      std::string seen;
+      fusekit::bitstream_model::FileObserver observer{observe, &seen};
+      observer.needs_before = needs;
+      std::string comment;
+      std::size_t frames = 0;
+      EXPECT_EQ(fusekit::bitstream_model::ParseFrames(path.c_str(), false, device, nullptr, comment,
+                                                      frames, observer),
+                all_status);
+      EXPECT_EQ(comment, all_comment);
+      EXPECT_EQ(frames, all_frames);
+      const std::size_t needed =
+          static_cast<std::size_t>(std::min<std::uint64_t>(needs, whole.size()));
+      ASSERT_GE(seen.size(), needed);
+      EXPECT_TRUE(seen.compare(0, needed, whole, 0, needed) == 0);
+      if (needs <= whole.size() / 2) EXPECT_LT(seen.size(), whole.size());
+    }
+  }
 }
 
 // A command table from the device record: other opcodes, and a frame the default does not have.

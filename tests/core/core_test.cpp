@@ -8,7 +8,6 @@
 
 #include "core/file_io.h"
 #include "core/log_name.h"
-#include "core/read_ahead.h"
 #include "fusekit/fusekit.h"
 #include "tests/support/temp_dir.h"
 
@@ -122,51 +121,54 @@ TEST(TextReader, ReadLineBehavesLikeFgets) {
 
 namespace {
 
-// A file read on a second thread and compared with bytes shown to it in pieces of any size, and
-// two files read side by side: same only for every byte alike and both ending together.
-TEST(FileMatch, SameOnlyForTheWholeFileAlike) {
+// A file compared with bytes shown to it in pieces of any size, from its start or from an offset,
+// and two files read side by side: same only for every byte alike and both ending together.
+TEST(FileBytesMatch, SameOnlyForTheWholeFileAlike) {
   fusekit::testing::TempDir dir;
   std::string bytes(3 * (1 << 20) + 77, '\0');
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 + i / 4096);
+  const std::size_t half = bytes.size() / 2;
   std::string flipped_first = bytes, flipped_middle = bytes, flipped_last = bytes;
   flipped_first[0] ^= 1;
-  flipped_middle[bytes.size() / 2] ^= 0x40;
+  flipped_middle[half] ^= 0x40;
   flipped_last[bytes.size() - 1] ^= 0x80;
   const struct {
     const char* what;
     std::string file;  // the file on disk; the bytes shown are always bytes
     bool exists;
     bool same;
+    bool same_from_half;
   } cases[] = {
-      {"the same bytes", bytes, true, true},
-      {"first byte flipped", flipped_first, true, false},
-      {"middle byte flipped", flipped_middle, true, false},
-      {"last byte flipped", flipped_last, true, false},
-      {"file shorter by a byte", bytes.substr(0, bytes.size() - 1), true, false},
-      {"file longer by a byte", bytes + "x", true, false},
-      {"empty file", "", true, false},
-      {"no file", "", false, false},
+      {"the same bytes", bytes, true, true, true},
+      {"first byte flipped", flipped_first, true, false, true},
+      {"middle byte flipped", flipped_middle, true, false, false},
+      {"last byte flipped", flipped_last, true, false, false},
+      {"file shorter by a byte", bytes.substr(0, bytes.size() - 1), true, false, false},
+      {"file longer by a byte", bytes + "x", true, false, false},
+      {"empty file", "", true, false, false},
+      {"no file", "", false, false, false},
   };
+  const auto* shown_bytes = reinterpret_cast<const std::uint8_t*>(bytes.data());
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     const std::string path = c.exists ? dir.Write("file", c.file) : dir.Path("none");
     const std::string shown = dir.Write("shown", bytes);
     EXPECT_EQ(fusekit::core::SameFileBytes(shown.c_str(), path.c_str()), c.same);
     EXPECT_EQ(fusekit::core::SameFileBytes(path.c_str(), shown.c_str()), c.same);
+    EXPECT_EQ(fusekit::core::SameFileBytes(path.c_str(), shown.c_str(), half), c.same_from_half);
     for (const std::size_t piece : {std::size_t{1} << 20, std::size_t{4093}, bytes.size()}) {
-      fusekit::core::FileMatch match(path.c_str());
-      for (std::size_t at = 0; at < bytes.size(); at += piece) {
-        match.Next(reinterpret_cast<const std::uint8_t*>(bytes.data()) + at,
-                   std::min(piece, bytes.size() - at));
-      }
-      EXPECT_EQ(match.Same(), c.same) << "pieces of " << piece;
+      fusekit::core::FileBytesMatch match(path.c_str(), 0);
+      for (std::size_t at = 0; at < bytes.size(); at += piece)
+        match.Next(shown_bytes + at, std::min(piece, bytes.size() - at));
+      EXPECT_EQ(match.SameToEnd(), c.same) << "pieces of " << piece;
+      fusekit::core::FileBytesMatch from_half(path.c_str(), half);
+      for (std::size_t at = half; at < bytes.size(); at += piece)
+        from_half.Next(shown_bytes + at, std::min(piece, bytes.size() - at));
+      EXPECT_EQ(from_half.SameToEnd(), c.same_from_half) << "pieces of " << piece;
     }
   }
-  // Nothing shown matches an empty file; a match left unfinished stops its reader on its own.
-  const std::string empty = dir.Write("empty", "");
-  EXPECT_TRUE(fusekit::core::FileMatch(empty.c_str()).Same());
-  fusekit::core::FileMatch unfinished(dir.Write("long", bytes).c_str());
-  unfinished.Next(reinterpret_cast<const std::uint8_t*>(bytes.data()), 10);
+  // Nothing shown matches an empty file.
+  EXPECT_TRUE(fusekit::core::FileBytesMatch(dir.Write("empty", "").c_str(), 0).SameToEnd());
 }
 
 }  // namespace
