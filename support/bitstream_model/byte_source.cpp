@@ -25,6 +25,13 @@ bool ByteSource::Fill(std::size_t count) {
     at_ = 0;
     end_ = kept;
   }
+  if (seek_) {
+    seek_ = false;
+    if (std::fseek(file_, static_cast<long>(passed_), SEEK_SET) != 0) {
+      failed_ = true;
+      return false;
+    }
+  }
   while (end_ < count) {
     // A full window grows by doubling, so that memory follows the bytes the file has and a long
     // search reads in large blocks.
@@ -56,8 +63,7 @@ bool ByteSource::Skip(std::uint64_t count) {
     }
     count -= here;
     at_ = end_;
-    if (Offset() >= seek_from_ && core::FileSize(file_) != ~std::uint64_t{0})
-      return SeekOver(count);
+    if (Offset() >= seek_from_) return SeekOver(count);
     if (!Fill(std::min<std::uint64_t>(count, kBlockBytes))) {
       at_ = end_;
       return false;
@@ -65,18 +71,21 @@ bool ByteSource::Skip(std::uint64_t count) {
   }
 }
 
+void ByteSource::SeekOverFrom(std::uint64_t offset) {
+  if (file_ == nullptr) return;
+  size_ = core::FileSize(file_);
+  // Where the size is not known (a pipe), everything is read.
+  if (size_ != ~std::uint64_t{0} &&
+      size_ <= static_cast<std::uint64_t>(std::numeric_limits<long>::max()))
+    seek_from_ = offset;
+}
+
 bool ByteSource::SeekOver(std::uint64_t count) {
-  const std::uint64_t size = core::FileSize(file_);
   const std::uint64_t wanted = Offset() + count;
-  const std::uint64_t to = std::min(wanted, size);
-  if (to > static_cast<std::uint64_t>(std::numeric_limits<long>::max()) ||
-      std::fseek(file_, static_cast<long>(to), SEEK_SET) != 0) {
-    failed_ = true;
-    return false;
-  }
-  passed_ = to;
+  passed_ = std::min(wanted, size_);
   at_ = end_ = 0;
-  return to == wanted;
+  seek_ = true;
+  return passed_ == wanted;
 }
 
 void ByteSource::Drain() {

@@ -58,15 +58,15 @@ class ByteSource {
   // From offset on, the bytes the parse passes over with Skip are passed over unread, by seeking,
   // where the file's size is known: no one looks at them (the observer needs only the bytes
   // before offset). Drain then ends there too.
-  void SeekOverFrom(std::uint64_t offset) { seek_from_ = offset; }
+  void SeekOverFrom(std::uint64_t offset);
   // Reads the file to its end, or to where SeekOverFrom says (for the observer).
   void Drain();
 
  private:
   static constexpr std::size_t kBlockBytes = 512 * 1024;
   bool Fill(std::size_t count);
-  // Passes over count bytes after the window, the cursor at its end, by seeking; false when the
-  // file ends first (the cursor is then at its end).
+  // Passes over count bytes after the window, the cursor at its end, unread: the next read
+  // seeks there. False when the file ends first (the cursor is then at its end).
   bool SeekOver(std::uint64_t count);
 
   std::FILE* file_ = nullptr;
@@ -80,6 +80,8 @@ class ByteSource {
   Observer observe_ = nullptr;
   void* context_ = nullptr;
   std::uint64_t seek_from_ = ~std::uint64_t{0};
+  std::uint64_t size_ = ~std::uint64_t{0};  // the file's, when bytes are passed over unread
+  bool seek_ = false;                       // the next read must seek to the cursor first
 };
 
 }  // namespace fusekit::bitstream_model
