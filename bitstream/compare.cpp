@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,8 +37,9 @@ struct Stream {
   const char* path;
   const char* side;
   bool binary = false;
-  XFPBitstreamModel model;  // empty when the frames were compared as they were read
-  std::string comment;      // the model's comment text
+  std::uint64_t size = ~std::uint64_t{0};  // not known for a pipe
+  XFPBitstreamModel model;                 // empty when the frames were compared as they were read
+  std::string comment;                     // the model's comment text
   std::size_t frames = 0;
 };
 
@@ -210,25 +210,16 @@ class FirstPartMatch {
   bool same_ = true;
 };
 
-// The size both files have; nothing when they differ or either is not known (a pipe).
-std::optional<std::uint64_t> CommonSize(const char* one, const char* other) {
-  const core::UniqueFile files[] = {core::OpenFile(one, "rb"), core::OpenFile(other, "rb")};
-  if (!files[0] || !files[1]) return std::nullopt;
-  const std::uint64_t size = core::FileSize(files[0].get());
-  if (size == ~std::uint64_t{0} || core::FileSize(files[1].get()) != size) return std::nullopt;
-  return size;
-}
-
 // Two files of the same bytes: the read file parsed passing over its frames, comparing the bytes
 // of its first half as it reads them with the reference's, while a second thread compares the
 // second halves of both; the parse reads of the second half only what it does not pass over. True
 // when the bytes are the same and the read file parses, with the comments and frame counts of
 // both filled; the frames are then alike, with nothing kept or handed over.
 bool SameBytes(Stream& read, Stream& reference, const DeviceInfo& device) {
-  if (read.binary != reference.binary) return false;
-  const std::optional<std::uint64_t> size = CommonSize(read.path, reference.path);
-  if (!size) return false;
-  const std::uint64_t half = *size / 2;
+  if (read.binary != reference.binary || read.size != reference.size ||
+      read.size == ~std::uint64_t{0})
+    return false;
+  const std::uint64_t half = read.size / 2;
   FirstPartMatch first_half(reference.path, half);
   bitstream_model::FileObserver observer{&FirstPartMatch::Observe, &first_half};
   observer.needs_before = half;
@@ -250,17 +241,18 @@ bool SameBytes(Stream& read, Stream& reference, const DeviceInfo& device) {
 
 int Compare(const char* read_path, const char* reference_path, const DeviceInfo& device,
             const char* report_path) {
-  for (const char* path : {read_path, reference_path}) {
-    if (!core::OpenFile(path, "rb")) return kCannotOpen;
-  }
   Stream read(read_path, "read file");
   Stream reference(reference_path, "reference");
+  for (Stream* stream : {&read, &reference}) {
+    const core::UniqueFile file = core::OpenFile(stream->path, "rb");
+    if (!file) return kCannotOpen;
+    stream->binary = LooksLikeBinaryBitstream(file.get());
+    stream->size = core::FileSize(file.get());
+  }
   core::DiffReport report;
   report.Line("bitstream compare");
   int result = 0;
   int statuses[2] = {0, 0};
-  for (Stream* stream : {&read, &reference})
-    stream->binary = LooksLikeBinaryBitstream(stream->path);
   const bool frames_alike =
       SameBytes(read, reference, device) || ParseAlike(read, reference, device);
   const auto parse = [&](Stream& stream, int& status) {
@@ -326,9 +318,13 @@ int CompareChecked(const char* read, const char* reference, DeviceInfo* device,
 }  // namespace
 
 bool LooksLikeBinaryBitstream(const char* path) {
-  core::UniqueFile file = core::OpenFile(path, "rb");
+  const core::UniqueFile file = core::OpenFile(path, "rb");
+  return file && LooksLikeBinaryBitstream(file.get());
+}
+
+bool LooksLikeBinaryBitstream(std::FILE* file) {
   unsigned char head[64];
-  const std::size_t count = file ? std::fread(head, 1, sizeof head, file.get()) : 0;
+  const std::size_t count = std::fread(head, 1, sizeof head, file);
   for (std::size_t i = 0; i < count; ++i) {
     if (head[i] == 0 || head[i] >= 0x80) return true;
   }

@@ -90,8 +90,8 @@ bool SameFileBytes(const char* one, const char* other, std::uint64_t start) {
   UniqueFile files[2] = {OpenFile(one, "rb"), OpenFile(other, "rb")};
   if (!files[0] || !files[1]) return false;
   const std::uint64_t size = FileSize(files[0].get());
-  if (size != ~std::uint64_t{0} && FileSize(files[1].get()) != ~std::uint64_t{0} &&
-      FileSize(files[1].get()) != size)
+  const std::uint64_t other_size = FileSize(files[1].get());
+  if (size != ~std::uint64_t{0} && other_size != ~std::uint64_t{0} && other_size != size)
     return false;
   for (UniqueFile& file : files) {
     if (start != 0 && (start > static_cast<std::uint64_t>(std::numeric_limits<long>::max()) ||
