@@ -39,12 +39,12 @@ inline int RunQuietly(const std::vector<std::string>& arguments) {
   return WEXITSTATUS(status);
 }
 
-// The best of three runs, in seconds; after, when given, runs untimed after each run (to free
-// what the run made).
-inline double BestSeconds(const std::function<void()>& run,
-                          const std::function<void()>& after = {}) {
+// The best of three runs (or of runs runs), in seconds; after, when given, runs untimed after
+// each run (to free what the run made).
+inline double BestSeconds(const std::function<void()>& run, const std::function<void()>& after = {},
+                          int runs = 3) {
   double best = 1e30;
-  for (int i = 0; i < 3; ++i) {
+  for (int i = 0; i < runs; ++i) {
     const auto start = std::chrono::steady_clock::now();
     run();
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
@@ -99,32 +99,38 @@ inline std::size_t ResidentBytes() {
   return read == 2 ? resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) : 0;
 }
 
-// The I/O floor: reading the file with fread in 1 MiB blocks, best of three, in seconds.
-inline double ReadFloor(const std::string& path) {
+// The I/O floor: reading the file with fread in 1 MiB blocks, best of three (or of runs), in
+// seconds.
+inline double ReadFloor(const std::string& path, int runs = 3) {
   std::vector<char> block(1 << 20);
-  return BestSeconds([&] {
-    std::FILE* f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return;
-    while (std::fread(block.data(), 1, block.size(), f) == block.size()) {
-    }
-    std::fclose(f);
-  });
+  return BestSeconds(
+      [&] {
+        std::FILE* f = std::fopen(path.c_str(), "rb");
+        if (f == nullptr) return;
+        while (std::fread(block.data(), 1, block.size(), f) == block.size()) {
+        }
+        std::fclose(f);
+      },
+      {}, runs);
 }
 
 // The write floor: a file of bytes bytes written at path with fwrite in 1 MiB blocks (replacing
-// what the path held, as a conversion does), best of three, in seconds. The file is removed.
-inline double WriteFloor(const std::string& path, std::size_t bytes) {
+// what the path held, as a conversion does), best of three (or of runs), in seconds. The file
+// is removed.
+inline double WriteFloor(const std::string& path, std::size_t bytes, int runs = 3) {
   std::vector<char> block(1 << 20, 'W');
-  const double best = BestSeconds([&] {
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return;
-    for (std::size_t left = bytes; left != 0;) {
-      const std::size_t count = left < block.size() ? left : block.size();
-      if (std::fwrite(block.data(), 1, count, f) != count) break;
-      left -= count;
-    }
-    std::fclose(f);
-  });
+  const double best = BestSeconds(
+      [&] {
+        std::FILE* f = std::fopen(path.c_str(), "wb");
+        if (f == nullptr) return;
+        for (std::size_t left = bytes; left != 0;) {
+          const std::size_t count = left < block.size() ? left : block.size();
+          if (std::fwrite(block.data(), 1, count, f) != count) break;
+          left -= count;
+        }
+        std::fclose(f);
+      },
+      {}, runs);
   std::remove(path.c_str());
   return best;
 }
