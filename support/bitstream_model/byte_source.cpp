@@ -63,7 +63,8 @@ bool ByteSource::Skip(std::uint64_t count) {
     }
     count -= here;
     at_ = end_;
-    if (Offset() >= seek_from_) return SeekOver(count);
+    // Only a run longer than a block is worth a seek: shorter ones end in the block read next.
+    if (Offset() >= seek_from_ && count >= kBlockBytes) return SeekOver(count);
     if (!Fill(std::min<std::uint64_t>(count, kBlockBytes))) {
       at_ = end_;
       return false;

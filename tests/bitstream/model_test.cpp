@@ -246,10 +246,12 @@ TEST(BitstreamModel, ObserverSeesTheWholeFile) {
 // count, on whole files and on files cut anywhere.
 TEST(BitstreamModel, FramesPastWhatTheObserverNeedsGoUnread) {
   TempDir dir;
-  DeviceInfo device = TestDevice("TestFamily", 1, 8 * 3000);
+  // Frames longer than a read block, which are worth a seek, and short ones, which are not.
+  constexpr std::size_t kLong = 700 * 1024;
+  DeviceInfo device = TestDevice("TestFamily", 1, 8 * kLong);
   XFPBitstreamModel model = SampleModel(device, {"Design: passed over"}, {1, 2, 3, 4}, 0);
-  Bytes frame(3000);
-  for (int f = 0; f < 700; ++f) {  // 2 MB: more than one read block
+  Bytes frame(kLong);
+  for (int f = 0; f < 4; ++f) {  // 2.8 MB
     for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<unsigned char>(f + i);
     model.AddFrame(Frame("Data Frame", frame));
   }
@@ -287,7 +289,7 @@ TEST(BitstreamModel, FramesPastWhatTheObserverNeedsGoUnread) {
           static_cast<std::size_t>(std::min<std::uint64_t>(needs, whole.size()));
       ASSERT_GE(seen.size(), needed);
       EXPECT_TRUE(seen.compare(0, needed, whole, 0, needed) == 0);
-      if (needs <= whole.size() / 2) EXPECT_LT(seen.size(), whole.size());
+      if (path == good && needs <= whole.size() / 2) EXPECT_LT(seen.size(), whole.size());
     }
   }
 }
