@@ -287,6 +287,13 @@ TEST(IscCompare, LongFilesInOtherLayoutsAndOneFlippedBit) {
     EXPECT_EQ(fnISCFileCompare(c.read.c_str(), reference.c_str(), report.c_str()), c.count);
     EXPECT_NE(ReadFile(report).find(c.located), std::string::npos) << ReadFile(report);
   }
+  // A copy, read in two halves on two threads, gives the data CRCs and the file checksum the
+  // writer stored.
+  ASSERT_EQ(fnISCFileCompare(reference.c_str(), cases[0].read.c_str(), report.c_str()), 0);
+  const std::string copy_report = ReadFile(report);
+  EXPECT_EQ(copy_report.find("(BAD)"), std::string::npos) << copy_report;
+  EXPECT_NE(copy_report.find("file checksum: read stored"), std::string::npos) << copy_report;
+  EXPECT_NE(copy_report.find("computed"), std::string::npos) << copy_report;
 }
 
 }  // namespace
