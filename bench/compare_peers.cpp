@@ -3,7 +3,7 @@
 // copies each file (the compare reads two files, not one twice), makes a bitstream of FUSES
 // bits, and times fnJEDFileCompare, fnJEDFileCompareByAddress, `TOOL compare --by-address`
 // (whole process), fnISCFileCompare, `TOOL compare` of the ISC files (whole process) and
-// fnBITFileCompare of each file with its copy (best of three), each with its ratio to the fread
+// fnBITFileCompare of each file with its copy (best of seven), each with its ratio to the fread
 // floor of the two files. A report as large as a file (the JEDEC compare writes the read file
 // back with its differences marked) also has its fwrite floor printed, and the ratio to both
 // floors together.
