@@ -289,7 +289,9 @@ TEST(BitstreamModel, FramesPastWhatTheObserverNeedsGoUnread) {
           static_cast<std::size_t>(std::min<std::uint64_t>(needs, whole.size()));
       ASSERT_GE(seen.size(), needed);
       EXPECT_TRUE(seen.compare(0, needed, whole, 0, needed) == 0);
-      if (path == good && needs <= whole.size() / 2) EXPECT_LT(seen.size(), whole.size());
+      if (path == good && needs <= whole.size() / 2) {
+        EXPECT_LT(seen.size(), whole.size());
+      }
     }
   }
 }
