@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,12 +26,9 @@ namespace {
 
 constexpr int kCannotOpen = -1;
 constexpr int kCannotCompare = -2;
-
-long FileBytes(const char* path) {
-  core::UniqueFile file = core::OpenFile(path, "rb");
-  if (!file || std::fseek(file.get(), 0, SEEK_END) != 0) return -1;
-  return std::ftell(file.get());
-}
+// A stream is parsed by two threads only where at least this much of it stands after the run of
+// frames that it is split in: below that a second thread costs more than it saves.
+constexpr std::uint64_t kMinSplitBytes = 1 << 20;
 
 struct Stream {
   Stream(const char* path_, const char* side_) : path(path_), side(side_) {}
@@ -145,9 +143,10 @@ void CompareFrames(const XFPBitstreamModel& a, const XFPBitstreamModel& b,
 }
 
 std::string Describe(const Stream& stream) {
+  const long long bytes =
+      stream.size == ~std::uint64_t{0} ? -1 : static_cast<long long>(stream.size);
   return std::string(stream.path) + " (" + (stream.binary ? "binary" : "ASCII") + ", " +
-         std::to_string(FileBytes(stream.path)) + " bytes, " + std::to_string(stream.frames) +
-         " frames)";
+         std::to_string(bytes) + " bytes, " + std::to_string(stream.frames) + " frames)";
 }
 
 // A frame as one run of bytes: its name, its count of components, and each component's size
@@ -187,53 +186,97 @@ bool ParseAlike(Stream& read, Stream& reference, const DeviceInfo& device) {
   return alike && statuses[0] == kXFPOk && statuses[1] == kXFPOk;
 }
 
-// The bytes of the read file before a given end, as its parse reads them, compared with the
-// reference's at the same offsets.
-class FirstPartMatch {
+// The bytes of the read file before the end of the reader's part of a split, as its parse
+// reads them, compared with the reference's at the same offsets.
+class ReaderPartMatch {
  public:
-  FirstPartMatch(const char* reference, std::uint64_t end) : match_(reference, 0), end_(end) {}
+  ReaderPartMatch(const char* reference, const bitstream_model::CommandSplit& split)
+      : match_(reference, 0), split_(split) {}
 
   static void Observe(void* context, const unsigned char* bytes, std::size_t count) {
-    auto& self = *static_cast<FirstPartMatch*>(context);
-    if (bytes == nullptr || self.compared_ >= self.end_) return;
-    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, self.end_ - self.compared_));
+    auto& self = *static_cast<ReaderPartMatch*>(context);
+    const std::uint64_t end = self.split_.ReaderPartEnd();
+    if (bytes == nullptr || self.compared_ >= end) return;
+    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, end - self.compared_));
     self.same_ = self.same_ && self.match_.Next(bytes, count);
     self.compared_ += count;
   }
   // Whether every byte before the end was shown and matched.
-  bool Same() const { return same_ && compared_ == end_; }
+  bool Same() const { return same_ && compared_ >= split_.ReaderPartEnd(); }
 
  private:
   core::FileBytesMatch match_;
-  std::uint64_t end_;
+  const bitstream_model::CommandSplit& split_;
   std::uint64_t compared_ = 0;
   bool same_ = true;
 };
 
-// Two files of the same bytes: the read file parsed passing over its frames, comparing the bytes
-// of its first half as it reads them with the reference's, while a second thread compares the
-// second halves of both; the parse reads of the second half only what it does not pass over. True
-// when the bytes are the same and the read file parses, with the comments and frame counts of
-// both filled; the frames are then alike, with nothing kept or handed over.
+// The helper's compare: the bytes of the read file from where it starts, as it reads them,
+// compared with the reference's at the same offsets.
+struct HelperPartMatch {
+  HelperPartMatch(const char* reference, std::uint64_t start) : match(reference, start) {}
+  static void Observe(void* context, const unsigned char* bytes, std::size_t count) {
+    auto& self = *static_cast<HelperPartMatch*>(context);
+    if (bytes != nullptr) self.same = self.same && self.match.Next(bytes, count);
+  }
+  core::FileBytesMatch match;
+  bool same = true;
+};
+
+// The helper's side of SameBytes: the read file and the reference compared from the split (or
+// the middle) on, and the read file's commands parsed from the split on.
+bool HelperPartSame(const Stream& read, const Stream& reference, const DeviceInfo& device,
+                    bitstream_model::CommandSplit& split) {
+  std::uint64_t from = 0;
+  if (!split.AwaitSplit(from)) return core::SameFileBytes(read.path, reference.path, from);
+  std::optional<HelperPartMatch> match;
+  try {
+    match.emplace(reference.path, from);
+  } catch (const std::bad_alloc&) {
+    split.PostTail({kXFPTruncatedCommand, "out of memory"});  // the reader waits for a result
+    return false;
+  }
+  const bool read_to_end = bitstream_model::ParseHelperPart(read.path, device, from, split,
+                                                            &HelperPartMatch::Observe, &*match);
+  return read_to_end && match->same && match->match.SameToEnd();
+}
+
+// Two files of the same bytes, read once in all by two threads: the read file is parsed passing
+// over its frames, by the reader up to a split near its middle and by a helper from there on
+// (bitstream_model::CommandSplit); each compares the bytes it reads with the reference's at the
+// same offsets. Where the parse cannot be split, the helper compares the second halves only and
+// the reader parses the whole file. True when the bytes are the same and the read file parses,
+// with the comments and frame counts of both filled; the frames are then alike, with nothing
+// kept or handed over.
 bool SameBytes(Stream& read, Stream& reference, const DeviceInfo& device) {
   if (read.binary != reference.binary || read.size != reference.size ||
       read.size == ~std::uint64_t{0})
     return false;
-  const std::uint64_t half = read.size / 2;
-  FirstPartMatch first_half(reference.path, half);
-  bitstream_model::FileObserver observer{&FirstPartMatch::Observe, &first_half};
-  observer.needs_before = half;
-  bool second_half_same = false;
+  bitstream_model::CommandSplit split(read.size, kMinSplitBytes);
+  if (!read.binary) split.Decline();  // the ASCII form is parsed from memory
+  bool helper_same = false;
+  bool reader_same = false;
   int status = kXFPOk;
-  util::RunForBoth([&](int i) {
+  const bool ran = util::RunSideBySide([&](int i) {
     if (i == 0) {
-      second_half_same = core::SameFileBytes(read.path, reference.path, half);
+      try {
+        helper_same = HelperPartSame(read, reference, device, split);
+      } catch (const std::bad_alloc&) {  // not known to be the same
+      }
       return;
     }
-    status = bitstream_model::ParseFrames(read.path, !read.binary, device, nullptr, read.comment,
-                                          read.frames, observer);
+    try {
+      ReaderPartMatch match(reference.path, split);
+      status =
+          bitstream_model::ParseFrames(read.path, !read.binary, device, nullptr, read.comment,
+                                       read.frames, {&ReaderPartMatch::Observe, &match}, &split);
+      split.Decline();
+      reader_same = match.Same();
+    } catch (const std::bad_alloc&) {
+      split.Decline();
+    }
   });
-  if (status != kXFPOk || !first_half.Same() || !second_half_same) return false;
+  if (!ran || status != kXFPOk || !reader_same || !helper_same) return false;
   reference.comment = read.comment;
   reference.frames = read.frames;
   return true;

@@ -11,6 +11,8 @@ namespace fusekit::bitstream_model {
 
 ByteSource::ByteSource(std::FILE* file) : file_(file) {}
 
+ByteSource::ByteSource(std::FILE* file, std::uint64_t offset) : file_(file), passed_(offset) {}
+
 ByteSource::ByteSource(const std::vector<std::uint8_t>& bytes)
     : window_(bytes.data()), end_(bytes.size()) {}
 

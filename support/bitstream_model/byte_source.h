@@ -27,6 +27,8 @@ class ByteSource {
  public:
   // Reads file (left open, owned by the caller) from where it stands.
   explicit ByteSource(std::FILE* file);
+  // Reads file from where it stands, offset bytes into it: offsets count from the file's start.
+  ByteSource(std::FILE* file, std::uint64_t offset);
   // Walks bytes, which must outlive the source.
   explicit ByteSource(const std::vector<std::uint8_t>& bytes);
   ByteSource(const ByteSource&) = delete;

@@ -155,7 +155,7 @@ bool FrameFilter::Keeps(const std::string& frame) const {
 }
 
 int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const DeviceInfo& device,
-              const FrameFilter& filter, Stream& out) {
+              const FrameFilter& filter, Stream& out, CommandSplit* split) {
   std::uint64_t preamble = 0;
   while (in.Need(1) && in.At()[0] == 0xFF) {
     in.Advance(1);
@@ -166,9 +166,18 @@ int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const Device
     return kXFPNoSync;
   }
   in.Advance(2);
+  return ParseCommands(in, table, device, filter, out, split);
+}
+
+int ParseCommands(ByteSource& in, const std::vector<CommandDef>& table, const DeviceInfo& device,
+                  const FrameFilter& filter, Stream& out, CommandSplit* split) {
   std::vector<bool> kept_commands(table.size());  // the filter's answer for each command
   for (std::size_t i = 0; i < table.size(); ++i) kept_commands[i] = filter.Keeps(table[i].frame);
-  while (in.Need(1)) {
+  for (;;) {
+    // At the split the rest is the helper's; asked before reading on, so that the reader reads
+    // nothing of the helper's part.
+    if (int status = kXFPOk; split != nullptr && split->Arrive(in, out, status)) return status;
+    if (!in.Need(1)) break;
     const int opcode = in.At()[0];
     if (opcode == 0xFF) {
       in.Advance(1);
@@ -219,6 +228,7 @@ int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const Device
     out.encrypted = out.encrypted || def->encrypted;
     out.compressed = out.compressed || def->compressed;
     out.authenticated = out.authenticated || def->authenticated;
+    if (split != nullptr) split->AfterCommand(in, opcode, start);
   }
   if (in.Failed()) {
     out.error = "cannot be read";
@@ -277,7 +287,7 @@ int ParseAsciiHeader(const std::string& text, const LeadIns& lead_ins, Stream& o
 
 int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table,
               const DeviceInfo& device, const FrameFilter& filter, const FileObserver& observer,
-              Stream& out) {
+              Stream& out, CommandSplit* split) {
   const LeadIns lead_ins = LeadInsOf(device.GetFamily());
   if (ascii) {
     std::vector<std::uint8_t> data;
@@ -302,9 +312,8 @@ int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table
   }
   ByteSource in(file.get());
   in.SetObserver(observer.observe, observer.context);
-  in.SeekOverFrom(observer.needs_before);
   int result = ParseBinaryHeader(in, lead_ins, out);
-  if (result == kXFPOk) result = ParseBody(in, table, device, filter, out);
+  if (result == kXFPOk) result = ParseBody(in, table, device, filter, out, split);
   if (observer.observe != nullptr) {
     in.Drain();
     observer.observe(observer.context, nullptr, 0);
@@ -314,7 +323,7 @@ int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table
 
 int ParseFrames(const char* fileName, bool ascii, const DeviceInfo& device,
                 const std::function<void(const XFPFrameModel&)>& sink, std::string& comment,
-                std::size_t& frames, const FileObserver& observer) {
+                std::size_t& frames, const FileObserver& observer, CommandSplit* split) {
   comment.clear();
   frames = 0;
   if (fileName == nullptr) return kXFPNullArgument;
@@ -325,7 +334,9 @@ int ParseFrames(const char* fileName, bool ascii, const DeviceInfo& device,
   try {
     std::vector<CommandDef> table;
     if (!CommandTableOf(device, table)) return kXFPBadCommandTable;
-    const int result = ParseFile(fileName, ascii, table, device, filter, observer, stream);
+    // Frames handed to a sink are made by the reader alone.
+    const int result =
+        ParseFile(fileName, ascii, table, device, filter, observer, stream, sink ? nullptr : split);
     if (result != kXFPOk) return result;
   } catch (const std::bad_alloc&) {
     return kXFPTruncatedCommand;  // as XFPBitstreamModel::Parse

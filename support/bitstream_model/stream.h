@@ -21,6 +21,7 @@
 
 #include "fusekit/bitstream_model.h"
 #include "support/bitstream_model/byte_source.h"
+#include "support/bitstream_model/command_split.h"
 #include "support/bitstream_model/command_table.h"
 
 namespace fusekit::bitstream_model {
@@ -68,8 +69,12 @@ struct FrameFilter {
 int ParseBinaryHeader(ByteSource& in, const LeadIns& lead_ins, Stream& out);
 // The body from the cursor: preamble, synchronisation word and commands. Frames the filter
 // does not keep are checked and passed over, and still count for the stream's properties.
+// With a split, the reader's side of it (command_split.h).
 int ParseBody(ByteSource& in, const std::vector<CommandDef>& table, const DeviceInfo& device,
-              const FrameFilter& filter, Stream& out);
+              const FrameFilter& filter, Stream& out, CommandSplit* split = nullptr);
+// The commands from the cursor on, as ParseBody after the synchronisation word.
+int ParseCommands(ByteSource& in, const std::vector<CommandDef>& table, const DeviceInfo& device,
+                  const FrameFilter& filter, Stream& out, CommandSplit* split = nullptr);
 // The ASCII form: header lines into out, the body's bytes into body.
 int ParseAsciiHeader(const std::string& text, const LeadIns& lead_ins, Stream& out,
                      std::vector<std::uint8_t>& body);
@@ -90,29 +95,29 @@ int CreateModel(XFPBitstreamModel& model, DeviceInfo& device, KvLog& log, const 
                 int kind, const char* const* keptFrames,
                 XFPBitstreamModel::ByteObserver observe = nullptr, void* context = nullptr);
 
-// XFPBitstreamModel::Parse of fileName for device, all frames kept, but handing each frame to
-// sink as it is read instead of storing it: the result, the comment text the model would hold
-// (its entries, each ended by a line feed) and the count of frames. With an empty sink the
-// frames are checked and passed over, only counted: no frame is made. The observer, if any,
-// sees the whole file, as ParseFile shows it.
 // Who sees the bytes of a file as a parse reads it: observe, with context, when it is set.
 struct FileObserver {
   XFPBitstreamModel::ByteObserver observe = nullptr;
   void* context = nullptr;
-  // The observer needs only the bytes before this offset: those after it that the parse passes
-  // over may go unread.
-  std::uint64_t needs_before = ~std::uint64_t{0};
 };
 
+// XFPBitstreamModel::Parse of fileName for device, all frames kept, but handing each frame to
+// sink as it is read instead of storing it: the result, the comment text the model would hold
+// (its entries, each ended by a line feed) and the count of frames. With an empty sink the
+// frames are checked and passed over, only counted: no frame is made. The observer, if any,
+// sees the whole file, as ParseFile shows it. With a split and no sink, the parse is the
+// reader's side of the split.
 int ParseFrames(const char* fileName, bool ascii, const DeviceInfo& device,
                 const std::function<void(const XFPFrameModel&)>& sink, std::string& comment,
-                std::size_t& frames, const FileObserver& observer = FileObserver{});
+                std::size_t& frames, const FileObserver& observer = FileObserver{},
+                CommandSplit* split = nullptr);
 
 // A file in the binary or ASCII form, parsed for device with its command table. The observer,
-// if any, sees the whole file once it is open, whatever the parse finds.
+// if any, sees the whole file once it is open, whatever the parse finds; with a split, it sees
+// at least the reader's part of it (command_split.h).
 int ParseFile(const char* name, bool ascii, const std::vector<CommandDef>& table,
               const DeviceInfo& device, const FrameFilter& filter, const FileObserver& observer,
-              Stream& out);
+              Stream& out, CommandSplit* split = nullptr);
 
 }  // namespace fusekit::bitstream_model
 

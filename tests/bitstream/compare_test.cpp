@@ -1,5 +1,6 @@
 // fnBITFileCompare / fnRBTFileCompare on streams the generator writes, in both forms and any
 // pairing, and ConvertEncryptedFiletoJTAGMode read back by the properties it changes.
+#include <cstddef>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -7,6 +8,7 @@
 #include "fusekit/fusekit.h"
 #include "tests/bitstream/bitstream_support.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/test_device.h"
 
 namespace {
 
@@ -114,6 +116,56 @@ TEST(BitstreamCompare, SameBytesAndSameFramesReportAlike) {
   const std::string path = dir.Path("report.txt");
   EXPECT_EQ(fnBITFileCompare(garbage.c_str(), garbage_copy.c_str(), &device, path.c_str()), -2);
   EXPECT_NE(ReadFile(path).find("cannot be read as a bitstream (status -41)"), std::string::npos);
+}
+
+// A long stream and a copy of it are read by two threads, each parsing and comparing its part of
+// the read file: a flipped bit is found once wherever it falls, near the start, about the middle
+// and in the last frame; the same bad command late in both files refuses them, as a parse of one
+// does.
+TEST(BitstreamCompare, LongStreamsFindOneFlippedBitAnywhere) {
+  TempDir dir;
+  constexpr int kFrames = 4000;
+  constexpr std::size_t kFrameBytes = 1024;
+  DeviceInfo device = fusekit::testing::TestDevice("TestFamily", 1, 8 * kFrameBytes);
+  XFPBitstreamModel model;
+  model.SetDevice(device);
+  model.AddCommentEntry("Design: long");
+  Bytes data(kFrameBytes);
+  for (int f = 0; f < kFrames; ++f) {
+    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(f * 7 + i);
+    model.AddFrame(Frame("Data Frame", data));
+  }
+  const std::string reference = dir.Path("reference.bit");
+  ASSERT_EQ(XFPGenerateBitstream::Generate(model, reference.c_str()), 0);
+  const std::string text = ReadFile(reference);
+  const std::string report = dir.Path("report.txt");
+  const auto compare = [&](const std::string& read_text, const std::string& reference_text) {
+    const std::string read = dir.Write("read.bit", read_text);
+    const std::string other = dir.Write("other.bit", reference_text);
+    return fnBITFileCompare(read.c_str(), other.c_str(), &device, report.c_str());
+  };
+  // The stream ends with its frames: each is an opcode, three operand bytes and the data.
+  const auto frame_start = [&](int f) { return text.size() - (kFrames - f) * (4 + kFrameBytes); };
+  ASSERT_EQ(static_cast<unsigned char>(text[frame_start(0)]), 0x41);
+  EXPECT_EQ(compare(text, text), 0);
+  EXPECT_NE(ReadFile(report).find("4000 frames)\nframes\nDifferences: 0\n"), std::string::npos)
+      << ReadFile(report);
+  for (const int f : {3, kFrames / 2 - 1, kFrames / 2, kFrames / 2 + 1, kFrames - 1}) {
+    for (const std::size_t byte : {std::size_t{0}, kFrameBytes - 1}) {
+      SCOPED_TRACE("frame " + std::to_string(f + 1) + ", byte " + std::to_string(byte));
+      std::string flipped = text;
+      flipped[frame_start(f) + 4 + byte] ^= 0x01;
+      EXPECT_EQ(compare(flipped, text), 1);
+      EXPECT_NE(ReadFile(report).find("frame " + std::to_string(f + 1) +
+                                      " Data Frame, Data: " + std::to_string(8 * byte + 7)),
+                std::string::npos)
+          << ReadFile(report);
+    }
+  }
+  std::string bad = text;
+  bad[frame_start(kFrames - 300)] = static_cast<char>(0x99);
+  EXPECT_EQ(compare(bad, bad), -2);
+  EXPECT_NE(ReadFile(report).find("cannot be read as a bitstream"), std::string::npos);
 }
 
 TEST(BitstreamCompare, StreamsOfAnotherDeviceOrShapeAreRefused) {

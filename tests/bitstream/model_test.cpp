@@ -2,7 +2,10 @@
 // table, the extractions and every error the parser reports.
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -241,56 +244,138 @@ TEST(BitstreamModel, ObserverSeesTheWholeFile) {
   EXPECT_EQ(nothing.ends, 0);
 }
 
-// A parse whose observer needs only the bytes before an offset passes over the frames after it
-// unread, and finds what a parse that reads them all finds: the same status, comment and frame
-// count, on whole files and on files cut anywhere.
-TEST(BitstreamModel, FramesPastWhatTheObserverNeedsGoUnread) {
-  TempDir dir;
-  // Frames longer than a read block, which are worth a seek, and short ones, which are not.
-  constexpr std::size_t kLong = 700 * 1024;
-  DeviceInfo device = TestDevice("TestFamily", 1, 8 * kLong);
-  XFPBitstreamModel model = SampleModel(device, {"Design: passed over"}, {1, 2, 3, 4}, 0);
-  Bytes frame(kLong);
-  for (int f = 0; f < 4; ++f) {  // 2.8 MB
-    for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<unsigned char>(f + i);
-    model.AddFrame(Frame("Data Frame", frame));
+// What a parse with every frame passed over finds, and the bytes it was shown; with a split, the
+// reader's side on this thread and the helper's on another.
+struct SplitParse {
+  int status = kXFPOk;
+  fusekit::bitstream_model::Stream out;
+  std::string reader_seen;
+  std::string helper_seen;
+  std::uint64_t split = 0;  // where the helper started, when split
+  bool helper_read_to_end = false;
+};
+
+void Append(void* context, const unsigned char* bytes, std::size_t count) {
+  if (count != 0)
+    static_cast<std::string*>(context)->append(reinterpret_cast<const char*>(bytes), count);
+}
+
+SplitParse ParsePassingFrames(const std::string& path, const DeviceInfo& device,
+                              std::uint64_t min_split_bytes, bool split_it) {
+  namespace bm = fusekit::bitstream_model;
+  static const char* const kNoFrames[] = {nullptr};
+  SplitParse parse;
+  std::vector<bm::CommandDef> table;
+  EXPECT_TRUE(bm::CommandTableOf(device, table));
+  const bm::FileObserver observer{&Append, &parse.reader_seen};
+  if (!split_it) {
+    parse.status = bm::ParseFile(path.c_str(), false, table, device, bm::FrameFilter{kNoFrames},
+                                 observer, parse.out);
+    return parse;
   }
-  const std::string good = dir.Path("good.bit");
-  ASSERT_EQ(XFPGenerateBitstream::Generate(model, good.c_str()), 0);
-  const std::string text = ReadFile(good);
-  std::vector<std::string> files = {good};
-  for (const std::size_t cut : {text.size() / 3, text.size() - 2000, text.size() - 3})
-    files.push_back(dir.Write("cut" + std::to_string(cut) + ".bit", text.substr(0, cut)));
-  auto observe = [](void* context, const unsigned char* bytes, std::size_t count) {
-    if (count != 0)
-      static_cast<std::string*>(context)->append(reinterpret_cast<const char*>(bytes), count);
+  bm::CommandSplit split(ReadFile(path).size(), min_split_bytes);
+  std::thread helper([&] {
+    std::uint64_t from = 0;
+    if (!split.AwaitSplit(from)) return;
+    parse.split = from;
+    parse.helper_read_to_end =
+        bm::ParseHelperPart(path.c_str(), device, from, split, &Append, &parse.helper_seen);
+  });
+  // The split is decided once the helper is ready: where it falls is then known.
+  while (!split.HelperReady()) std::this_thread::yield();
+  parse.status = bm::ParseFile(path.c_str(), false, table, device, bm::FrameFilter{kNoFrames},
+                               observer, parse.out, &split);
+  split.Decline();
+  helper.join();
+  return parse;
+}
+
+// A stream parsed by two threads, split in a run of frames, finds what its parse by one thread
+// finds: the same status and message (with the offset of a bad command after the split), frame
+// count and flags. Each side reads its part, the reader no more than a block past the split, and
+// the reader passes over a long frame after the split unread. Streams of short and long frames,
+// a run broken at the middle by a longer command, an encrypted frame, padding, bad commands before
+// and after the middle and streams cut anywhere.
+TEST(BitstreamModel, ASplitParseFindsWhatOneThreadFinds) {
+  TempDir dir;
+  const auto stream = [&](const std::string& name, std::size_t frame_bytes, int frames,
+                          const std::function<void(XFPBitstreamModel&, int)>& after) {
+    DeviceInfo device = TestDevice("TestFamily", 1, static_cast<unsigned>(8 * frame_bytes));
+    XFPBitstreamModel model = SampleModel(device, {"Design: split"}, {1, 2, 3, 4}, 0);
+    Bytes data(frame_bytes);
+    for (int f = 0; f < frames; ++f) {
+      for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(f + i);
+      model.AddFrame(Frame("Data Frame", data));
+      if (after) after(model, f);
+    }
+    const std::string path = dir.Path(name);
+    EXPECT_EQ(XFPGenerateBitstream::Generate(model, path.c_str()), 0);
+    return std::make_pair(path, device);
   };
-  for (const std::string& path : files) {
-    const std::string whole = ReadFile(path);
-    std::string all_comment;
-    std::size_t all_frames = 0;
-    const int all_status = fusekit::bitstream_model::ParseFrames(path.c_str(), false, device,
-                                                                 nullptr, all_comment, all_frames);
-    for (const std::uint64_t needs :
-         {std::uint64_t{0}, std::uint64_t{100}, std::uint64_t{whole.size() / 2},
-          std::uint64_t{whole.size()}, ~std::uint64_t{0}}) {
-      SCOPED_TRACE(path + ", bytes needed before " + std::to_string(needs));
-      std::string seen;
-      fusekit::bitstream_model::FileObserver observer{observe, &seen};
-      observer.needs_before = needs;
-      std::string comment;
-      std::size_t frames = 0;
-      EXPECT_EQ(fusekit::bitstream_model::ParseFrames(path.c_str(), false, device, nullptr, comment,
-                                                      frames, observer),
-                all_status);
-      EXPECT_EQ(comment, all_comment);
-      EXPECT_EQ(frames, all_frames);
-      const std::size_t needed =
-          static_cast<std::size_t>(std::min<std::uint64_t>(needs, whole.size()));
-      ASSERT_GE(seen.size(), needed);
-      EXPECT_TRUE(seen.compare(0, needed, whole, 0, needed) == 0);
-      if (path == good && needs <= whole.size() / 2) {
-        EXPECT_LT(seen.size(), whole.size());
+  const auto encrypted_at = [](int at, std::size_t bytes) {
+    return [at, bytes](XFPBitstreamModel& model, int f) {
+      if (f == at) model.AddFrame(Frame("Encrypted Data Frame", Bytes(bytes, 0x5A)));
+    };
+  };
+  struct Case {
+    std::pair<std::string, DeviceInfo> file;
+    bool lands;  // the reader arrives at the split of the whole file
+  };
+  const std::vector<Case> cases = {
+      {stream("short.bit", 1024, 2500, nullptr), true},
+      {stream("long.bit", 600 * 1024, 6, nullptr), true},
+      {stream("encrypted-late.bit", 1024, 2500, encrypted_at(2400, 100)), true},
+      {stream("broken-run.bit", 1024, 2500, encrypted_at(1230, 40 * 1024)), false},
+  };
+  for (const Case& c : cases) {
+    const std::string& good = c.file.first;
+    const DeviceInfo& device = c.file.second;
+    const std::string text = ReadFile(good);
+    std::vector<std::pair<std::string, bool>> files = {{good, c.lands}};
+    for (const std::size_t cut : {text.size() / 3, text.size() / 2 + 1, text.size() - 3})
+      files.emplace_back(dir.Write("cut" + std::to_string(cut) + ".bit", text.substr(0, cut)),
+                         false);
+    if (good.find("short") != std::string::npos) {
+      // A bad command and padding at a frame boundary well past the middle, where the helper
+      // meets them, and near the start, where the reader does. The stream ends with its frames.
+      const auto boundary = [&](std::size_t frames_from_end) {
+        return text.size() - frames_from_end * (4 + 1024);
+      };
+      ASSERT_EQ(static_cast<unsigned char>(text[boundary(1)]), 0x41);
+      for (const std::size_t from_end : {std::size_t{1000}, std::size_t{2400}}) {
+        std::string bad = text;
+        bad[boundary(from_end)] = static_cast<char>(0x99);
+        files.emplace_back(dir.Write("bad" + std::to_string(from_end) + ".bit", bad),
+                           from_end == 1000);
+        std::string padded = text;
+        padded.insert(boundary(from_end), "\xFF\xFF\xFF");
+        files.emplace_back(dir.Write("padded" + std::to_string(from_end) + ".bit", padded),
+                           from_end == 1000);
+      }
+    }
+    for (const auto& [path, lands] : files) {
+      const std::string whole = ReadFile(path);
+      const SplitParse alone = ParsePassingFrames(path, device, 0, false);
+      for (const std::uint64_t min_bytes : {std::uint64_t{0}, std::uint64_t{1} << 40}) {
+        SCOPED_TRACE(path + ", split from " + std::to_string(min_bytes) + " bytes");
+        const SplitParse split = ParsePassingFrames(path, device, min_bytes, true);
+        EXPECT_EQ(split.status, alone.status);
+        EXPECT_EQ(split.out.error, alone.out.error);
+        EXPECT_EQ(split.out.frames_passed, alone.out.frames_passed);
+        EXPECT_EQ(split.out.encrypted, alone.out.encrypted);
+        const std::uint64_t reader_end =
+            split.split != 0 ? split.split : std::uint64_t{whole.size() / 2};
+        // Bytes past the reader's part may have been passed over unread.
+        ASSERT_GE(split.reader_seen.size(), reader_end);
+        EXPECT_TRUE(whole.compare(0, reader_end, split.reader_seen, 0, reader_end) == 0);
+        if (split.split != 0) {
+          EXPECT_TRUE(split.helper_read_to_end);
+          EXPECT_EQ(split.helper_seen, whole.substr(split.split));
+        }
+        if (min_bytes == 0 && lands) {
+          ASSERT_NE(split.split, 0u);
+          EXPECT_LE(split.reader_seen.size(), split.split + 512 * 1024);
+        }
       }
     }
   }
