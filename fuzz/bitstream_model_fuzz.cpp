@@ -1,13 +1,56 @@
 // Fuzzes the bitstream model parser in both forms, the comment reader, the form conversion and
-// the generator on what was parsed.
+// the generator on what was parsed; and demands that a binary stream parsed by two threads, split
+// wherever a run of frames allows, finds what its parse by one thread finds.
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "fusekit/bitstream_model.h"
 #include "fuzz/fuzz_support.h"
+#include "support/bitstream_model/stream.h"
+
+namespace {
+
+namespace bm = fusekit::bitstream_model;
+
+// The binary stream at path parsed with every frame passed over, by one thread or split
+// between two (min_split_bytes 0: wherever a run of two frames allows).
+int ParsePassing(const std::string& path, const DeviceInfo& device, std::size_t size, bool split_it,
+                 bm::Stream& out) {
+  static const char* const kNoFrames[] = {nullptr};
+  std::vector<bm::CommandDef> table;
+  if (!bm::CommandTableOf(device, table)) return kXFPBadCommandTable;
+  if (!split_it)
+    return bm::ParseFile(path.c_str(), false, table, device, bm::FrameFilter{kNoFrames}, {}, out);
+  bm::CommandSplit split(size, 0);
+  std::thread helper([&] {
+    std::uint64_t from = 0;
+    if (split.AwaitSplit(from))
+      bm::ParseHelperPart(path.c_str(), device, from, split, nullptr, nullptr);
+  });
+  while (!split.HelperReady()) std::this_thread::yield();
+  const int status = bm::ParseFile(path.c_str(), false, table, device, bm::FrameFilter{kNoFrames},
+                                   {}, out, &split);
+  split.Decline();
+  helper.join();
+  return status;
+}
+
+void SplitFindsTheSame(const std::string& path, const DeviceInfo& device, std::size_t size) {
+  bm::Stream alone, split;
+  const int alone_status = ParsePassing(path, device, size, false, alone);
+  const int split_status = ParsePassing(path, device, size, true, split);
+  if (split_status != alone_status || split.error != alone.error ||
+      split.frames_passed != alone.frames_passed || split.encrypted != alone.encrypted ||
+      split.compressed != alone.compressed || split.authenticated != alone.authenticated)
+    std::abort();
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
@@ -21,6 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::fwrite(data + 1, 1, size - 1, file);
     std::fclose(file);
   }
+  SplitFindsTheSame(binary, device, size - 1);
   KvLog log;
   for (const std::string& path : {binary, ascii}) {
     XFPBitstreamModel model;

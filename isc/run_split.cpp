@@ -11,76 +11,51 @@
 namespace fusekit::isc {
 
 void RunSplit::Offer(const EvenRunLayout& layout, std::uint64_t at) {
-  if (state_ != State::kUndecided) return;
+  if (hand_off_.Decided()) return;
   const bool size_known = size_ != std::numeric_limits<std::uint64_t>::max();
   if (!size_known || at > size_ || size_ - at < min_bytes_ || layout.step == 0) {
-    Decide(State::kNotSplit);
+    hand_off_.Decide(std::nullopt);
     return;
   }
   const std::uint64_t middle = std::max(size_ / 2, at);
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    layout_ = layout;
-    at_ = at + (middle - at) / layout.step * layout.step;
-  }
-  Decide(State::kSplit);
+  hand_off_.Decide(Split{layout, at + (middle - at) / layout.step * layout.step});
 }
 
 void RunSplit::Reached(std::uint64_t offset) {
-  if (state_ == State::kUndecided && offset > kDecideWithin) Decide(State::kNotSplit);
+  if (offset > kDecideWithin) hand_off_.Decide(std::nullopt);
 }
 
 void RunSplit::Decline() {
-  if (state_ == State::kUndecided) Decide(State::kNotSplit);
-}
-
-void RunSplit::Decide(State state) {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    state_ = state;
-  }
-  changed_.notify_all();
+  hand_off_.Decide(std::nullopt);
 }
 
 std::optional<std::uint64_t> RunSplit::SplitAt(const EvenRunLayout& layout) const {
-  if (state_ != State::kSplit || tail_taken_ || !(layout == layout_)) return std::nullopt;
-  return at_;
+  const std::optional<Split>& split = hand_off_.DecidedPlan();
+  if (!split || tail_taken_ || !(layout == split->layout)) return std::nullopt;
+  return split->at;
 }
 
 RunTail RunSplit::TakeTail() {
-  std::unique_lock<std::mutex> lock(mutex_);
-  changed_.wait(lock, [this] { return tail_posted_; });
   tail_taken_ = true;
-  return tail_;
+  return hand_off_.Take();
 }
 
 std::uint64_t RunSplit::ReaderPartEnd() const {
-  switch (state_) {
-    case State::kSplit:
-      return at_;
-    case State::kNotSplit:
-      return 0;
-    case State::kUndecided:
-      break;
-  }
-  return std::numeric_limits<std::uint64_t>::max();
+  if (!hand_off_.Decided()) return std::numeric_limits<std::uint64_t>::max();
+  const std::optional<Split>& split = hand_off_.DecidedPlan();
+  return split ? split->at : 0;
 }
 
 bool RunSplit::AwaitSplit(EvenRunLayout& layout, std::uint64_t& at) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  changed_.wait(lock, [this] { return state_ != State::kUndecided; });
-  layout = layout_;
-  at = at_;
-  return state_ == State::kSplit;
+  const std::optional<Split> split = hand_off_.Await();
+  if (!split) return false;
+  layout = split->layout;
+  at = split->at;
+  return true;
 }
 
 void RunSplit::PostTail(const RunTail& tail) {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    tail_ = tail;
-    tail_posted_ = true;
-  }
-  changed_.notify_all();
+  hand_off_.Post(tail);
 }
 
 void ReaderPartMatch::Observe(std::uint64_t offset, const std::uint8_t* bytes, std::size_t count) {

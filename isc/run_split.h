@@ -6,14 +6,13 @@
 #define FUSEKIT_ISC_RUN_SPLIT_H
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 
 #include "core/file_io.h"
 #include "crc/file_crc.h"
+#include "support/util/hand_off.h"
 
 namespace fusekit::isc {
 
@@ -78,19 +77,16 @@ class RunSplit {
   void PostTail(const RunTail& tail);
 
  private:
-  enum class State { kUndecided, kSplit, kNotSplit };
-  void Decide(State state);
+  // Where the helper takes rows of which layout on.
+  struct Split {
+    EvenRunLayout layout;
+    std::uint64_t at = 0;
+  };
 
   const std::uint64_t size_;
   const std::uint64_t min_bytes_;
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
-  State state_ = State::kUndecided;  // written by the reader only
-  EvenRunLayout layout_;
-  std::uint64_t at_ = 0;
-  bool tail_posted_ = false;
+  util::HandOff<Split, RunTail> hand_off_;
   bool tail_taken_ = false;  // read and written by the reader only
-  RunTail tail_;
 };
 
 // The reader's compare: the file's bytes as its reader reads them, from the start up to where
