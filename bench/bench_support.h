@@ -54,6 +54,31 @@ inline double BestSeconds(const std::function<void()>& run, const std::function<
   return best;
 }
 
+// One piece of work timed by BestInTurn, with what runs untimed after each run of it.
+struct TimedWork {
+  std::function<void()> run;
+  std::function<void()> after;
+};
+
+// The best run of each piece of work, in seconds, the pieces run in turn, one run of each a
+// round, rounds times. On a shared virtual machine the speed of memory and processors drifts
+// from one second to the next: a floor timed in its own seconds before a compare may meet a
+// faster or a slower machine than the compare does, and their ratio swings with it. Taken in
+// turn, each best run comes from the same stretch of time as the others.
+inline std::vector<double> BestInTurn(const std::vector<TimedWork>& work, int rounds) {
+  std::vector<double> best(work.size(), 1e30);
+  for (int round = 0; round < rounds; ++round) {
+    for (std::size_t i = 0; i < work.size(); ++i) {
+      const auto start = std::chrono::steady_clock::now();
+      work[i].run();
+      const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+      if (took.count() < best[i]) best[i] = took.count();
+      if (work[i].after) work[i].after();
+    }
+  }
+  return best;
+}
+
 // The memory floor: a block of bytes bytes allocated and written once, best of three, in
 // seconds: the least that keeping a result of that size in memory costs. When the allocator
 // has no pages to reuse the kernel's page faults come on top (about 0.4 ms a MiB on the
@@ -99,19 +124,20 @@ inline std::size_t ResidentBytes() {
   return read == 2 ? resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) : 0;
 }
 
+// The file read with fread in blocks of block's size.
+inline void ReadWhole(const std::string& path, std::vector<char>& block) {
+  std::FILE* f = std::fopen(path.c_str(), "rb");
+  if (f == nullptr) return;
+  while (std::fread(block.data(), 1, block.size(), f) == block.size()) {
+  }
+  std::fclose(f);
+}
+
 // The I/O floor: reading the file with fread in 1 MiB blocks, best of three (or of runs), in
 // seconds.
 inline double ReadFloor(const std::string& path, int runs = 3) {
   std::vector<char> block(1 << 20);
-  return BestSeconds(
-      [&] {
-        std::FILE* f = std::fopen(path.c_str(), "rb");
-        if (f == nullptr) return;
-        while (std::fread(block.data(), 1, block.size(), f) == block.size()) {
-        }
-        std::fclose(f);
-      },
-      {}, runs);
+  return BestSeconds([&] { ReadWhole(path, block); }, {}, runs);
 }
 
 // The write floor: a file of bytes bytes written at path with fwrite in 1 MiB blocks (replacing

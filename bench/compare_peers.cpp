@@ -3,10 +3,11 @@
 // copies each file (the compare reads two files, not one twice), makes a bitstream of FUSES
 // bits, and times fnJEDFileCompare, fnJEDFileCompareByAddress, `TOOL compare --by-address`
 // (whole process), fnISCFileCompare, `TOOL compare` of the ISC files (whole process) and
-// fnBITFileCompare of each file with its copy (best of seven), each with its ratio to the fread
-// floor of the two files. A report as large as a file (the JEDEC compare writes the read file
-// back with its differences marked) also has its fwrite floor printed, and the ratio to both
-// floors together.
+// fnBITFileCompare of each file with its copy, each with its ratio to the fread floor of the two
+// files, the floor's runs taken in turn with the compare's. A report as large as a file (the
+// JEDEC compare writes the read file back with its differences marked) also has its fwrite floor
+// printed, and the ratio to both floors together. A whole-process compare also has the floor of
+// a process that freads both files.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -18,9 +19,9 @@
 
 namespace {
 
-using fusekit::bench::BestSeconds;
+using fusekit::bench::BestInTurn;
 using fusekit::bench::FileSize;
-using fusekit::bench::ReadFloor;
+using fusekit::bench::ReadWhole;
 using fusekit::bench::WriteFloor;
 
 // A copy of the file, written through to the disk before it is timed: the kernel's write-back of
@@ -53,14 +54,26 @@ void Row(const char* what, const std::string& a, double seconds, double read, do
               seconds / read, seconds / (read + write), "<= 2", result);
 }
 
-// Every figure, floors and compares alike, is the best of this many runs: a run of a few
-// milliseconds swings by half its time on a shared virtual machine, and a compare that keeps two
-// processors busy swings more than a read on one.
-constexpr int kRuns = 7;
+// A whole-process compare beside a process that only freads both files: what starting a
+// process costs is in both.
+void ProcessRow(double seconds, double process_read) {
+  std::printf("%-30s %10s %8.1f %8s %9.1f %8.2f %10s %7s  (fread of both in a process)\n", "", "",
+              process_read * 1e3, "", seconds * 1e3, seconds / process_read, "", "");
+}
+
+// Every figure, floors and compares alike, is the best of this many runs, taken in turn: a run
+// of a few milliseconds swings by half its time on a shared virtual machine, and a compare that
+// keeps two processors busy swings more than a read on one.
+constexpr int kRuns = 9;
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc >= 2 && std::string(argv[1]) == "--read") {  // the floor of a whole process
+    std::vector<char> block(1 << 20);
+    for (int i = 2; i < argc; ++i) ReadWhole(argv[i], block);
+    return 0;
+  }
   if (argc != 6 && argc != 7) {
     std::fprintf(stderr,
                  "usage: compare_peers TOOL JEDEC_FILE ISC_FILE WORK_FOLDER FUSES [ONLY]\n"
@@ -68,6 +81,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string tool = argv[1], jedec = argv[2], isc = argv[3], folder = argv[4];
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
   const unsigned long fuses = std::strtoul(argv[5], nullptr, 10);
   const std::string bit = folder + "/compare-bench.bit";
   DeviceInfo device = WriteBitstream(bit, fuses);
@@ -88,12 +102,13 @@ int main(int argc, char** argv) {
     if (std::string(kind.what).find(only) == std::string::npos) continue;
     std::remove(report.c_str());  // each compare's report is measured alone
     const std::string copy = CopyOf(kind.file);
-    const double floor = ReadFloor(kind.file, kRuns) + ReadFloor(copy, kRuns);
     int result = 0;
     std::size_t report_bytes = 0;
     const std::string what = kind.what;
+    const bool whole_process = what.rfind("fusekit", 0) == 0;
     // The tool's figures are whole processes, whose memory is all fresh; a library call in this
-    // long-running process may reuse what an earlier one freed.
+    // long-running process may reuse what an earlier one freed. Their floor is a process too:
+    // this program started again to fread both files and nothing else.
     std::vector<std::string> command = {tool, "compare"};
     if (what == "fusekit compare (ISC)") {
       command.insert(command.end(), {"-o", report});
@@ -101,30 +116,42 @@ int main(int argc, char** argv) {
       command.push_back("--by-address");
     }
     command.insert(command.end(), {kind.file, copy});
-    const double seconds = BestSeconds(
-        [&] {
-          if (what == "fnJEDFileCompare") {
-            result = fnJEDFileCompare(kind.file.c_str(), copy.c_str(), report.c_str());
-          } else if (what == "fnJEDFileCompareByAddress") {
-            JEDECAddressCompare compared;
-            result = fnJEDFileCompareByAddress(kind.file.c_str(), copy.c_str(), nullptr, &compared);
-          } else if (what.rfind("fusekit", 0) == 0) {
-            result = fusekit::bench::RunQuietly(command);
-          } else if (what == "fnISCFileCompare") {
-            result = fnISCFileCompare(kind.file.c_str(), copy.c_str(), report.c_str());
-          } else {
-            result = fnBITFileCompare(kind.file.c_str(), copy.c_str(), &device, report.c_str());
-          }
-        },
-        // Every run writes its report as a new file, as the write floor's best run does: a file
-        // cut to nothing and written again is written out to the disk when it is closed.
-        [&] {
-          report_bytes = FileSize(report);
-          std::remove(report.c_str());
-        },
+    const std::vector<std::string> reading_process = {self, "--read", kind.file, copy};
+    std::vector<char> block(1 << 20);
+    const std::vector<double> best = BestInTurn(
+        {{[&] { ReadWhole(kind.file, block); }, {}},
+         {[&] { ReadWhole(copy, block); }, {}},
+         {[&] {
+            if (whole_process) fusekit::bench::RunQuietly(reading_process);
+          },
+          {}},
+         {[&] {
+            if (what == "fnJEDFileCompare") {
+              result = fnJEDFileCompare(kind.file.c_str(), copy.c_str(), report.c_str());
+            } else if (what == "fnJEDFileCompareByAddress") {
+              JEDECAddressCompare compared;
+              result =
+                  fnJEDFileCompareByAddress(kind.file.c_str(), copy.c_str(), nullptr, &compared);
+            } else if (whole_process) {
+              result = fusekit::bench::RunQuietly(command);
+            } else if (what == "fnISCFileCompare") {
+              result = fnISCFileCompare(kind.file.c_str(), copy.c_str(), report.c_str());
+            } else {
+              result = fnBITFileCompare(kind.file.c_str(), copy.c_str(), &device, report.c_str());
+            }
+          },
+          // Every run writes its report as a new file, as the write floor's best run does: a
+          // file cut to nothing and written again is written out to the disk when it is closed.
+          [&] {
+            report_bytes = FileSize(report);
+            std::remove(report.c_str());
+          }}},
         kRuns);
+    const double floor = best[0] + best[1];
+    const double seconds = best[3];
     const double write = WriteFloor(folder + "/compare-bench.floor", report_bytes, kRuns);
     Row(kind.what, kind.file, seconds, floor, write, result);
+    if (whole_process) ProcessRow(seconds, best[2]);
     std::remove(copy.c_str());
   }
   std::remove(report.c_str());
