@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "isc/flat_rows.h"
 #include "isc/summary.h"
 #include "tests/support/crc_reference.h"
 #include "tests/support/temp_dir.h"
@@ -307,6 +308,55 @@ TEST(IscStream, TerminateRowsBeforeTheRowsCountAfterThem) {
     std::optional<std::uint32_t> crc;
     ASSERT_EQ(ReadIscFile(path.c_str(), summary, &kept, crc), 0);
     EXPECT_EQ(crc, expected);
+  }
+}
+
+// Rows laid out evenly, decoded by whichever vector path the processor takes, against the
+// digits decoded one by one: every row before the first that breaks the layout is decoded, and
+// the count stops exactly there, whether that row is the first or the second of a pair.
+TEST(IscFlatRows, EvenRowsStopAtTheFirstRowThatStandsOtherwise) {
+  struct Case {
+    std::size_t digits;
+    bool short_lead;
+    std::size_t rows;
+    std::size_t broken_row;  // rows when none is broken
+    std::size_t broken_at;   // a digit's index, or digits + i for the separator's byte i
+  };
+  const Case cases[] = {
+      {32, false, 9, 9, 0},  {32, false, 9, 0, 0},  {32, false, 9, 1, 31},   {32, false, 9, 4, 17},
+      {32, false, 9, 5, 32}, {32, false, 9, 8, 33}, {32, false, 2, 1, 0},    {32, false, 1, 0, 5},
+      {64, false, 5, 3, 40}, {64, false, 5, 5, 0},  {31, true, 6, 2, 0},     {31, true, 6, 6, 0},
+      {8, false, 7, 6, 7},   {96, false, 4, 2, 95}, {32, false, 33, 30, 12},
+  };
+  const std::string separator = ",\n     ";
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::Message()
+                 << c.digits << " digits, row " << c.broken_row << " at " << c.broken_at);
+    const std::size_t step = c.digits + separator.size();
+    std::string text;
+    unsigned seed = 7;
+    for (std::size_t r = 0; r < c.rows; ++r) {
+      for (std::size_t d = 0; d < c.digits; ++d)
+        text += "0123456789abcdefABCDEF"[(seed = seed * 1103515245 + 12345) >> 16 & 0xF];
+      text += separator;
+    }
+    text += std::string(8, ' ');
+    if (c.broken_row < c.rows) text[c.broken_row * step + c.broken_at] = 'g';
+    std::uint64_t word = 0;
+    for (std::size_t i = 0; i < separator.size() && i < 8; ++i)
+      word |= std::uint64_t{static_cast<unsigned char>(separator[i])} << (8 * i);
+    const std::size_t row_bytes = (c.digits + (c.short_lead ? 1 : 0)) / 2;
+    std::vector<unsigned char> out(row_bytes * c.rows + 64, 0xEE);
+    const std::size_t decoded =
+        DecodeEvenRows(text.data(), step, c.digits, c.short_lead, word,
+                       std::min<std::size_t>(separator.size(), 8), c.rows, out.data());
+    EXPECT_EQ(decoded, std::min(c.broken_row, c.rows));
+    std::vector<unsigned char> expected(row_bytes);
+    for (std::size_t r = 0; r < decoded; ++r) {
+      ASSERT_TRUE(DecodeRow(text.data() + r * step, c.digits, c.short_lead, expected.data()));
+      EXPECT_TRUE(std::equal(expected.begin(), expected.end(), out.begin() + r * row_bytes))
+          << "row " << r;
+    }
   }
 }
 
