@@ -124,7 +124,7 @@ RunTail DecodeRunFromStart(TextWindow& window, const EvenRunLayout& layout, std:
     const char* const at = window.Text().data() + pos + layout.separator_bytes;
     const std::size_t done = DecodeEvenRows(at, layout.step, layout.digits, short_lead,
                                             layout.separator, layout.separator_bytes, want, run);
-    for (std::size_t r = 0; r < done; ++r) crc.AddRow(run + r * row_bytes, row_bytes, layout.width);
+    crc.AddRows(run, done, row_bytes, layout.width);
     tail.rows += done;
     pos += done * layout.step;
     if (done < want) break;

@@ -406,7 +406,7 @@ int ParseRows(Scanner& scanner, const SizeComments& sizes, FlatRows& rows,
   if (rows.count == 0) rows.width = sizes.width;
   const auto rows_done = [&](const unsigned char* run, std::size_t count) {
     const std::size_t row_bytes = rows.RowBytes();
-    for (std::size_t r = 0; r < count; ++r) crc.AddRow(run + r * row_bytes, row_bytes, rows.width);
+    crc.AddRows(run, count, row_bytes, rows.width);
     if (sink != nullptr) sink->Rows(run, count * row_bytes);
   };
   const auto tail_joined = [&](const RunTail& tail) {

@@ -226,6 +226,11 @@ inline constexpr FoldConstants kDataCrcFold = MakeFoldConstants(kDataCrcPoly, 32
 bool FoldDataCrcBlocks(std::uint32_t r, const std::uint8_t* end, std::size_t blocks,
                        std::uint8_t remainder[16]) noexcept;
 
+// FoldDataCrcBlocks over rows (at least 4) of 16 bytes each, in order from first on, each
+// block one row: the blocks of the rows walked up instead of one row's walked down.
+bool FoldDataCrcRows16(std::uint32_t r, const std::uint8_t* first, std::size_t rows,
+                       std::uint8_t remainder[16]) noexcept;
+
 class DataCrc32 {
  public:
   static constexpr std::size_t kFoldBytes = 256;  // shorter rows go by table only
@@ -243,6 +248,19 @@ class DataCrc32 {
 
   // Feeds one row of count bytes declared widthBits wide: min(widthBits, 8 * count) bits from
   // the end of the row.
+  // Rows of 16 bytes and 128 bits each, count of them one after another from rows on: as
+  // AddRow on each in turn, folded at once.
+  void AddRows16(const std::uint8_t* rows, std::size_t count) noexcept {
+    std::uint8_t remainder[16];
+    if (16 * count >= kFoldBytes && FoldDataCrcRows16(Value(), rows, count, remainder)) {
+      DataCrc32 reduced;
+      reduced.AddRow(remainder, 16, 128);
+      reflected_ = reduced.reflected_;
+      return;
+    }
+    for (std::size_t r = 0; r < count; ++r) AddRow(rows + 16 * r, 16, 128);
+  }
+
   void AddRow(const std::uint8_t* row, std::size_t count, std::uint64_t widthBits) noexcept {
     if (row == nullptr || count == 0 || widthBits == 0) return;
     const std::uint64_t total_bits = count * std::uint64_t{8};
@@ -318,6 +336,18 @@ class DataCrc32Batch {
     } else {
       std::memcpy(to, row, count);
     }
+  }
+
+  // Rows of count bytes each, rows of them one after another from run on: rows of 16 whole
+  // bytes, the most common, folded in place without being staged.
+  void AddRows(const std::uint8_t* run, std::size_t rows, std::size_t count,
+               std::uint64_t widthBits) noexcept {
+    if (count == 16 && widthBits >= 128 && 16 * rows >= DataCrc32::kFoldBytes) {
+      Flush();
+      crc_.AddRows16(run, rows);
+      return;
+    }
+    for (std::size_t r = 0; r < rows; ++r) AddRow(run + r * count, count, widthBits);
   }
 
   std::uint32_t Value() noexcept {
