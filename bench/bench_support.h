@@ -61,13 +61,20 @@ struct TimedWork {
 };
 
 // The best run of each piece of work, in seconds, the pieces run in turn, one run of each a
-// round, rounds times. On a shared virtual machine the speed of memory and processors drifts
-// from one second to the next: a floor timed in its own seconds before a compare may meet a
-// faster or a slower machine than the compare does, and their ratio swings with it. Taken in
-// turn, each best run comes from the same stretch of time as the others.
-inline std::vector<double> BestInTurn(const std::vector<TimedWork>& work, int rounds) {
+// round: at least min_rounds rounds, and more while all of them have taken less than
+// budget_seconds, up to max_rounds. On a shared virtual machine the speed of memory and
+// processors drifts from one second to the next: a floor timed in its own seconds before a
+// compare may meet a faster or a slower machine than the compare does, and their ratio swings
+// with it. Taken in turn, each best run comes from the same stretch of time as the others; and
+// work of a millisecond, whose runs swing by half their time, gets as many runs as the budget
+// allows, for floor and compare alike.
+inline std::vector<double> BestInTurn(const std::vector<TimedWork>& work, int min_rounds,
+                                      double budget_seconds = 0, int max_rounds = 0) {
   std::vector<double> best(work.size(), 1e30);
-  for (int round = 0; round < rounds; ++round) {
+  const auto began = std::chrono::steady_clock::now();
+  for (int round = 0;; ++round) {
+    const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - began;
+    if (round >= min_rounds && (spent.count() >= budget_seconds || round >= max_rounds)) break;
     for (std::size_t i = 0; i < work.size(); ++i) {
       const auto start = std::chrono::steady_clock::now();
       work[i].run();
