@@ -113,7 +113,7 @@ bool SameFileBytes(const char* one, const char* other, std::uint64_t start) {
 }
 
 FileBytesMatch::FileBytesMatch(const char* fileName, std::uint64_t start)
-    : file_(OpenFile(fileName, "rb")) {
+    : file_(OpenForBlocks(fileName)) {
   same_ = file_ && start <= static_cast<std::uint64_t>(std::numeric_limits<long>::max()) &&
           std::fseek(file_.get(), static_cast<long>(start), SEEK_SET) == 0;
   if (same_) block_ = util::ReusedBlock(kBlockBytes);
@@ -138,6 +138,12 @@ bool FileBytesMatch::SameToEnd() {
 UniqueFile OpenFile(const char* fileName, const char* mode) {
   if (fileName == nullptr || fileName[0] == '\0') return UniqueFile();
   return UniqueFile(std::fopen(fileName, mode));
+}
+
+UniqueFile OpenForBlocks(const char* fileName) {
+  UniqueFile file = OpenFile(fileName, "rb");
+  if (file) std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  return file;
 }
 
 TextReader::TextReader(std::FILE* file)

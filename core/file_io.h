@@ -55,6 +55,12 @@ class MappedFile {
 // Opens a file; a null or empty name gives a null handle.
 UniqueFile OpenFile(const char* fileName, const char* mode);
 
+// Opens a file for reading in blocks of the caller's own, unbuffered: each fread is one read
+// of the file. Through a buffer, a read of a size that is not a whole number of the buffer's
+// blocks (what a window refilled after the text it keeps asks for) is two reads, and a read
+// costs several microseconds on a virtual machine.
+UniqueFile OpenForBlocks(const char* fileName);
+
 // The size in bytes of an open regular file; the largest value for a pipe or a device, whose
 // size is not known in advance.
 std::uint64_t FileSize(std::FILE* file);

@@ -11,7 +11,7 @@ TextWindow::TextWindow(std::string_view whole) : text_(whole), size_(whole.size(
 
 TextWindow::TextWindow(const char* fileName, std::size_t windowBytes, core::ChunkObserver* seen,
                        std::uint64_t start)
-    : file_(core::OpenFile(fileName, "rb")), seen_(seen) {
+    : file_(core::OpenForBlocks(fileName)), seen_(seen) {
   if (!file_) return;
   if (start != 0) {
     if (start > static_cast<std::uint64_t>(std::numeric_limits<long>::max()) ||

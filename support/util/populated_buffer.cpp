@@ -14,21 +14,40 @@ constexpr std::size_t kMappedFrom = std::size_t{1} << 20;
 
 }  // namespace
 
-PopulatedBuffer::PopulatedBuffer(std::size_t bytes) : size_(bytes) {
-  if (bytes == 0) return;
+unsigned char* AllocatePresent(std::size_t bytes, std::size_t mapped_from, bool& mapped) {
+  mapped = false;
 #if defined(__linux__) && defined(MAP_POPULATE) && !defined(__SANITIZE_ADDRESS__)
   // (Under AddressSanitizer every block comes from the heap, where overruns are caught.)
-  if (bytes >= kMappedFrom) {
+  if (bytes >= mapped_from) {
     void* map = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
     if (map != MAP_FAILED) {
-      bytes_ = static_cast<unsigned char*>(map);
-      mapped_ = true;
-      return;
+      mapped = true;
+      return static_cast<unsigned char*>(map);
     }
   }
+#else
+  (void)mapped_from;
 #endif
-  bytes_ = new unsigned char[bytes];
+  return new unsigned char[bytes];
+}
+
+void FreePresent(unsigned char* bytes, std::size_t size, bool mapped) noexcept {
+  if (bytes == nullptr) return;
+#if defined(__linux__)
+  if (mapped) {
+    ::munmap(bytes, size);
+    return;
+  }
+#else
+  (void)size, (void)mapped;
+#endif
+  delete[] bytes;
+}
+
+PopulatedBuffer::PopulatedBuffer(std::size_t bytes) : size_(bytes) {
+  if (bytes == 0) return;
+  bytes_ = AllocatePresent(bytes, kMappedFrom, mapped_);
 }
 
 PopulatedBuffer::PopulatedBuffer(PopulatedBuffer&& other) noexcept
@@ -51,15 +70,7 @@ PopulatedBuffer::~PopulatedBuffer() {
 }
 
 void PopulatedBuffer::Release() noexcept {
-  if (bytes_ == nullptr) return;
-#if defined(__linux__)
-  if (mapped_) {
-    ::munmap(bytes_, size_);
-    bytes_ = nullptr;
-    return;
-  }
-#endif
-  delete[] bytes_;
+  FreePresent(bytes_, size_, mapped_);
   bytes_ = nullptr;
 }
 

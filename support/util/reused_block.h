@@ -30,6 +30,7 @@ class ReusedBlock {
   unsigned char* bytes_ = nullptr;
   std::size_t size_ = 0;      // as asked for
   std::size_t capacity_ = 0;  // as allocated: a kept block may be larger
+  bool mapped_ = false;       // as AllocatePresent made it
 };
 
 }  // namespace fusekit::util
