@@ -18,9 +18,13 @@ struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 // A file opened for reading in binary, closed with its handle; null when it cannot be opened.
+// Unbuffered: a ByteSource reads it in blocks of its own, and a refill of a size that is not a
+// whole number of the stream buffer's blocks would be two reads of the file through one.
 using InputFile = std::unique_ptr<std::FILE, FileCloser>;
 inline InputFile OpenInput(const char* name) {
-  return InputFile(name != nullptr ? std::fopen(name, "rb") : nullptr);
+  InputFile file(name != nullptr ? std::fopen(name, "rb") : nullptr);
+  if (file) std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  return file;
 }
 
 class ByteSource {
