@@ -140,8 +140,8 @@ UniqueFile OpenFile(const char* fileName, const char* mode) {
   return UniqueFile(std::fopen(fileName, mode));
 }
 
-UniqueFile OpenForBlocks(const char* fileName) {
-  UniqueFile file = OpenFile(fileName, "rb");
+UniqueFile OpenForBlocks(const char* fileName, const char* mode) {
+  UniqueFile file = OpenFile(fileName, mode);
   if (file) std::setvbuf(file.get(), nullptr, _IONBF, 0);
   return file;
 }

@@ -55,11 +55,11 @@ class MappedFile {
 // Opens a file; a null or empty name gives a null handle.
 UniqueFile OpenFile(const char* fileName, const char* mode);
 
-// Opens a file for reading in blocks of the caller's own, unbuffered: each fread is one read
-// of the file. Through a buffer, a read of a size that is not a whole number of the buffer's
-// blocks (what a window refilled after the text it keeps asks for) is two reads, and a read
-// costs several microseconds on a virtual machine.
-UniqueFile OpenForBlocks(const char* fileName);
+// Opens a file to be read or written in blocks of the caller's own, unbuffered: each fread or
+// fwrite is one read or write of the file. Through a buffer, a block whose size is not a whole
+// number of the buffer's (what a window refilled after the text it keeps asks for) takes two,
+// and each costs several microseconds on a virtual machine.
+UniqueFile OpenForBlocks(const char* fileName, const char* mode = "rb");
 
 // The size in bytes of an open regular file; the largest value for a pipe or a device, whose
 // size is not known in advance.

@@ -761,7 +761,8 @@ int CompareFiles(const char* read_name, const char* ref_name, const char* report
 // The comparison with its report written out whole: a report that could not be written in full
 // makes the result a write failure, whatever the comparison found.
 int CompareFiles(const char* read_name, const char* ref_name, const char* report_name) {
-  core::UniqueFile report_file = core::OpenFile(report_name, "wb");
+  // The report is written a MiB at a time by its own writer.
+  core::UniqueFile report_file = core::OpenForBlocks(report_name, "wb");
   if (!report_file) return kStatusOpenFailed;
   int result;
   {
