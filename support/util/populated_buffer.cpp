@@ -3,6 +3,8 @@
 #include <new>
 #include <utility>
 
+#include "support/util/sanitizers.h"
+
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
@@ -16,7 +18,7 @@ constexpr std::size_t kMappedFrom = std::size_t{1} << 20;
 
 unsigned char* AllocatePresent(std::size_t bytes, std::size_t mapped_from, bool& mapped) {
   mapped = false;
-#if defined(__linux__) && defined(MAP_POPULATE) && !defined(__SANITIZE_ADDRESS__)
+#if defined(__linux__) && defined(MAP_POPULATE) && !defined(FUSEKIT_ADDRESS_SANITIZER)
   // (Under AddressSanitizer every block comes from the heap, where overruns are caught.)
   if (bytes >= mapped_from) {
     void* map = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE,

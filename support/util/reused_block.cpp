@@ -4,15 +4,7 @@
 #include <utility>
 
 #include "support/util/populated_buffer.h"
-
-// Whether AddressSanitizer is on, as GCC and Clang each tell it.
-#if defined(__SANITIZE_ADDRESS__)
-#define FUSEKIT_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define FUSEKIT_ADDRESS_SANITIZER 1
-#endif
-#endif
+#include "support/util/sanitizers.h"
 
 namespace fusekit::util {
 namespace {
