@@ -246,8 +246,6 @@ class DataCrc32 {
         Reflect32(static_cast<std::uint32_t>(ShiftMod(Value(), bits, kDataCrcPoly, 32)) ^ later);
   }
 
-  // Feeds one row of count bytes declared widthBits wide: min(widthBits, 8 * count) bits from
-  // the end of the row.
   // Rows of 16 bytes and 128 bits each, count of them one after another from rows on: as
   // AddRow on each in turn, folded at once.
   void AddRows16(const std::uint8_t* rows, std::size_t count) noexcept {
@@ -261,6 +259,8 @@ class DataCrc32 {
     for (std::size_t r = 0; r < count; ++r) AddRow(rows + 16 * r, 16, 128);
   }
 
+  // Feeds one row of count bytes declared widthBits wide: min(widthBits, 8 * count) bits from
+  // the end of the row.
   void AddRow(const std::uint8_t* row, std::size_t count, std::uint64_t widthBits) noexcept {
     if (row == nullptr || count == 0 || widthBits == 0) return;
     const std::uint64_t total_bits = count * std::uint64_t{8};
