@@ -1,7 +1,9 @@
 // HEX2BIN, MOT2BIN and TEKHEX2BIN: record files to flat binary files, with the raw-hex fallback of
 // HEX2BIN, and the small classifiers of image files.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <new>
@@ -172,23 +174,31 @@ int Convert(RecordFormat format, const char* in_name, unsigned int* start_addres
 class PlacedBytes {
  public:
   void Write(std::uint64_t start, const std::uint8_t* bytes, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-      Page& page = pages_[(start + i) >> kPageBits];
-      const std::size_t at = static_cast<std::size_t>((start + i) & (kPageBytes - 1));
-      page.bytes[at] = bytes[i];
-      page.present[at] = true;
+    while (count != 0) {
+      Page& page = PageOf(start >> kPageBits);
+      const auto at = static_cast<std::size_t>(start & (kPageBytes - 1));
+      const std::size_t take = std::min(count, kPageBytes - at);
+      std::memcpy(page.bytes + at, bytes, take);
+      std::fill_n(page.present + at, take, true);
+      start += take;
+      bytes += take;
+      count -= take;
     }
   }
   // The bytes as runs of consecutive addresses, in address order.
   std::vector<ImageRun> Runs() const {
     std::vector<ImageRun> runs;
     for (const auto& [number, page] : pages_) {
-      for (std::size_t at = 0; at < kPageBytes; ++at) {
-        if (!page.present[at]) continue;
+      const bool* const end = page.present + kPageBytes;
+      for (const bool* from = std::find(page.present, end, true); from != end;) {
+        const bool* const to = std::find(from, end, false);
+        const auto at = static_cast<std::size_t>(from - page.present);
         const std::uint64_t address = (number << kPageBits) + at;
         if (runs.empty() || runs.back().address + runs.back().bytes.size() != address)
           runs.push_back({address, {}});
-        runs.back().bytes.push_back(page.bytes[at]);
+        runs.back().bytes.insert(runs.back().bytes.end(), page.bytes + at,
+                                 page.bytes + (to - page.present));
+        from = std::find(to, end, true);
       }
     }
     return runs;
@@ -201,7 +211,20 @@ class PlacedBytes {
     std::uint8_t bytes[kPageBytes];
     bool present[kPageBytes] = {};
   };
+
+  // The page of that number, made when absent; records follow one another, so the page of the
+  // last write is looked for first.
+  Page& PageOf(std::uint64_t number) {
+    if (last_ == nullptr || last_number_ != number) {
+      last_ = &pages_[number];
+      last_number_ = number;
+    }
+    return *last_;
+  }
+
   std::map<std::uint64_t, Page> pages_;
+  Page* last_ = nullptr;  // the map's nodes stay where they are
+  std::uint64_t last_number_ = 0;
 };
 
 // The format of a record file from its first character, or false for a file of other bytes.

@@ -85,6 +85,43 @@ TEST(ImageRecords, WorkedRecordsAndStatuses) {
   EXPECT_EQ(back[0].bytes, (std::vector<unsigned char>{1, 2, 3}));
 }
 
+// An Intel hex data record for address of bytes, with its checksum.
+std::string IntelRecord(unsigned address, const std::vector<unsigned char>& bytes) {
+  std::vector<unsigned> fields = {static_cast<unsigned>(bytes.size()), address >> 8 & 0xFF,
+                                  address & 0xFF, 0};
+  fields.insert(fields.end(), bytes.begin(), bytes.end());
+  unsigned sum = 0;
+  std::string line = ":";
+  char hex[3];
+  for (unsigned field : fields) {
+    std::snprintf(hex, sizeof hex, "%02X", field);
+    line += hex;
+    sum += field;
+  }
+  std::snprintf(hex, sizeof hex, "%02X", (0x100 - sum % 0x100) % 0x100);
+  return line + hex + "\n";
+}
+
+// Records as other tools write them: out of address order, a later record over part of an
+// earlier one, records that meet across a 4 KiB boundary, a gap. The runs read back hold the
+// last byte written at each address, one run for each stretch without a gap.
+TEST(ImageRecords, LaterRecordsOverEarlierOnesAndRunsAcrossPages) {
+  TempDir dir;
+  const std::string text = IntelRecord(0x1002, {0x21, 0x22, 0x23}) +
+                           IntelRecord(0x0FFC, {0x01, 0x02, 0x03, 0x04, 0x05, 0x06}) +
+                           IntelRecord(0x0FFE, {0xAA, 0xBB}) + IntelRecord(0x2000, {0x77}) +
+                           IntelRecord(0x1004, {0x99}) + ":00000001FF\n";
+  const std::string path = dir.Write("overlap.hex", text);
+  std::vector<ImageRun> back;
+  ASSERT_EQ(ReadImageRuns(path.c_str(), &back), 0) << text;
+  ASSERT_EQ(back.size(), 2u) << text;
+  EXPECT_EQ(back[0].address, 0x0FFCu);
+  EXPECT_EQ(back[0].bytes,
+            (std::vector<unsigned char>{0x01, 0x02, 0xAA, 0xBB, 0x05, 0x06, 0x21, 0x22, 0x99}));
+  EXPECT_EQ(back[1].address, 0x2000u);
+  EXPECT_EQ(back[1].bytes, (std::vector<unsigned char>{0x77}));
+}
+
 bool HaveSrecCat() {
   return std::system("srec_cat --version >/dev/null 2>&1") == 0;
 }
